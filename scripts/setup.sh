@@ -1,0 +1,20 @@
+#!/bin/sh
+# Installs what a fresh Debian 12 machine lacks to build and test the library.
+# Does nothing when everything is there.
+set -eu
+
+packages="g++ clang cmake ninja-build make rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libclang-rt-14-dev"
+missing=""
+for p in $packages; do
+  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+    missing="$missing $p"
+  fi
+done
+
+if [ -n "$missing" ]; then
+  echo "setup: installing$missing"
+  SUDO=""
+  if [ "$(id -u)" -ne 0 ]; then SUDO="sudo"; fi
+  $SUDO apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq $missing
+fi
