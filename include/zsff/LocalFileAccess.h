@@ -1,0 +1,96 @@
+// The store for the file system of the machine the library runs on.
+#pragma once
+
+#include <zsff/FileAccess.h>
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <set>
+#include <shared_mutex>
+#include <string>
+#include <vector>
+
+namespace zsff {
+
+// CAbstractFileAccess over POSIX files. Handles are numbered from 1 upward, one
+// number consumed by every open attempt, successful or not, so a number is never
+// handed out twice. Paths are made absolute against the current directory before
+// use. The separator is "/".
+//
+// Threads: any thread may open and close files while others read, write, seek or
+// tell on their own handles. The open files are closed by the destructor.
+class CLocalFileAccess : public CAbstractFileAccess {
+ public:
+  CLocalFileAccess();
+  ~CLocalFileAccess() override;
+  // Open files belong to one store; a copy would close them twice.
+  CLocalFileAccess(const CLocalFileAccess&) = delete;
+  CLocalFileAccess& operator=(const CLocalFileAccess&) = delete;
+
+  // The id that ListDiskIds reports for the local disk; empty until set.
+  void SetLocalDiskId(const std::string& diskId);
+  std::string LocalDiskId() const;
+
+  bool DeleteDirectoryTree(const std::u16string& path) override;
+  bool CreateDirectory(const std::u16string& path) override;
+  bool CopyDirectoryTree(const std::u16string& source, const std::u16string& destination) override;
+  bool CopyFileList(const std::u16string& sourceDirectory,
+                    const std::u16string& destinationDirectory,
+                    const std::vector<std::u16string>& fileNames) override;
+  bool ListDirectory(const std::u16string& directory, std::vector<std::u16string>& directories,
+                     std::vector<std::u16string>& files, const std::u16string& pattern) override;
+  bool DeleteFile(const std::string& path) override;
+  bool DeleteFile(const std::u16string& path) override;
+  bool FileExists(const std::string& path) override;
+  bool FileExists(const std::u16string& path) override;
+  bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) override;
+  bool FileSize(const std::string& path, unsigned long long& size) override;
+  bool FileSize(const std::u16string& path, unsigned long long& size) override;
+  bool OpenFile(const std::string& path, FileOpenMode_t mode, unsigned int& handle) override;
+  bool OpenFile(const std::u16string& path, FileOpenMode_t mode, unsigned int& handle) override;
+  bool SeekFile(unsigned int handle, long long offset, int origin) override;
+  bool TellFile(unsigned int handle, unsigned long long& position) override;
+  bool WriteFile(unsigned int handle, const void* buffer, unsigned int size,
+                 unsigned int& written) override;
+  bool ReadFile(unsigned int handle, void* buffer, unsigned int size,
+                unsigned int& bytesRead) override;
+  bool CloseFile(unsigned int handle, bool written) override;
+  bool CloseAllFiles() override;
+  bool ReservedFileOperation() override;
+  bool FlushFile(unsigned int handle) override;
+  bool SelectAnalyzer(unsigned short analyzerIndex) override;
+  // Holds the local disk id alone (none while it is empty).
+  bool ListDiskIds(std::set<std::u16string>& diskIds) override;
+  // Holds the single analyzer 1.
+  bool ListAnalyzers(std::set<unsigned short>& analyzers) override;
+  void SetDownloadSize(unsigned int size) override;
+  bool UploadFile(const std::u16string& sourceDirectory, const std::u16string& fileName,
+                  const std::u16string& destinationDirectory,
+                  unsigned short analyzerIndex) override;
+  bool DownloadFile(const std::u16string& sourceDirectory, const std::u16string& fileName,
+                    const std::u16string& destinationDirectory) override;
+  bool UploadDirectory(const std::u16string& source, const std::u16string& destination) override;
+  bool DownloadDirectory(const std::u16string& source, const std::u16string& destination) override;
+  std::u16string PathSeparatorW() const override;
+  std::string PathSeparator() const override;
+  std::string CurrentDiskSerial() override;
+  bool SetWantedDisks(const std::set<std::u16string>& diskIds) override;
+
+ private:
+  // The descriptor behind `handle`, or -1 (with FileErrorBadHandle set).
+  int Descriptor(unsigned int handle);
+
+  // Handle number -> POSIX descriptor. Reads and writes look their handle up on
+  // every call, so lookups take the lock shared and only open and close take it
+  // exclusively, and never across a system call: a slow open on one thread
+  // doesn't stall the transfers of another.
+  std::map<unsigned int, int> m_Files;
+  mutable std::shared_mutex m_FilesLock;
+  std::atomic<unsigned int> m_NextHandle{1};
+
+  mutable std::mutex m_DiskIdLock;
+  std::string m_LocalDiskId;
+};
+
+}  // namespace zsff

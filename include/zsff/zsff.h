@@ -1,0 +1,6 @@
+// Everything a host needs: every public header of the library.
+#pragma once
+
+#include <zsff/FileAccess.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/SignalTypes.h>
