@@ -3,4 +3,6 @@
 
 #include <zsff/FileAccess.h>
 #include <zsff/LocalFileAccess.h>
+#include <zsff/MetaDataFileLock.h>
 #include <zsff/SignalTypes.h>
+#include <zsff/TmpRecordFile.h>
