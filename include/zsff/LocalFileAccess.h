@@ -60,7 +60,7 @@ class CLocalFileAccess : public CAbstractFileAccess {
   bool ReservedFileOperation() override;
   bool FlushFile(unsigned int handle) override;
   bool SelectAnalyzer(unsigned short analyzerIndex) override;
-  // Holds the local disk id alone (none while it is empty).
+  // Holds the local disk id alone, empty as it may be.
   bool ListDiskIds(std::set<std::u16string>& diskIds) override;
   // Holds the single analyzer 1.
   bool ListAnalyzers(std::set<unsigned short>& analyzers) override;

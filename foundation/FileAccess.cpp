@@ -1,0 +1,20 @@
+// The part of the store interface that every store shares: the pending error.
+#include <zsff/FileAccess.h>
+
+namespace zsff {
+
+CAbstractFileAccess::CAbstractFileAccess(const CAbstractFileAccess& other)
+    : m_LastError(other.m_LastError.load(std::memory_order_relaxed)) {}
+
+CAbstractFileAccess& CAbstractFileAccess::operator=(const CAbstractFileAccess& other) {
+  m_LastError.store(other.m_LastError.load(std::memory_order_relaxed), std::memory_order_relaxed);
+  return *this;
+}
+
+CAbstractFileAccess::~CAbstractFileAccess() = default;
+
+ErrorCode_t CAbstractFileAccess::GetLastError() {
+  return static_cast<ErrorCode_t>(m_LastError.exchange(FileErrorNone, std::memory_order_relaxed));
+}
+
+}  // namespace zsff

@@ -1,0 +1,527 @@
+// CLocalFileAccess: the library's store over the POSIX file system.
+//
+// Transfers go straight to read()/write() with no buffering here: a block of
+// samples is one system call, and the per-call cost is one shared lock and one
+// map lookup. Tree copy and delete use std::filesystem.
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/TextConversion.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace zsff {
+
+namespace {
+
+constexpr char kSeparator = '/';
+// Longer absolute paths are refused as bad paths rather than handed to the
+// system, as the longest path the library has ever accepted.
+constexpr std::size_t kMaxPathLength = 4096;
+// A tree delete of a shorter absolute path is refused: "/", "/usr" and the like.
+constexpr std::size_t kMinDeletePathLength = 5;
+
+// The system takes NUL-terminated paths, so an embedded NUL would silently
+// name another file; such paths, like empty ones, name nothing.
+bool Usable(const std::string& path) {
+  return !path.empty() && path.find('\0') == std::string::npos;
+}
+
+// The absolute, lexically normalised form of `path`; false when there is none.
+bool MakeAbsolute(const std::string& path, std::string& absolute) {
+  if (!Usable(path)) return false;
+  std::error_code ec;
+  fs::path full = fs::absolute(fs::path(path), ec);
+  if (ec) return false;
+  std::string normal = full.lexically_normal().native();
+  if (normal.size() >= kMaxPathLength) return false;
+  absolute = std::move(normal);
+  return true;
+}
+
+// Absolute form without trailing separators; false when that leaves nothing,
+// which is what the root becomes.
+bool MakeAbsoluteStripped(const std::string& path, std::string& absolute) {
+  std::string full;
+  if (!MakeAbsolute(path, full)) return false;
+  while (!full.empty() && full.back() == kSeparator) full.pop_back();
+  if (full.empty()) return false;
+  absolute = std::move(full);
+  return true;
+}
+
+// Length in UTF-16 code units of a UTF-8 string: the unit that path limits are
+// counted in.
+std::size_t WideLength(const std::string& utf8) {
+  std::size_t units = 0;
+  for (unsigned char c : utf8) {
+    if ((c & 0xC0) != 0x80) ++units;  // a lead byte or a single byte
+    if (c >= 0xF0) ++units;           // four bytes make a surrogate pair
+  }
+  return units;
+}
+
+std::string Join(const std::string& directory, const std::string& name) {
+  if (!directory.empty() && directory.back() == kSeparator) return directory + name;
+  return directory + kSeparator + name;
+}
+
+// Wildcards as stores have always read them: '*' any run of characters, '?'
+// one character; everything else matches itself.
+bool Matches(const char16_t* pattern, const char16_t* name) {
+  const char16_t* star = nullptr;
+  const char16_t* resume = nullptr;
+  while (*name) {
+    if (*pattern == u'*') {
+      star = pattern++;
+      resume = name;
+    } else if (*pattern == u'?' || *pattern == *name) {
+      ++pattern;
+      ++name;
+    } else if (star) {
+      pattern = star + 1;
+      name = ++resume;
+    } else {
+      return false;
+    }
+  }
+  while (*pattern == u'*') ++pattern;
+  return *pattern == 0;
+}
+
+bool MatchesPattern(const std::u16string& pattern, const std::u16string& name) {
+  if (pattern == u"*.*") return true;  // every name, with a dot or without
+  return Matches(pattern.c_str(), name.c_str());
+}
+
+char16_t Lower(char16_t c) { return (c >= u'A' && c <= u'Z') ? char16_t(c + (u'a' - u'A')) : c; }
+
+// A five-character "*.abc" pattern lets a file through only when its last four
+// characters are ".abc" (ignoring case), so that "*.zrs" can never pick up a
+// file whose extension merely begins with "zrs". Names under five characters
+// are not tested.
+bool ShutOutByExtension(const std::u16string& pattern, const std::u16string& name) {
+  if (pattern.size() != 5 || pattern[0] != u'*' || pattern[1] != u'.') return false;
+  for (std::size_t i = 2; i < 5; ++i)
+    if (pattern[i] == u'.') return false;
+  if (name.size() < 5) return false;
+  for (std::size_t i = 0; i < 4; ++i)
+    if (Lower(name[name.size() - 4 + i]) != Lower(pattern[1 + i])) return true;
+  return false;
+}
+
+bool IsDirectoryEntry(const std::string& fullPath, const dirent* entry) {
+  if (entry->d_type == DT_DIR) return true;
+  if (entry->d_type != DT_UNKNOWN && entry->d_type != DT_LNK) return false;
+  struct stat info;  // a link counts as what it points to
+  return ::stat(fullPath.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+int OpenRetrying(const char* path, int flags) {
+  int fd;
+  do {
+    fd = ::open(path, flags, 0666);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+}  // namespace
+
+CLocalFileAccess::CLocalFileAccess() = default;
+
+CLocalFileAccess::~CLocalFileAccess() { CloseAllFiles(); }
+
+void CLocalFileAccess::SetLocalDiskId(const std::string& diskId) {
+  std::lock_guard<std::mutex> guard(m_DiskIdLock);
+  m_LocalDiskId = diskId;
+}
+
+std::string CLocalFileAccess::LocalDiskId() const {
+  std::lock_guard<std::mutex> guard(m_DiskIdLock);
+  return m_LocalDiskId;
+}
+
+// --- Directories -------------------------------------------------------------
+
+bool CLocalFileAccess::DeleteDirectoryTree(const std::u16string& path) {
+  const std::string native = WideToUtf8(path);
+  if (!FileExists(native)) return true;
+  std::string full;
+  if (!MakeAbsoluteStripped(native, full)) return false;
+  if (WideLength(full) < kMinDeletePathLength) return false;
+  std::error_code ec;
+  fs::remove_all(fs::path(full), ec);
+  return !ec;
+}
+
+bool CLocalFileAccess::CreateDirectory(const std::u16string& path) {
+  const std::string native = WideToUtf8(path);
+  return Usable(native) && ::mkdir(native.c_str(), 0777) == 0;
+}
+
+bool CLocalFileAccess::CopyDirectoryTree(const std::u16string& source,
+                                         const std::u16string& destination) {
+  std::string from, to;
+  if (!MakeAbsoluteStripped(WideToUtf8(source), from)) return false;
+  if (!MakeAbsoluteStripped(WideToUtf8(destination), to)) return false;
+  // Copying a tree into itself would never end.
+  if (to == from || to.compare(0, from.size() + 1, from + kSeparator) == 0) return false;
+
+  std::error_code ec;
+  if (!fs::is_directory(fs::path(from), ec)) return false;
+  fs::create_directories(fs::path(to), ec);
+  if (ec) return false;
+  const auto options = fs::copy_options::recursive | fs::copy_options::overwrite_existing;
+  fs::directory_iterator it(fs::path(from), ec), end;
+  // The first failure aborts the copy, and an aborted copy is a failed one.
+  for (; !ec && it != end; it.increment(ec)) {
+    fs::copy(it->path(), fs::path(to) / it->path().filename(), options, ec);
+  }
+  return !ec;
+}
+
+bool CLocalFileAccess::CopyFileList(const std::u16string& sourceDirectory,
+                                    const std::u16string& destinationDirectory,
+                                    const std::vector<std::u16string>& fileNames) {
+  if (fileNames.empty()) return false;
+  std::string from, to;
+  if (!MakeAbsoluteStripped(WideToUtf8(sourceDirectory), from)) return false;
+  if (!MakeAbsoluteStripped(WideToUtf8(destinationDirectory), to)) return false;
+  bool result = true;
+  for (const std::u16string& name : fileNames) {
+    const std::string native = WideToUtf8(name);
+    std::error_code ec;
+    if (!Usable(native) || !fs::copy_file(fs::path(Join(from, native)), fs::path(Join(to, native)),
+                                          fs::copy_options::overwrite_existing, ec)) {
+      result = false;  // the remaining files are still worth copying
+    }
+  }
+  return result;
+}
+
+bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
+                                     std::vector<std::u16string>& directories,
+                                     std::vector<std::u16string>& files,
+                                     const std::u16string& pattern) {
+  directories.clear();
+  files.clear();
+  const std::string native = WideToUtf8(directory);
+  if (!Usable(native)) return false;
+  DIR* dir = ::opendir(native.c_str());
+  if (dir == nullptr) return false;
+  bool result = true;
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(dir);
+    if (entry == nullptr) {
+      result = (errno == 0);
+      break;
+    }
+    const std::string name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    const std::u16string wideName = Utf8ToWide(name);
+    if (!MatchesPattern(pattern, wideName)) continue;
+    const std::string fullPath = Join(native, name);
+    if (IsDirectoryEntry(fullPath, entry)) {
+      directories.push_back(Utf8ToWide(fullPath));
+    } else if (!ShutOutByExtension(pattern, wideName)) {
+      files.push_back(Utf8ToWide(fullPath));
+    }
+  }
+  ::closedir(dir);
+  return result;
+}
+
+// --- Files by path -------------------------------------------------------------
+
+bool CLocalFileAccess::DeleteFile(const std::string& path) {
+  return Usable(path) && ::unlink(path.c_str()) == 0;
+}
+
+bool CLocalFileAccess::DeleteFile(const std::u16string& path) {
+  return DeleteFile(WideToUtf8(path));
+}
+
+bool CLocalFileAccess::FileExists(const std::string& path) {
+  struct stat info;
+  return Usable(path) && ::stat(path.c_str(), &info) == 0;
+}
+
+bool CLocalFileAccess::FileExists(const std::u16string& path) {
+  return FileExists(WideToUtf8(path));
+}
+
+bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16string& newPath) {
+  const std::string from = WideToAnsi(oldPath);
+  const std::string to = WideToAnsi(newPath);
+  if (!Usable(from) || !Usable(to)) return false;
+  // POSIX rename() replaces an existing target; this operation must not.
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  // The file system can't refuse a replacement by itself: check, then rename.
+  struct stat info;
+  if (::lstat(to.c_str(), &info) == 0) return false;
+  return std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool CLocalFileAccess::FileSize(const std::string& path, unsigned long long& size) {
+  size = 0;
+  struct stat info;
+  if (!Usable(path) || ::stat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) return false;
+  size = static_cast<unsigned long long>(info.st_size);
+  return true;
+}
+
+bool CLocalFileAccess::FileSize(const std::u16string& path, unsigned long long& size) {
+  return FileSize(WideToUtf8(path), size);
+}
+
+// --- Open files ------------------------------------------------------------------
+
+bool CLocalFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
+                                unsigned int& handle) {
+  return OpenFile(WideToUtf8(path), mode, handle);
+}
+
+bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
+                                unsigned int& handle) {
+  // Every attempt consumes a number, so a number is never seen twice even by a
+  // caller that keeps a failed handle around. Skip 0 should the counter wrap.
+  unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+  if (number == 0) number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+
+  std::string full;
+  if (!MakeAbsolute(path, full)) {
+    SetLastError(FileErrorBadPath);
+    return false;
+  }
+
+  int flags = O_CLOEXEC;
+  switch (mode) {
+    case FileModeCreate:
+      flags |= O_WRONLY | O_CREAT | O_TRUNC;
+      break;
+    case FileModeReadWrite:
+      flags |= O_RDWR | O_CREAT;
+      break;
+    case FileModeAppend:
+      flags |= O_WRONLY;
+      break;
+    case FileModeRead:
+      flags |= O_RDONLY;
+      break;
+    case FileModeCreateNew:
+      flags |= O_RDWR | O_CREAT | O_EXCL;
+      break;
+    default:
+      return false;
+  }
+
+  const int fd = OpenRetrying(full.c_str(), flags);
+  if (fd < 0) {
+    SetLastError(FileErrorOpen);
+    return false;
+  }
+  // Only a read-only open can reach a directory; it is not a file.
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode) ||
+      (mode == FileModeAppend && ::lseek(fd, 0, SEEK_END) < 0)) {
+    ::close(fd);
+    SetLastError(FileErrorOpen);
+    return false;
+  }
+  ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);  // a hint; its failure doesn't matter
+
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    m_Files.emplace(number, fd);
+  }
+  handle = number;
+  return true;
+}
+
+int CLocalFileAccess::Descriptor(unsigned int handle) {
+  {
+    std::shared_lock<std::shared_mutex> guard(m_FilesLock);
+    const auto it = m_Files.find(handle);
+    if (it != m_Files.end()) return it->second;
+  }
+  SetLastError(FileErrorBadHandle);
+  return -1;
+}
+
+bool CLocalFileAccess::SeekFile(unsigned int handle, long long offset, int origin) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  int whence;
+  switch (origin) {
+    case 0:
+      whence = SEEK_SET;
+      break;
+    case 1:
+      whence = SEEK_CUR;
+      break;
+    case 2:
+      whence = SEEK_END;
+      break;
+    default:
+      SetLastError(FileErrorSeek);
+      return false;
+  }
+  if (::lseek(fd, static_cast<off_t>(offset), whence) < 0) {
+    SetLastError(FileErrorSeek);
+    return false;
+  }
+  return true;
+}
+
+bool CLocalFileAccess::TellFile(unsigned int handle, unsigned long long& position) {
+  position = 0;
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  const off_t at = ::lseek(fd, 0, SEEK_CUR);
+  if (at < 0) {
+    SetLastError(FileErrorSeek);
+    return false;
+  }
+  position = static_cast<unsigned long long>(at);
+  return true;
+}
+
+bool CLocalFileAccess::WriteFile(unsigned int handle, const void* buffer, unsigned int size,
+                                 unsigned int& written) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  if (buffer == nullptr && size != 0) {
+    SetLastError(FileErrorWrite);
+    return false;
+  }
+  // One call moves the whole block of a regular file; the loop only resumes
+  // after a signal or a transfer the kernel caps, and a full disk shows as a
+  // short write followed by an error.
+  const char* from = static_cast<const char*>(buffer);
+  unsigned int done = 0;
+  while (done < size) {
+    const ssize_t n = ::write(fd, from + done, size - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      SetLastError(FileErrorWrite);
+      return false;
+    }
+    done += static_cast<unsigned int>(n);
+  }
+  written = size;
+  return true;
+}
+
+bool CLocalFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int size,
+                                unsigned int& bytesRead) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  if (buffer == nullptr && size != 0) {
+    SetLastError(FileErrorRead);
+    return false;
+  }
+  // A short count from a regular file means the end was reached; reading on
+  // until read() says 0 tells that apart from an interrupted transfer.
+  char* to = static_cast<char*>(buffer);
+  unsigned int done = 0;
+  while (done < size) {
+    const ssize_t n = ::read(fd, to + done, size - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      SetLastError(n == 0 ? FileErrorEndOfFile : FileErrorRead);
+      return false;
+    }
+    done += static_cast<unsigned int>(n);
+  }
+  bytesRead = size;
+  return true;
+}
+
+bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
+  int fd;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    const auto it = m_Files.find(handle);
+    if (it == m_Files.end()) {
+      guard.unlock();
+      SetLastError(FileErrorBadHandle);
+      return false;
+    }
+    fd = it->second;
+    m_Files.erase(it);
+  }
+  // No retry on EINTR: Linux has released the descriptor by then, and a retry
+  // could close a descriptor another thread has just been given.
+  ::close(fd);
+  return true;
+}
+
+bool CLocalFileAccess::CloseAllFiles() {
+  std::map<unsigned int, int> files;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    files.swap(m_Files);
+  }
+  for (const auto& entry : files) ::close(entry.second);
+  return true;
+}
+
+// --- What a local store has nothing to do for ----------------------------------
+
+bool CLocalFileAccess::ReservedFileOperation() { return true; }
+
+bool CLocalFileAccess::FlushFile(unsigned int /*handle*/) { return true; }
+
+bool CLocalFileAccess::SelectAnalyzer(unsigned short /*analyzerIndex*/) { return true; }
+
+bool CLocalFileAccess::ListDiskIds(std::set<std::u16string>& diskIds) {
+  diskIds.clear();
+  diskIds.insert(Utf8ToWide(LocalDiskId()));
+  return true;
+}
+
+bool CLocalFileAccess::ListAnalyzers(std::set<unsigned short>& analyzers) {
+  analyzers.clear();
+  analyzers.insert(1);
+  return true;
+}
+
+void CLocalFileAccess::SetDownloadSize(unsigned int /*size*/) {}
+
+bool CLocalFileAccess::UploadFile(const std::u16string&, const std::u16string&,
+                                  const std::u16string&, unsigned short) {
+  return false;
+}
+
+bool CLocalFileAccess::DownloadFile(const std::u16string&, const std::u16string&,
+                                    const std::u16string&) {
+  return false;
+}
+
+bool CLocalFileAccess::UploadDirectory(const std::u16string&, const std::u16string&) {
+  return false;
+}
+
+bool CLocalFileAccess::DownloadDirectory(const std::u16string&, const std::u16string&) {
+  return false;
+}
+
+std::u16string CLocalFileAccess::PathSeparatorW() const { return u"/"; }
+
+std::string CLocalFileAccess::PathSeparator() const { return "/"; }
+
+std::string CLocalFileAccess::CurrentDiskSerial() { return std::string(); }
+
+bool CLocalFileAccess::SetWantedDisks(const std::set<std::u16string>& /*diskIds*/) { return true; }
+
+}  // namespace zsff
