@@ -3,10 +3,12 @@
 
 #include <zsff/AnalyzerInfo.h>
 #include <zsff/ChannelId.h>
+#include <zsff/ChannelMetaData.h>
 #include <zsff/DateTime.h>
 #include <zsff/FileAccess.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MarkerId.h>
+#include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataAnalyzer.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
