@@ -11,7 +11,9 @@
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataAnalyzer.h>
 #include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataContainerJson.h>
 #include <zsff/MetaDataFileLock.h>
+#include <zsff/MetaDataFiles.h>
 #include <zsff/MetaDataMarker.h>
 #include <zsff/MetaDataQuantity.h>
 #include <zsff/MetaDataRecord.h>

@@ -1,0 +1,121 @@
+// Reading metadata files: a file as it stands, and a channel's ".zrm" completed
+// from the temporary record file while the channel records.
+#include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataContainerJson.h>
+#include <zsff/MetaDataFiles.h>
+#include <zsff/TextConversion.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "persistence/MetaDataFileSupport.h"
+
+namespace zsff {
+
+using metadata_file::JoinPath;
+using metadata_file::StoreInUse;
+
+CMetaDataFileReader::CMetaDataFileReader(CAbstractFileAccess* access) : m_FileAccess(access) {}
+
+CMetaDataFileReader::~CMetaDataFileReader() = default;
+
+std::u16string CMetaDataFileReader::LastError() const {
+  std::u16string message;
+  message.swap(m_LastError);
+  return message;
+}
+
+bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& name,
+                               const std::u16string& directory) const {
+  if (name.empty()) return false;
+  StoreInUse store(m_FileAccess);
+  const std::u16string path = JoinPath(*store, directory, name);
+  const std::u16string prefix = u"CMetaDataFileReader::Load(" + path + u")";
+
+  unsigned long long size = 0;
+  if (!store->FileSize(path, size) || size == 0) {
+    m_LastError = prefix + u" Cannot open file or file empty";
+    return false;
+  }
+  unsigned int handle = 0;
+  if (!store->OpenFile(path, FileModeRead, handle)) return false;
+
+  // One read must take the whole file; a metadata file beyond what one read can
+  // carry is as unreadable as a short one.
+  std::string text;
+  unsigned int bytesRead = 0;
+  bool read = size <= UINT_MAX;
+  if (read) {
+    text.assign(static_cast<size_t>(size), '\0');
+    read = store->ReadFile(handle, text.data(), static_cast<unsigned int>(size), bytesRead) &&
+           bytesRead == size;
+  }
+  if (!read) {
+    m_LastError = prefix + u" Cannot read file";
+    store->CloseFile(handle, false);
+    return false;
+  }
+
+  MetaDataContainerJson json;
+  const bool loaded = json.FromJSONString(text, out);
+  if (!loaded) m_LastError = prefix + u" Error: " + Utf8ToWide(json.LastError());
+  store->CloseFile(handle, false);
+  return loaded;
+}
+
+CMetaDataHeaderFileReader::CMetaDataHeaderFileReader(CTmpRecordFile* tmp,
+                                                     CAbstractFileAccess* access)
+    : CMetaDataFileReader(access), m_TmpRecordFile(tmp) {}
+
+bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16string& name,
+                                     const std::u16string& directory) const {
+  TAG_RECORD_INFO info;
+  return Load(out, name, directory, info, 0);
+}
+
+bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16string& name,
+                                     const std::u16string& directory, TAG_RECORD_INFO& info,
+                                     unsigned long long signalFilesSize) const {
+  if (name.empty()) return false;
+  CTmpRecordFile* const tmp = m_TmpRecordFile;
+
+  // A recording channel's length is what its part files hold so far.
+  if (signalFilesSize == 0 && tmp != nullptr && tmp->Exists()) {
+    StoreInUse store(m_FileAccess);
+    std::vector<std::u16string> directories;
+    std::vector<std::u16string> files;
+    store->ListDirectory(directory, directories, files, std::u16string(u"*") + u".zrs");
+    for (const std::u16string& file : files) {
+      unsigned long long size = 0;
+      store->FileSize(file, size);
+      signalFilesSize += size;
+    }
+  }
+
+  if (!CMetaDataFileReader::Load(out, name + u".zrm", directory)) return false;
+
+  if (tmp == nullptr) {
+    double duration = 0.0;
+    if (!out.FindMetadata("RecordDuration", duration)) out.AddMetadata("RecordDuration", 0.0);
+    return true;
+  }
+
+  // While the record is being written the ".zrm" record fields are stale by
+  // design; the temporary file and the size override them, but only when
+  // something changed since the last merge, so a reader polling an idle record
+  // keeps what it has.
+  const bool recording = tmp->Exists();
+  if (recording && (!tmp->IsValid() || tmp->PreviousFileSize() != signalFilesSize)) {
+    tmp->SetPreviousFileSize(signalFilesSize);
+    tmp->ToMetaDataContainerPreviousFileSize(out);
+  }
+  // A finished record has no temporary file: its record information comes from
+  // the ".zrm" file instead.
+  if (!recording && !tmp->IsValid()) tmp->FromMetaDataContainer(out);
+  if (!tmp->IsValid()) tmp->Read();
+  info = tmp->RecordInfo();
+  return true;
+}
+
+}  // namespace zsff
