@@ -1,0 +1,462 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+#include <zsff/ChannelMetaData.h>
+#include <zsff/DateTime.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/TmpRecordFile.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "TempDir.h"
+
+namespace fs = std::filesystem;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+using zsff::CLocalFileAccess;
+using zsff::CTmpRecordFile;
+using zsff::MetaDataContainer;
+using zsff::TAG_RECORD_INFO;
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// One record information whose every byte differs from its neighbours, so that a
+// field at a wrong offset or in a wrong byte order can't go unnoticed.
+TAG_RECORD_INFO SampleInfo() {
+  TAG_RECORD_INFO info;
+  info.AbsoluteDate = 0x01D2A3B4C5D6E7F8LL;
+  info.RelativeDate = 0x0000001122334455LL;
+  info.CumulativeDate = 2.5;
+  info.SignalOffset = -1.5f;
+  info.UncompactCoeff = 0.25f;
+  info.UncompactOffset = 3.0f;
+  info.RecordNumber = 0x0102;
+  info.TimeStep = 0x0304;
+  return info;
+}
+const unsigned short kFirstPart = 0x0506;
+const unsigned short kLastPart = 0x0708;
+
+const Bytes kDates = {
+    0xF8, 0xE7, 0xD6, 0xC5, 0xB4, 0xA3, 0xD2, 0x01,  // AbsoluteDate
+    0x55, 0x44, 0x33, 0x22, 0x11, 0x00, 0x00, 0x00,  // RelativeDate
+    0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x04, 0x40,  // CumulativeDate 2.5
+};
+const Bytes kScalingAndParts = {
+    0x00, 0x00, 0xC0, 0xBF,  // SignalOffset -1.5
+    0x00, 0x00, 0x80, 0x3E,  // UncompactCoeff 0.25
+    0x00, 0x00, 0x40, 0x40,  // UncompactOffset 3.0
+    0x02, 0x01,              // RecordNumber
+    0x04, 0x03,              // TimeStep
+    0x06, 0x05,              // first part
+    0x08, 0x07,              // last part
+};
+
+Bytes Concat(std::initializer_list<Bytes> pieces) {
+  Bytes all;
+  for (const Bytes& piece : pieces) all.insert(all.end(), piece.begin(), piece.end());
+  return all;
+}
+
+Bytes Version2File() { return Concat({{0x02, 0x00, 0x00, 0x00}, kDates, kScalingAndParts}); }
+
+Bytes Version1File() {
+  return Concat({{0x01, 0x00, 0x00, 0x00}, kDates, Bytes(16, 0xEE), kScalingAndParts});
+}
+
+void WriteBytes(const fs::path& path, const Bytes& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
+}
+
+Bytes ReadBytes(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void ExpectSameInfo(const TAG_RECORD_INFO& actual, const TAG_RECORD_INFO& expected) {
+  EXPECT_EQ(actual.AbsoluteDate, expected.AbsoluteDate);
+  EXPECT_EQ(actual.RelativeDate, expected.RelativeDate);
+  EXPECT_EQ(actual.CumulativeDate, expected.CumulativeDate);
+  EXPECT_EQ(actual.SignalOffset, expected.SignalOffset);
+  EXPECT_EQ(actual.UncompactCoeff, expected.UncompactCoeff);
+  EXPECT_EQ(actual.UncompactOffset, expected.UncompactOffset);
+  EXPECT_EQ(actual.RecordNumber, expected.RecordNumber);
+  EXPECT_EQ(actual.TimeStep, expected.TimeStep);
+}
+
+// The local store with faults to order, and a count of the calls that matter.
+class FaultyStore : public CLocalFileAccess {
+ public:
+  using CLocalFileAccess::DeleteFile;
+  using CLocalFileAccess::FileExists;
+  using CLocalFileAccess::OpenFile;
+
+  bool OpenFile(const std::string& path, zsff::FileOpenMode_t mode, unsigned int& handle) override {
+    if (mode == zsff::FileModeCreate) ++createOpens;
+    return CLocalFileAccess::OpenFile(path, mode, handle);
+  }
+  bool FileExists(const std::string& path) override {
+    const bool exists = CLocalFileAccess::FileExists(path);
+    // The file is there when asked and gone before it is opened.
+    if (vanishAfterExists) ::unlink(path.c_str());
+    return exists;
+  }
+  bool DeleteFile(const std::string& path) override {
+    ++deletes;
+    return refuseDelete ? false : CLocalFileAccess::DeleteFile(path);
+  }
+  bool SeekFile(unsigned int handle, long long offset, int origin) override {
+    return failSeek ? false : CLocalFileAccess::SeekFile(handle, offset, origin);
+  }
+  bool FlushFile(unsigned int handle) override {
+    return failFlush ? false : CLocalFileAccess::FlushFile(handle);
+  }
+
+  bool vanishAfterExists = false;
+  bool refuseDelete = false;
+  bool failSeek = false;
+  bool failFlush = false;
+  int createOpens = 0;
+  int deletes = 0;
+};
+
+struct Fixture {
+  zsff_test::TempDir dir;
+  FaultyStore store;
+  fs::path file = dir.Path() / "TmpRecord.zrm";
+  std::string directory = dir.Path().string();
+};
+
+}  // namespace
+
+TEST(TmpRecordFileTest, NewObjectHasDefaultsAndPathUsesStoreSeparator) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  EXPECT_FALSE(tmp.IsValid());
+  EXPECT_FALSE(tmp.Exists());
+  EXPECT_EQ(tmp.PreviousFileSize(), 0u);
+  ExpectSameInfo(tmp.RecordInfo(), TAG_RECORD_INFO());
+  EXPECT_EQ(tmp.Parts().first, 0);
+  EXPECT_EQ(tmp.Parts().second, 0);
+}
+
+TEST(TmpRecordFileTest, WritesVersion2ByteForByteAndRewritesInPlace) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  tmp.SetRecordInfo(SampleInfo());
+  tmp.SetParts(kFirstPart, kLastPart);
+  ASSERT_TRUE(tmp.Write());
+  EXPECT_TRUE(tmp.Exists());
+  EXPECT_EQ(ReadBytes(f.file), Version2File());
+
+  // The next part: same handle, same 48 bytes overwritten.
+  tmp.SetParts(kFirstPart, kLastPart + 1);
+  ASSERT_TRUE(tmp.Write());
+  Bytes expected = Version2File();
+  expected[46] = 0x09;
+  EXPECT_EQ(ReadBytes(f.file), expected);
+  EXPECT_EQ(f.store.createOpens, 1);
+
+  // A reader of its own sees what the writer left.
+  CTmpRecordFile reader(f.directory, &f.store);
+  ASSERT_TRUE(reader.Read());
+  ExpectSameInfo(reader.RecordInfo(), SampleInfo());
+  EXPECT_EQ(reader.Parts(), std::make_pair(kFirstPart, static_cast<unsigned short>(kLastPart + 1)));
+}
+
+TEST(TmpRecordFileTest, ReadsBothVersionsAndRewritesVersion1AsVersion2) {
+  Fixture f;
+  WriteBytes(f.file, Version2File());
+  CTmpRecordFile v2(f.directory, &f.store);
+  EXPECT_TRUE(v2.Read());
+  EXPECT_TRUE(v2.IsValid());
+  ExpectSameInfo(v2.RecordInfo(), SampleInfo());
+  EXPECT_EQ(v2.Parts(), std::make_pair(kFirstPart, kLastPart));
+
+  // Bytes behind the last field are never looked at.
+  Bytes oversized = Version2File();
+  oversized.resize(4000, 0xAB);
+  WriteBytes(f.file, oversized);
+  CTmpRecordFile big(f.directory, &f.store);
+  EXPECT_TRUE(big.Read());
+  ExpectSameInfo(big.RecordInfo(), SampleInfo());
+
+  WriteBytes(f.file, Version1File());
+  CTmpRecordFile v1(f.directory, &f.store);
+  EXPECT_TRUE(v1.Read());
+  ExpectSameInfo(v1.RecordInfo(), SampleInfo());
+  EXPECT_EQ(v1.Parts(), std::make_pair(kFirstPart, kLastPart));
+  // The first write of an object truncates: the old 64 bytes become the new 48.
+  ASSERT_TRUE(v1.Write());
+  EXPECT_EQ(ReadBytes(f.file), Version2File());
+}
+
+TEST(TmpRecordFileTest, RefusesBadVersionOrMissingDateAfterTakingFields) {
+  Fixture f;
+  Bytes version3 = Version2File();
+  version3[0] = 0x03;
+  WriteBytes(f.file, version3);
+  CTmpRecordFile tmp(f.directory, &f.store);
+  CaptureStdout();
+  EXPECT_FALSE(tmp.Read());
+  EXPECT_EQ(GetCapturedStdout(), "CTmpRecordFile::Read() Error in file: " + f.file.string() +
+                                     ", version = 3 (expected 1 or 2), AbsoluteDate = " +
+                                     std::to_string(SampleInfo().AbsoluteDate) +
+                                     " (must be != 0)\n");
+  EXPECT_FALSE(tmp.IsValid());
+  // Not valid, so RecordInfo() reads again and shows the file's fields once more.
+  CaptureStdout();
+  ExpectSameInfo(tmp.RecordInfo(), SampleInfo());
+  EXPECT_NE(GetCapturedStdout().find("version = 3"), std::string::npos);
+
+  for (Bytes file : {Version1File(), Version2File()}) {
+    std::fill(file.begin() + 4, file.begin() + 12, 0);  // AbsoluteDate 0
+    WriteBytes(f.file, file);
+    CTmpRecordFile undated(f.directory, &f.store);
+    CaptureStdout();
+    EXPECT_FALSE(undated.Read());
+    EXPECT_NE(GetCapturedStdout().find("AbsoluteDate = 0 (must be != 0)"), std::string::npos);
+  }
+}
+
+TEST(TmpRecordFileTest, TruncatedFilesFailWithReadMessage) {
+  Fixture f;
+  const std::string message =
+      "CTmpRecordFile::Read() Unable to read file: " + f.file.string() + "\n";
+  for (const Bytes& whole : {Version1File(), Version2File()}) {
+    for (size_t length = 0; length < whole.size(); ++length) {
+      WriteBytes(f.file, Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
+      CTmpRecordFile tmp(f.directory, &f.store);
+      CaptureStdout();
+      EXPECT_FALSE(tmp.Read()) << "length " << length;
+      EXPECT_EQ(GetCapturedStdout(), message) << "length " << length;
+      EXPECT_FALSE(tmp.IsValid());
+    }
+  }
+}
+
+TEST(TmpRecordFileTest, MissingOrVanishingFileFailsAsToldWithoutValidity) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  CaptureStdout();
+  EXPECT_FALSE(tmp.Read());
+  EXPECT_FALSE(tmp.Load());
+  EXPECT_EQ(GetCapturedStdout(), "");
+
+  WriteBytes(f.file, Version2File());
+  f.store.vanishAfterExists = true;
+  CaptureStdout();
+  EXPECT_FALSE(tmp.Read());
+  EXPECT_EQ(GetCapturedStdout(),
+            "CTmpRecordFile::Read() Unable to open file: " + f.file.string() + "\n");
+  EXPECT_FALSE(tmp.IsValid());
+
+  CTmpRecordFile noStore(f.directory, nullptr);
+  EXPECT_FALSE(noStore.Exists());
+  EXPECT_FALSE(noStore.Read());
+  EXPECT_FALSE(noStore.Write());
+  EXPECT_FALSE(noStore.IsValid());
+}
+
+TEST(TmpRecordFileTest, ValidityDecidesWhetherTheDiskIsRead) {
+  Fixture f;
+  WriteBytes(f.file, Version2File());
+  CTmpRecordFile tmp(f.directory, &f.store);
+
+  TAG_RECORD_INFO own = SampleInfo();
+  own.AbsoluteDate = 42;
+  tmp.SetRecordInfo(own);
+  EXPECT_TRUE(tmp.IsValid());
+  EXPECT_TRUE(tmp.Load());
+  EXPECT_EQ(tmp.RecordInfo().AbsoluteDate, 42);
+
+  // Without a start date the information isn't trusted and the file wins.
+  own.AbsoluteDate = 0;
+  tmp.SetRecordInfo(own);
+  EXPECT_FALSE(tmp.IsValid());
+  EXPECT_EQ(tmp.RecordInfo().AbsoluteDate, SampleInfo().AbsoluteDate);
+  EXPECT_TRUE(tmp.IsValid());
+
+  // SetParts alone never reads.
+  CTmpRecordFile parts(f.directory, &f.store);
+  parts.SetParts(1, 2);
+  EXPECT_FALSE(parts.IsValid());
+  EXPECT_EQ(parts.Parts(), std::make_pair(kFirstPart, kLastPart));
+}
+
+TEST(TmpRecordFileTest, WriteReportsStoreFailuresAndRecovers) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  tmp.SetRecordInfo(SampleInfo());
+  tmp.SetParts(kFirstPart, kLastPart);
+
+  f.store.failFlush = true;
+  EXPECT_FALSE(tmp.Write());
+  EXPECT_TRUE(tmp.IsValid());
+  f.store.failFlush = false;
+
+  // A failed seek gives up the handle; the write after it starts a fresh file.
+  f.store.failSeek = true;
+  EXPECT_FALSE(tmp.Write());
+  f.store.failSeek = false;
+  WriteBytes(f.file, Bytes(100, 0x11));
+  EXPECT_TRUE(tmp.Write());
+  EXPECT_EQ(f.store.createOpens, 2);
+  EXPECT_EQ(ReadBytes(f.file), Version2File());
+}
+
+TEST(TmpRecordFileTest, DeleteClosesRetriesAndKeepsTheInformation) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  EXPECT_TRUE(tmp.Delete());  // nothing there: true at the first check
+  EXPECT_EQ(f.store.deletes, 1);
+
+  tmp.SetRecordInfo(SampleInfo());
+  ASSERT_TRUE(tmp.Write());
+  f.store.refuseDelete = true;
+  f.store.deletes = 0;
+  CaptureStdout();
+  EXPECT_FALSE(tmp.Delete());
+  EXPECT_EQ(GetCapturedStdout(),
+            "CTmpRecordFile::Delete() Unable to delete file: " + f.file.string() + "\n");
+  EXPECT_EQ(f.store.deletes, 20);
+
+  f.store.refuseDelete = false;
+  EXPECT_TRUE(tmp.Delete());
+  EXPECT_FALSE(fs::exists(f.file));
+  EXPECT_TRUE(tmp.IsValid());
+  ExpectSameInfo(tmp.RecordInfo(), SampleInfo());
+
+  // The handle was closed by the first Delete: the next Write creates the file anew.
+  ASSERT_TRUE(tmp.Write());
+  EXPECT_EQ(ReadBytes(f.file).size(), 48u);
+}
+
+TEST(TmpRecordFileTest, FromContainerFillsFieldsAndResetsNumberAndStep) {
+  Fixture f;
+  CTmpRecordFile tmp(f.directory, &f.store);
+  TAG_RECORD_INFO before = SampleInfo();
+  before.TimeStep = 7;
+  before.RecordNumber = 9;
+  tmp.SetRecordInfo(before);
+
+  MetaDataContainer in;
+  in.AddMetadata("RecordStartDate", 1234567LL);
+  in.AddMetadata("RecordRelativeDate", 99L);  // a long widens to long long
+  in.AddMetadata("RecordCumulativeDate", 1.25f);
+  in.AddMetadata("SignalUncompactCoeff", 0.5);  // a double narrows to float
+  in.AddMetadata("SignalUncompactOffset", -2.0f);
+  in.AddMetadata("RecordNumber", 3LL);  // a long long is never narrowed: not found
+  tmp.FromMetaDataContainer(in);
+
+  const TAG_RECORD_INFO& info = tmp.RecordInfo();
+  EXPECT_EQ(info.AbsoluteDate, 1234567);
+  EXPECT_EQ(info.RelativeDate, 99);
+  EXPECT_EQ(info.CumulativeDate, 1.25);
+  EXPECT_EQ(info.SignalOffset, before.SignalOffset);  // missing: kept
+  EXPECT_EQ(info.UncompactCoeff, 0.5f);
+  EXPECT_EQ(info.UncompactOffset, -2.0f);
+  EXPECT_EQ(info.RecordNumber, 0);  // missing as long: default
+  EXPECT_EQ(info.TimeStep, 1);      // missing: default
+  EXPECT_TRUE(tmp.IsValid());
+
+  MetaDataContainer numbered;
+  numbered.AddMetadata("RecordNumber", 70000L);  // cut to 16 bits
+  numbered.AddMetadata("SignalTimeStep", 4L);
+  numbered.AddMetadata("RecordStartDate", 0LL);
+  tmp.FromMetaDataContainer(numbered);
+  EXPECT_FALSE(tmp.IsValid());
+  // No file on disk, so RecordInfo() keeps what is in memory.
+  EXPECT_EQ(tmp.RecordInfo().RecordNumber, 70000 % 65536);
+  EXPECT_EQ(tmp.RecordInfo().TimeStep, 4);
+}
+
+TEST(TmpRecordFileTest, ToContainerTakesLengthFromSignalSize) {
+  Fixture f;
+  {
+    CTmpRecordFile writer(f.directory, &f.store);
+    writer.SetRecordInfo(SampleInfo());
+    ASSERT_TRUE(writer.Write());
+  }
+  CTmpRecordFile tmp(f.directory, &f.store);
+
+  MetaDataContainer bare;
+  bare.AddMetadata("RecordDuration", 8.0);
+  tmp.ToMetaDataContainer(bare, 1000);
+  EXPECT_EQ(bare.GetMetadataKeys(), std::set<std::string>{"RecordDuration"});
+  EXPECT_TRUE(tmp.IsValid());  // the file was read all the same
+
+  MetaDataContainer out;
+  zsff::CMetaDataChannelWriter(out).Format("Compact16");
+  zsff::CMetaDataChannelWriter(out).SamplingRate(100.0f);
+  CTmpRecordFile fresh(f.directory, &f.store);
+  fresh.ToMetaDataContainer(out, 1000);
+  EXPECT_EQ(fresh.PreviousFileSize(), 1000u);
+
+  const TAG_RECORD_INFO info = SampleInfo();
+  std::u16string dateText;
+  long long number = 0;
+  double doubleValue = 0;
+  float floatValue = 0;
+  long longValue = 0;
+  EXPECT_TRUE(out.FindMetadata("RecordStartDateString", dateText));
+  EXPECT_EQ(dateText, zsff::FileTimeToString(info.AbsoluteDate));
+  EXPECT_TRUE(out.FindMetadata("RecordStartDate", number));
+  EXPECT_EQ(number, info.AbsoluteDate);
+  EXPECT_TRUE(out.FindMetadata("RecordRelativeDate", number));
+  EXPECT_EQ(number, info.RelativeDate);
+  // 1000 bytes of 2-byte samples at 100 Hz: 500 samples, 5 seconds.
+  EXPECT_TRUE(out.FindMetadata("RecordRelativeDateEnd", number));
+  EXPECT_EQ(number, 32768000 + info.RelativeDate);
+  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
+  EXPECT_EQ(doubleValue, 5.0);
+  EXPECT_TRUE(out.FindMetadata("RecordCumulativeDate", doubleValue));
+  EXPECT_EQ(doubleValue, info.CumulativeDate);
+  EXPECT_TRUE(out.FindMetadata("RecordNumber", longValue));
+  EXPECT_EQ(longValue, info.RecordNumber);
+  EXPECT_TRUE(out.FindMetadata("SignalTimeStep", longValue));
+  EXPECT_EQ(longValue, info.TimeStep);
+  EXPECT_TRUE(out.FindMetadata("SignalOffset", floatValue));
+  EXPECT_EQ(floatValue, info.SignalOffset);
+  EXPECT_TRUE(out.FindMetadata("SignalUncompactCoeff", floatValue));
+  EXPECT_EQ(floatValue, info.UncompactCoeff);
+  EXPECT_TRUE(out.FindMetadata("SignalUncompactOffset", floatValue));
+  EXPECT_EQ(floatValue, info.UncompactOffset);
+  EXPECT_EQ(out.GetMetadataType("SignalOffset"), zsff::MetaDataValue::TypeFloat);
+  EXPECT_EQ(out.GetMetadataType("RecordNumber"), zsff::MetaDataValue::TypeLong);
+
+  // The same size again: nothing is read or written, even with a changed file.
+  out.AddMetadata("RecordDuration", -1.0);
+  TAG_RECORD_INFO moved = info;
+  moved.AbsoluteDate = 777;
+  {
+    CTmpRecordFile writer(f.directory, &f.store);
+    writer.SetRecordInfo(moved);
+    ASSERT_TRUE(writer.Write());
+  }
+  fresh.ToMetaDataContainer(out, 1000);
+  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
+  EXPECT_EQ(doubleValue, -1.0);
+
+  // A grown record: the file is read again and the length follows the size. Four
+  // bytes per sample when the format is unknown.
+  zsff::CMetaDataChannelWriter(out).Format("Raw32");
+  fresh.ToMetaDataContainer(out, 4000);
+  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
+  EXPECT_EQ(doubleValue, 10.0);
+  EXPECT_TRUE(out.FindMetadata("RecordStartDate", number));
+  EXPECT_EQ(number, 777);
+
+  // And back: the merged container gives the same record information.
+  CTmpRecordFile back(f.directory, nullptr);
+  back.FromMetaDataContainer(out);
+  ExpectSameInfo(back.RecordInfo(), moved);
+}
