@@ -45,8 +45,9 @@ std::u16string SystemTimeToStringW(const SYSTEMTIME& time);
 
 // Reads the text form back. Fields the text doesn't reach, and the day of
 // week, are 0; each field keeps the low 16 bits of what was read. The text is
-// expected to come from SystemTimeToString: nothing is validated here. A null
-// pointer reads as an empty text.
+// expected to come from SystemTimeToString: nothing is validated here. The year
+// is read from four digits at most, so the years beyond 9999 that file times
+// reach don't read back. A null pointer reads as an empty text.
 SYSTEMTIME StringToSystemTime(const std::string& text);
 SYSTEMTIME StringToSystemTime(const char* text);
 SYSTEMTIME StringWToSystemTime(const std::u16string& text);
