@@ -16,107 +16,13 @@
 #include <system_error>
 #include <utility>
 
+#include "foundation/PathRules.h"
+
 namespace fs = std::filesystem;
 
 namespace zsff {
 
 namespace {
-
-constexpr char kSeparator = '/';
-// Longer absolute paths are refused as bad paths rather than handed to the
-// system, as the longest path the library has ever accepted.
-constexpr std::size_t kMaxPathLength = 4096;
-// A tree delete of a shorter absolute path is refused: "/", "/usr" and the like.
-constexpr std::size_t kMinDeletePathLength = 5;
-
-// The system takes NUL-terminated paths, so an embedded NUL would silently
-// name another file; such paths, like empty ones, name nothing.
-bool Usable(const std::string& path) {
-  return !path.empty() && path.find('\0') == std::string::npos;
-}
-
-// The absolute, lexically normalised form of `path`; false when there is none.
-bool MakeAbsolute(const std::string& path, std::string& absolute) {
-  if (!Usable(path)) return false;
-  std::error_code ec;
-  fs::path full = fs::absolute(fs::path(path), ec);
-  if (ec) return false;
-  std::string normal = full.lexically_normal().native();
-  if (normal.size() >= kMaxPathLength) return false;
-  absolute = std::move(normal);
-  return true;
-}
-
-// Absolute form without trailing separators; false when that leaves nothing,
-// which is what the root becomes.
-bool MakeAbsoluteStripped(const std::string& path, std::string& absolute) {
-  std::string full;
-  if (!MakeAbsolute(path, full)) return false;
-  while (!full.empty() && full.back() == kSeparator) full.pop_back();
-  if (full.empty()) return false;
-  absolute = std::move(full);
-  return true;
-}
-
-// Length in UTF-16 code units of a UTF-8 string: the unit that path limits are
-// counted in.
-std::size_t WideLength(const std::string& utf8) {
-  std::size_t units = 0;
-  for (unsigned char c : utf8) {
-    if ((c & 0xC0) != 0x80) ++units;  // a lead byte or a single byte
-    if (c >= 0xF0) ++units;           // four bytes make a surrogate pair
-  }
-  return units;
-}
-
-std::string Join(const std::string& directory, const std::string& name) {
-  if (!directory.empty() && directory.back() == kSeparator) return directory + name;
-  return directory + kSeparator + name;
-}
-
-// Wildcards as stores have always read them: '*' any run of characters, '?'
-// one character; everything else matches itself.
-bool Matches(const char16_t* pattern, const char16_t* name) {
-  const char16_t* star = nullptr;
-  const char16_t* resume = nullptr;
-  while (*name) {
-    if (*pattern == u'*') {
-      star = pattern++;
-      resume = name;
-    } else if (*pattern == u'?' || *pattern == *name) {
-      ++pattern;
-      ++name;
-    } else if (star) {
-      pattern = star + 1;
-      name = ++resume;
-    } else {
-      return false;
-    }
-  }
-  while (*pattern == u'*') ++pattern;
-  return *pattern == 0;
-}
-
-bool MatchesPattern(const std::u16string& pattern, const std::u16string& name) {
-  if (pattern == u"*.*") return true;  // every name, with a dot or without
-  return Matches(pattern.c_str(), name.c_str());
-}
-
-char16_t Lower(char16_t c) { return (c >= u'A' && c <= u'Z') ? char16_t(c + (u'a' - u'A')) : c; }
-
-// A five-character "*.abc" pattern lets a file through only when its last four
-// characters are ".abc" (ignoring case), so that "*.zrs" can never pick up a
-// file whose extension merely begins with "zrs". Names under five characters
-// are not tested.
-bool ShutOutByExtension(const std::u16string& pattern, const std::u16string& name) {
-  if (pattern.size() != 5 || pattern[0] != u'*' || pattern[1] != u'.') return false;
-  for (std::size_t i = 2; i < 5; ++i)
-    if (pattern[i] == u'.') return false;
-  if (name.size() < 5) return false;
-  for (std::size_t i = 0; i < 4; ++i)
-    if (Lower(name[name.size() - 4 + i]) != Lower(pattern[1 + i])) return true;
-  return false;
-}
 
 bool IsDirectoryEntry(const std::string& fullPath, const dirent* entry) {
   if (entry->d_type == DT_DIR) return true;
@@ -155,8 +61,8 @@ bool CLocalFileAccess::DeleteDirectoryTree(const std::u16string& path) {
   const std::string native = WideToUtf8(path);
   if (!FileExists(native)) return true;
   std::string full;
-  if (!MakeAbsoluteStripped(native, full)) return false;
-  if (WideLength(full) < kMinDeletePathLength) return false;
+  if (!MakeAbsoluteStrippedPath(native, full)) return false;
+  if (!IsDeletableTree(full)) return false;
   std::error_code ec;
   fs::remove_all(fs::path(full), ec);
   return !ec;
@@ -164,16 +70,16 @@ bool CLocalFileAccess::DeleteDirectoryTree(const std::u16string& path) {
 
 bool CLocalFileAccess::CreateDirectory(const std::u16string& path) {
   const std::string native = WideToUtf8(path);
-  return Usable(native) && ::mkdir(native.c_str(), 0777) == 0;
+  return IsUsablePath(native) && ::mkdir(native.c_str(), 0777) == 0;
 }
 
 bool CLocalFileAccess::CopyDirectoryTree(const std::u16string& source,
                                          const std::u16string& destination) {
   std::string from, to;
-  if (!MakeAbsoluteStripped(WideToUtf8(source), from)) return false;
-  if (!MakeAbsoluteStripped(WideToUtf8(destination), to)) return false;
+  if (!MakeAbsoluteStrippedPath(WideToUtf8(source), from)) return false;
+  if (!MakeAbsoluteStrippedPath(WideToUtf8(destination), to)) return false;
   // Copying a tree into itself would never end.
-  if (to == from || to.compare(0, from.size() + 1, from + kSeparator) == 0) return false;
+  if (to == from || to.compare(0, from.size() + 1, JoinPath(from, "")) == 0) return false;
 
   std::error_code ec;
   if (!fs::is_directory(fs::path(from), ec)) return false;
@@ -193,14 +99,15 @@ bool CLocalFileAccess::CopyFileList(const std::u16string& sourceDirectory,
                                     const std::vector<std::u16string>& fileNames) {
   if (fileNames.empty()) return false;
   std::string from, to;
-  if (!MakeAbsoluteStripped(WideToUtf8(sourceDirectory), from)) return false;
-  if (!MakeAbsoluteStripped(WideToUtf8(destinationDirectory), to)) return false;
+  if (!MakeAbsoluteStrippedPath(WideToUtf8(sourceDirectory), from)) return false;
+  if (!MakeAbsoluteStrippedPath(WideToUtf8(destinationDirectory), to)) return false;
   bool result = true;
   for (const std::u16string& name : fileNames) {
     const std::string native = WideToUtf8(name);
     std::error_code ec;
-    if (!Usable(native) || !fs::copy_file(fs::path(Join(from, native)), fs::path(Join(to, native)),
-                                          fs::copy_options::overwrite_existing, ec)) {
+    if (!IsUsablePath(native) ||
+        !fs::copy_file(fs::path(JoinPath(from, native)), fs::path(JoinPath(to, native)),
+                       fs::copy_options::overwrite_existing, ec)) {
       result = false;  // the remaining files are still worth copying
     }
   }
@@ -214,7 +121,7 @@ bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
   directories.clear();
   files.clear();
   const std::string native = WideToUtf8(directory);
-  if (!Usable(native)) return false;
+  if (!IsUsablePath(native)) return false;
   DIR* dir = ::opendir(native.c_str());
   if (dir == nullptr) return false;
   bool result = true;
@@ -227,14 +134,10 @@ bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
     }
     const std::string name = entry->d_name;
     if (name == "." || name == "..") continue;
-    const std::u16string wideName = Utf8ToWide(name);
-    if (!MatchesPattern(pattern, wideName)) continue;
-    const std::string fullPath = Join(native, name);
-    if (IsDirectoryEntry(fullPath, entry)) {
-      directories.push_back(Utf8ToWide(fullPath));
-    } else if (!ShutOutByExtension(pattern, wideName)) {
-      files.push_back(Utf8ToWide(fullPath));
-    }
+    const std::string fullPath = JoinPath(native, name);
+    const bool isDirectory = IsDirectoryEntry(fullPath, entry);
+    if (!MatchesListPattern(pattern, Utf8ToWide(name), !isDirectory)) continue;
+    (isDirectory ? directories : files).push_back(Utf8ToWide(fullPath));
   }
   ::closedir(dir);
   return result;
@@ -243,7 +146,7 @@ bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
 // --- Files by path -------------------------------------------------------------
 
 bool CLocalFileAccess::DeleteFile(const std::string& path) {
-  return Usable(path) && ::unlink(path.c_str()) == 0;
+  return IsUsablePath(path) && ::unlink(path.c_str()) == 0;
 }
 
 bool CLocalFileAccess::DeleteFile(const std::u16string& path) {
@@ -252,7 +155,7 @@ bool CLocalFileAccess::DeleteFile(const std::u16string& path) {
 
 bool CLocalFileAccess::FileExists(const std::string& path) {
   struct stat info;
-  return Usable(path) && ::stat(path.c_str(), &info) == 0;
+  return IsUsablePath(path) && ::stat(path.c_str(), &info) == 0;
 }
 
 bool CLocalFileAccess::FileExists(const std::u16string& path) {
@@ -262,7 +165,7 @@ bool CLocalFileAccess::FileExists(const std::u16string& path) {
 bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16string& newPath) {
   const std::string from = WideToAnsi(oldPath);
   const std::string to = WideToAnsi(newPath);
-  if (!Usable(from) || !Usable(to)) return false;
+  if (!IsUsablePath(from) || !IsUsablePath(to)) return false;
   // POSIX rename() replaces an existing target; this operation must not.
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   if (errno != EINVAL && errno != ENOSYS) return false;
@@ -275,7 +178,8 @@ bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16s
 bool CLocalFileAccess::FileSize(const std::string& path, unsigned long long& size) {
   size = 0;
   struct stat info;
-  if (!Usable(path) || ::stat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) return false;
+  if (!IsUsablePath(path) || ::stat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode))
+    return false;
   size = static_cast<unsigned long long>(info.st_size);
   return true;
 }
@@ -299,7 +203,7 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
   if (number == 0) number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
 
   std::string full;
-  if (!MakeAbsolute(path, full)) {
+  if (!MakeAbsolutePath(path, full)) {
     SetLastError(FileErrorBadPath);
     return false;
   }
