@@ -1,0 +1,151 @@
+// Answers a request for a span of one part in a given number of (min, max)
+// points from the part's pyramid files, or reduces raw samples that the caller
+// reads for it when no level is coarse enough to help.
+//
+// A request is planned first (Plan), then started as a blank, level or raw
+// request, and its values are fetched with Get. One request at a time.
+#pragma once
+
+#include <zsff/CompressedSignal.h>
+#include <zsff/SignalTypes.h>
+
+#include <string>
+#include <vector>
+
+namespace zsff {
+
+class CAbstractFileAccess;
+class CTmpRecordFile;
+
+// How a request is served.
+struct CompressedSignalPlan_t {
+  std::size_t Level = 0;           // index in the level table (0 is level file 1)
+  unsigned long long Divider = 0;  // raw samples per pair of that level; 1 for raw
+                                   // samples, 0 when no level can be used at all
+  double RemainingRatio = 1.0;     // pairs (or samples) per point still to reduce
+  unsigned long long PairsToRead = 0;
+  unsigned long long PointsGiven = 0;
+  bool UseRawSignal = false;  // the divider is below the factor: reduce raw samples
+};
+
+class CCompressedSignalFileReader {
+ public:
+  // `expectedDuration` is the part's length in seconds, used to estimate pair
+  // counts of levels that aren't measured (parts not being recorded, missing
+  // files). `blankFormat` Raw32 makes blanks all bits set, others all clear.
+  // `partNumber` is compared with the temporary record file's last part to tell
+  // whether this part is the one being recorded. Borrows the store and the
+  // temporary record file (either may be null). A sample size that contradicts a
+  // known format gives way to the format's.
+  CCompressedSignalFileReader(const std::string& directory, const std::string& baseName,
+                              CAbstractFileAccess* access, unsigned short analyzerIndex,
+                              unsigned long long sampleSize, SampleFormat_t format,
+                              float samplingRate, CTmpRecordFile* tmpRecordFile,
+                              double expectedDuration, SampleFormat_t blankFormat,
+                              unsigned short partNumber);
+  // Closes any level file still open.
+  virtual ~CCompressedSignalFileReader();
+  CCompressedSignalFileReader(const CCompressedSignalFileReader&) = delete;
+  CCompressedSignalFileReader& operator=(const CCompressedSignalFileReader&) = delete;
+
+  // Whether the file of level 1 exists.
+  bool LevelFileExists();
+
+  // Chooses the coarsest level whose pairs still number at least the points
+  // wanted, so that fewer than 32 pairs are read per point. `samples` 0 means the
+  // span times the rate. Refreshes the level table first.
+  CompressedSignalPlan_t Plan(float start, float stop, unsigned long long points,
+                              unsigned long long samples);
+
+  // A span without data: the result is ready at once and holds
+  // 2 * min(points, span * rate) blank values. True.
+  bool BlankRequest(float start, float stop, unsigned long long points);
+
+  // Prepares a read of `plan`'s level (its divider at least the factor): status
+  // CompressPending, true. Otherwise status CompressFailed, false.
+  bool LevelRequest(float start, float stop, unsigned long long points,
+                    const CompressedSignalPlan_t& plan);
+
+  // Reduces `count` raw samples of a span to about `points` pairs into the result
+  // buffer; status CompressReady. The first block (`append` false) starts a new
+  // result; each following block is added behind it, and the carry of the block
+  // reduction joins the blocks into one view. False, with nothing changed, for no
+  // samples or an unknown format.
+  bool RawRequest(float start, float stop, unsigned long long points, const void* samples,
+                  unsigned long long count, bool append);
+
+  // Ready: copies the result buffer into `destination`. Pending: reads the
+  // planned level (blank values for a missing level file) and reduces it into
+  // `destination`; CompressReady when every byte wanted was read, else
+  // CompressFailed. `destination` must hold ResultSize() values. Any other state,
+  // or a plan without divider, returns the status as it stands.
+  CompressStatus_t Get(void* destination, const CompressedSignalPlan_t& plan);
+
+  // Reduces `values` values of `buffer` in place to `wanted` values (pairs to
+  // fewer pairs), in the reader's format. Nothing happens when `wanted` isn't
+  // smaller.
+  void ReduceInPlace(void* buffer, unsigned long long values, unsigned long long wanted) const;
+
+  // Closes any level file left open.
+  void CloseLevelFiles();
+
+  CompressStatus_t Status() const { return m_Status; }
+  unsigned long long ResultSize() const { return m_ResultSize; }
+  double Span() const { return m_Span; }
+  double Ratio() const { return m_Ratio; }
+  float SamplingRate() const { return m_SamplingRate; }
+  bool InProgress() const { return m_InProgress; }
+  unsigned long long Points() const { return m_Points; }
+  unsigned long long SampleSize() const { return m_SampleSize; }
+  SampleFormat_t SampleFormat() const { return m_SampleFormat; }
+  unsigned long long CompressionFactor() const { return m_CompressionFactor; }
+  // The level table as the last refresh left it.
+  std::size_t LevelCount() const { return m_Levels.size(); }
+  unsigned long long LevelPairCount(std::size_t level) const;
+  bool LevelMissing(std::size_t level) const;
+  // The result buffer: ResultSize() values of SampleSize() bytes.
+  const void* Result() const { return m_Result.data(); }
+
+ private:
+  struct Level {
+    unsigned int Handle = 0;  // open only during a read
+    std::string Path;
+    unsigned long long Pairs = 0;
+    bool Missing = false;  // no file: reads give blank values
+  };
+
+  void RefreshLevels();
+  // Index of the first value of `start` on a level of `divider`, even.
+  unsigned long long FirstValue(float start, unsigned long long divider) const;
+  unsigned char BlankByte() const;
+  void CloseLevel(Level& level);
+
+  float m_Start = 0.0f;
+  float m_Stop = 0.0f;
+  unsigned long long m_Points = 0;
+  CompressStatus_t m_Status = CompressFailed;
+  std::vector<Level> m_Levels;
+  CAbstractFileAccess* m_FileAccess;  // borrowed, may be null
+  unsigned short m_AnalyzerIndex;
+  std::vector<unsigned char> m_Result;
+  unsigned long long m_ResultSize = 0;  // values
+  double m_Span = 0.0;
+  double m_Ratio = 0.0;
+  std::string m_BasePath;
+  float m_SamplingRate;
+  SampleFormat_t m_SampleFormat;
+  unsigned long long m_SampleSize;
+  unsigned long long m_CompressionFactor;
+  // Carry of the raw reduction, linking the blocks of one raw request.
+  unsigned long long m_Missing = 0;
+  double m_Minimum = 0.0;
+  double m_Maximum = 0.0;
+  CTmpRecordFile* m_TmpRecordFile;  // borrowed, may be null
+  bool m_InProgress = false;
+  double m_ExpectedDuration;
+  SampleFormat_t m_BlankFormat;
+  unsigned short m_PartNumber;
+  std::vector<unsigned char> m_Scratch;  // level values or raw pairs before the final reduction
+};
+
+}  // namespace zsff

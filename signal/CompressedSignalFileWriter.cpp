@@ -1,0 +1,184 @@
+// The pyramid writer: min/max level files built while a part is recorded.
+#include "signal/CompressedSignalFileWriter.h"
+
+#include <zsff/FileAccess.h>
+
+#include <limits>
+#include <type_traits>
+
+namespace zsff {
+
+namespace {
+
+// Blocks up to this size pass through buffers made at open; a larger block
+// enlarges them once.
+constexpr unsigned long long kPreparedBlockSamples = 1ULL << 16;
+
+unsigned long long EffectiveSampleSize(unsigned long long given, SampleFormat_t format) {
+  const unsigned long long own = SampleSize(format);
+  if (own != 0) return own;
+  return given != 0 ? given : 4;
+}
+
+}  // namespace
+
+std::string CCompressedSignalFileWriter::LevelFilePath(const std::string& basePath, int level) {
+  return basePath + "_" + std::to_string(level) + ".zpr";
+}
+
+std::string CCompressedSignalFileWriter::BasePath(const std::string& directory,
+                                                  const std::string& baseName,
+                                                  const CAbstractFileAccess* access) {
+  if (directory.empty()) return baseName;
+  return directory + (access != nullptr ? access->PathSeparator() : std::string()) + baseName;
+}
+
+CCompressedSignalFileWriter::CCompressedSignalFileWriter(
+    const std::string& directory, const std::string& baseName, CAbstractFileAccess* access,
+    unsigned long long sampleSize, SampleFormat_t format, CTmpRecordFile* tmpRecordFile)
+    : m_FileAccess(access),
+      m_BasePath(BasePath(directory, baseName, access)),
+      m_SampleFormat(format),
+      m_SampleSize(EffectiveSampleSize(sampleSize, format)),
+      m_TmpRecordFile(tmpRecordFile) {}
+
+CCompressedSignalFileWriter::~CCompressedSignalFileWriter() {
+  // Normally closed already. If not, a level that holds data is closed as
+  // written, so that a remote store still takes it over.
+  if (m_FileAccess == nullptr) return;
+  for (Level& level : m_Levels) {
+    if (level.Handle != 0) m_FileAccess->CloseFile(level.Handle, !level.NeverWritten);
+    if (level.NeverWritten) m_FileAccess->DeleteFile(level.Path);
+  }
+}
+
+void CCompressedSignalFileWriter::SetNumberOfLevels(int levels) {
+  m_NumberOfLevels = levels < 0 ? 0 : (levels > kMaxLevels ? kMaxLevels : levels);
+}
+
+bool CCompressedSignalFileWriter::OpenLevelFiles() {
+  if (!m_Levels.empty()) Close(false);
+  if (m_FileAccess == nullptr) return false;
+  m_Levels.reserve(kMaxLevels);
+  for (int level = 1; level <= m_NumberOfLevels; ++level) {
+    Level record;
+    record.Path = LevelFilePath(m_BasePath, level);
+    if (!m_FileAccess->OpenFile(record.Path, FileModeCreate, record.Handle)) return false;
+    m_Levels.push_back(std::move(record));
+  }
+  m_PreparedSamples = 0;
+  Prepare(kPreparedBlockSamples);
+  return true;
+}
+
+template <typename T>
+std::vector<T>& CCompressedSignalFileWriter::Next(Level& level) {
+  if constexpr (std::is_same<T, float>::value) {
+    return level.NextFloat;
+  } else if constexpr (std::is_same<T, double>::value) {
+    return level.NextDouble;
+  } else if constexpr (std::is_same<T, std::int16_t>::value) {
+    return level.NextInt16;
+  } else {
+    static_assert(std::is_same<T, std::int32_t>::value, "not a sample type");
+    return level.NextInt32;
+  }
+}
+
+void CCompressedSignalFileWriter::Prepare(unsigned long long samples) {
+  if (samples <= m_PreparedSamples) return;
+  m_PreparedSamples = samples;
+  unsigned long long values = reduction::ReducedSize(samples, m_CompressionFactor);
+  if (m_FirstLevel.size() < values * m_SampleSize) m_FirstLevel.resize(values * m_SampleSize);
+  for (Level& level : m_Levels) {
+    // A level makes a pair from every 32 pairs it holds, its carry included
+    // (fewer than 64 values).
+    values = (values + 2 * m_CompressionFactor) / (2 * m_CompressionFactor) * 2 + 2;
+    reduction::VisitSampleType(m_SampleFormat, [&](auto tag) {
+      using T = decltype(tag);
+      Next<T>(level).reserve(values);
+    });
+  }
+}
+
+bool CCompressedSignalFileWriter::Append(Level& level, const void* data, unsigned long long bytes) {
+  if (bytes != 0) level.NeverWritten = false;
+  if (bytes > std::numeric_limits<unsigned int>::max()) return false;
+  if (bytes == 0) return true;
+  unsigned int written = 0;
+  return m_FileAccess->WriteFile(level.Handle, data, static_cast<unsigned int>(bytes), written) &&
+         written == bytes;
+}
+
+template <typename T>
+bool CCompressedSignalFileWriter::CascadeFrom(std::size_t level, const T* values,
+                                              unsigned long long count) {
+  // Each level is written once and hands its completed pairs on to the next; the
+  // last level's own pairs have nowhere to go and are dropped.
+  for (;; ++level) {
+    if (level >= m_Levels.size()) return false;
+    Level& current = m_Levels[level];
+    if (!Append(current, values, count * sizeof(T))) return false;
+    std::vector<T>& next = Next<T>(current);
+    reduction::CascadeStep(values, count, m_CompressionFactor, current.Carry, next);
+    if (next.empty() || level + 1 >= m_Levels.size()) return true;
+    values = next.data();
+    count = next.size();
+  }
+}
+
+bool CCompressedSignalFileWriter::Cascade(const void* values, unsigned long long count) {
+  bool result = false;
+  reduction::VisitSampleType(m_SampleFormat, [&](auto tag) {
+    using T = decltype(tag);
+    result = CascadeFrom(0, static_cast<const T*>(values), count);
+  });
+  return result;
+}
+
+bool CCompressedSignalFileWriter::WriteRawBlock(const void* samples, unsigned long long count) {
+  if (count == 0) return true;
+  if (m_NumberOfLevels == 0) return true;  // a part too short for any level
+  if (samples == nullptr || m_Levels.empty() || SampleSize(m_SampleFormat) == 0) return false;
+  Prepare(count);
+  const unsigned long long values = reduction::ReducedSize(count, m_CompressionFactor);
+  // The capacity of the size rule lets the block close its own last group, so no
+  // raw samples wait in the carry for the next block.
+  reduction::ReduceBlock(m_FirstLevel.data(), values, samples, count, m_CompressionFactor,
+                         m_SampleFormat, m_Missing, m_Minimum, m_Maximum);
+  return Cascade(m_FirstLevel.data(), values);
+}
+
+bool CCompressedSignalFileWriter::WriteCompressedBlock(const void* values,
+                                                       unsigned long long count) {
+  if (count == 0) return true;
+  if (m_NumberOfLevels == 0) return true;
+  if (values == nullptr) return false;
+  Prepare(count * m_CompressionFactor / 2);
+  return Cascade(values, count);
+}
+
+bool CCompressedSignalFileWriter::Flush() {
+  bool result = true;
+  for (const Level& level : m_Levels) {
+    if (level.Handle != 0 && m_FileAccess != nullptr) {
+      result = m_FileAccess->FlushFile(level.Handle) && result;
+    }
+  }
+  return result;
+}
+
+void CCompressedSignalFileWriter::Close(bool written) {
+  for (Level& level : m_Levels) {
+    if (m_FileAccess == nullptr) break;
+    if (level.Handle != 0) {
+      m_FileAccess->CloseFile(level.Handle, written);
+      level.Handle = 0;
+    }
+    if (level.NeverWritten) m_FileAccess->DeleteFile(level.Path);
+  }
+  m_Levels.clear();
+  m_PreparedSamples = 0;
+}
+
+}  // namespace zsff

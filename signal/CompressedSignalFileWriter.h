@@ -1,0 +1,120 @@
+// Builds the pyramid of min/max files beside one signal part while it is recorded.
+//
+// Level n (1 to 4) is the file <directory><sep><base name>_<n>.zpr; each holds
+// (min, max) pairs in the channel's sample format, no header, and a pair of
+// level n summarises 32^n raw samples. A level the recording never reached is
+// deleted when the writer closes, so a level file exists only if it has data.
+#pragma once
+
+#include <zsff/SignalTypes.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "signal/BlockReduction.h"
+
+namespace zsff {
+
+class CAbstractFileAccess;
+class CTmpRecordFile;
+
+class CCompressedSignalFileWriter {
+ public:
+  static constexpr int kMaxLevels = 4;
+  static constexpr unsigned long long kCompressionFactor = 32;
+
+  // The path of level `level` (counted from 1) of the pyramid whose part file,
+  // without extension, is `basePath`. The one place that names level files.
+  static std::string LevelFilePath(const std::string& basePath, int level);
+  // `directory`, the store's separator and `baseName` (the part's name, without
+  // extension); `baseName` alone for an empty directory.
+  static std::string BasePath(const std::string& directory, const std::string& baseName,
+                              const CAbstractFileAccess* access);
+
+  // Opens nothing. Borrows the store and the temporary record file (either may
+  // be null). A sample size that contradicts a known format gives way to the
+  // format's, so that no buffer is ever sized for the wrong element.
+  CCompressedSignalFileWriter(const std::string& directory, const std::string& baseName,
+                              CAbstractFileAccess* access, unsigned long long sampleSize,
+                              SampleFormat_t format, CTmpRecordFile* tmpRecordFile);
+  // Closes what is still open and deletes the levels that never got a value.
+  virtual ~CCompressedSignalFileWriter();
+  CCompressedSignalFileWriter(const CCompressedSignalFileWriter&) = delete;
+  CCompressedSignalFileWriter& operator=(const CCompressedSignalFileWriter&) = delete;
+
+  // Creates (or truncates) the files of levels 1 to NumberOfLevels(). A failed
+  // open gives false and leaves the levels opened before it open. Levels already
+  // open are closed first. The buffers of the write path are allocated here.
+  bool OpenLevelFiles();
+
+  // Reduces `count` raw samples to pairs of 32 (each block closes its own last,
+  // possibly short, group) and cascades them through the levels: one write per
+  // level file per block. False when a level write failed (the cascade stops
+  // there), when the levels aren't open, or for an unknown format. A pyramid of
+  // 0 levels has nothing to build: true. A count of 0 is true.
+  bool WriteRawBlock(const void* samples, unsigned long long count);
+
+  // Feeds `count` values (min, max pairs already reduced by 32) straight into
+  // level 1, for a host that computes the first level itself. Results as above.
+  bool WriteCompressedBlock(const void* values, unsigned long long count);
+
+  // FlushFile on every open level; the results and-ed. True when nothing is open.
+  bool Flush();
+
+  // Closes every level (`written` goes to the store) and deletes the file of a
+  // level that never received a value. The level table is emptied; the first
+  // stage's carry is kept.
+  void Close(bool written);
+
+  unsigned long long CompressionFactor() const { return m_CompressionFactor; }
+  // The depth of the pyramid opened by the next OpenLevelFiles, 0 to 4. A part
+  // too short for a level gets fewer levels (the channel decides).
+  int NumberOfLevels() const { return m_NumberOfLevels; }
+  void SetNumberOfLevels(int levels);
+  // Levels opened and not yet closed.
+  std::size_t OpenLevels() const { return m_Levels.size(); }
+  const std::string& BasePath() const { return m_BasePath; }
+
+ private:
+  struct Level {
+    unsigned int Handle = 0;
+    reduction::LevelCarry Carry;  // values received but not yet summarised for the next level
+    std::string Path;
+    bool NeverWritten = true;
+    // What this level hands on to the next one, kept between blocks so that the
+    // write path doesn't allocate. Only the vector of the format's type is used.
+    std::vector<float> NextFloat;
+    std::vector<double> NextDouble;
+    std::vector<std::int16_t> NextInt16;
+    std::vector<std::int32_t> NextInt32;
+  };
+
+  template <typename T>
+  static std::vector<T>& Next(Level& level);
+  template <typename T>
+  bool CascadeFrom(std::size_t level, const T* values, unsigned long long count);
+  bool Cascade(const void* values, unsigned long long count);
+  // Writes one level's share of a block in one call; clears its never-written mark.
+  bool Append(Level& level, const void* data, unsigned long long bytes);
+  // Sizes the first-stage buffer and each level's hand-on buffer for `samples`.
+  void Prepare(unsigned long long samples);
+
+  std::vector<Level> m_Levels;
+  CAbstractFileAccess* m_FileAccess;  // borrowed, may be null
+  std::string m_BasePath;
+  SampleFormat_t m_SampleFormat;
+  unsigned long long m_SampleSize;
+  unsigned long long m_CompressionFactor = kCompressionFactor;
+  // Carry of the first stage. Stays empty in practice, since every block closes
+  // its own last group.
+  unsigned long long m_Missing = 0;
+  double m_Minimum = 0.0;
+  double m_Maximum = 0.0;
+  CTmpRecordFile* m_TmpRecordFile;  // borrowed, may be null
+  int m_NumberOfLevels = kMaxLevels;
+  std::vector<unsigned char> m_FirstLevel;   // pairs of the first stage, in the sample type
+  unsigned long long m_PreparedSamples = 0;  // largest block the buffers hold
+};
+
+}  // namespace zsff
