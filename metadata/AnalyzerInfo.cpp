@@ -5,9 +5,8 @@
 
 namespace zsff {
 
-CAnalyzerInfo::CAnalyzerInfo(unsigned short index, unsigned short channel,
-                             std::u16string deviceSN, std::u16string diskSN,
-                             std::u16string diskName)
+CAnalyzerInfo::CAnalyzerInfo(unsigned short index, unsigned short channel, std::u16string deviceSN,
+                             std::u16string diskSN, std::u16string diskName)
     : m_Index(index),
       m_DeviceSN(std::move(deviceSN)),
       m_DiskSN(std::move(diskSN)),

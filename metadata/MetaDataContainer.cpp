@@ -260,8 +260,7 @@ bool MetaDataContainer::GetMeasureProperties(std::vector<CPropertyValue>& out) c
 // ---- Markers ----
 
 bool MetaDataContainer::AddMarker(const CMarkerId& id, double relativeDate,
-                                  double relativeDateFromRun,
-                                  const std::u16string& absoluteDate) {
+                                  double relativeDateFromRun, const std::u16string& absoluteDate) {
   return AddMarker(id, relativeDate, relativeDateFromRun, absoluteDate, std::u16string());
 }
 

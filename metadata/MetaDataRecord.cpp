@@ -13,9 +13,9 @@ MetaDataRecord::MetaDataRecord()
       m_PartLength(0.0),
       m_OffsetTimeToStop(0) {}
 
-MetaDataRecord::MetaDataRecord(unsigned long long recordId, short lastPartNumber,
-                               long long absDate, double relDate, double duration, bool recording,
-                               double partLength, long long offsetTimeToStop)
+MetaDataRecord::MetaDataRecord(unsigned long long recordId, short lastPartNumber, long long absDate,
+                               double relDate, double duration, bool recording, double partLength,
+                               long long offsetTimeToStop)
     : m_RecordId(recordId),
       m_LastPartNumber(static_cast<unsigned short>(lastPartNumber)),
       m_AbsDate(absDate),

@@ -3,12 +3,6 @@
 // the named views give it typed keys and MetaDataContainerJson its text form.
 #pragma once
 
-#include <map>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include <zsff/MarkerId.h>
 #include <zsff/MetaDataAnalyzer.h>
 #include <zsff/MetaDataMarker.h>
@@ -16,6 +10,12 @@
 #include <zsff/MetaDataRecord.h>
 #include <zsff/MetaDataValue.h>
 #include <zsff/PropertyValue.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace zsff {
 
@@ -132,15 +132,13 @@ class MetaDataContainer {
   // Inserts in id order and recomputes the RelDate of the records behind. False and
   // no change at all when the id is already present.
   bool AddRecord(unsigned long long recordId, unsigned short lastPartNumber, long long absDate,
-                 double duration, bool recording, double partLength,
-                 long long offsetTimeToStop);
+                 double duration, bool recording, double partLength, long long offsetTimeToStop);
   // Overwrites the record with that id (all fields but RelDate) and recomputes the
   // RelDate of it and of those behind. False on an empty list or an absent id; in
   // the latter case the RelDate of every record has been recomputed in passing,
   // which repairs a list that was filled from a file.
-  bool UpdateRecord(unsigned long long recordId, unsigned short lastPartNumber,
-                    long long absDate, double duration, bool recording, double partLength,
-                    long long offsetTimeToStop);
+  bool UpdateRecord(unsigned long long recordId, unsigned short lastPartNumber, long long absDate,
+                    double duration, bool recording, double partLength, long long offsetTimeToStop);
   // Removes the record and closes the gap in RelDate: the records behind move up by
   // its Duration. False and no change when absent.
   bool RemoveRecord(unsigned long long recordId);

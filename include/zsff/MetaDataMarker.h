@@ -1,10 +1,10 @@
 // One marker of a measurement: a point in time with a comment.
 #pragma once
 
+#include <zsff/MarkerId.h>
+
 #include <string>
 #include <utility>
-
-#include <zsff/MarkerId.h>
 
 namespace zsff {
 

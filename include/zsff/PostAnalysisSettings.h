@@ -1,10 +1,10 @@
 // The coefficients that post-analysis puts over a channel's stored scaling.
 #pragma once
 
+#include <zsff/MetaDataQuantity.h>
+
 #include <map>
 #include <string>
-
-#include <zsff/MetaDataQuantity.h>
 
 namespace zsff {
 

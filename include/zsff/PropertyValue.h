@@ -25,8 +25,8 @@ class CPropertyValue {
   // No enumerators, not constrained.
   CPropertyValue(std::string id, std::u16string title, std::u16string value, EPropertyType type);
   CPropertyValue(std::string id, std::u16string title, std::u16string value,
-                 std::u16string defaultEnum, std::vector<std::u16string> listEnum,
-                 bool constrained, EPropertyType type);
+                 std::u16string defaultEnum, std::vector<std::u16string> listEnum, bool constrained,
+                 EPropertyType type);
 
   const std::string& id() const { return m_Id; }
   const std::u16string& title() const { return m_Title; }
