@@ -4,6 +4,7 @@
 #include <zsff/AnalyzerInfo.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
+#include <zsff/CompressedSignal.h>
 #include <zsff/DateTime.h>
 #include <zsff/FileAccess.h>
 #include <zsff/LocalFileAccess.h>
@@ -21,6 +22,7 @@
 #include <zsff/PostAnalysisSettings.h>
 #include <zsff/PropertyValue.h>
 #include <zsff/RecordId.h>
+#include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
 #include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
