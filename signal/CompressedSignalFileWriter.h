@@ -111,7 +111,9 @@ class CCompressedSignalFileWriter {
   unsigned long long m_Missing = 0;
   double m_Minimum = 0.0;
   double m_Maximum = 0.0;
-  CTmpRecordFile* m_TmpRecordFile;  // borrowed, may be null
+  // Borrowed, may be null. The writer needs nothing from it yet; it is kept so that
+  // the pyramid knows the record it belongs to, as the reader does.
+  [[maybe_unused]] CTmpRecordFile* m_TmpRecordFile;
   int m_NumberOfLevels = kMaxLevels;
   std::vector<unsigned char> m_FirstLevel;   // pairs of the first stage, in the sample type
   unsigned long long m_PreparedSamples = 0;  // largest block the buffers hold
