@@ -16,6 +16,7 @@
 #include <zsff/SignalTypes.h>
 #include <zsff/TmpRecordFile.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -240,10 +241,10 @@ class CChannel {
                     long long offsetTimeToStop);
   // Hands rate, time step, type, format and size to a reader or writer.
   void Describe(CSignalFileReader& file) const;
-  CSignalFileWriter* NewSignalWriter(unsigned short part) const;
-  CSignalFileReader* NewSignalReader(unsigned short part) const;
-  CCompressedSignalFileWriter* NewPyramidWriter(unsigned short part) const;
-  CCompressedSignalFileReader* NewPyramidReader(unsigned short part);
+  std::unique_ptr<CSignalFileWriter> NewSignalWriter(unsigned short part) const;
+  std::unique_ptr<CSignalFileReader> NewSignalReader(unsigned short part) const;
+  std::unique_ptr<CCompressedSignalFileWriter> NewPyramidWriter(unsigned short part) const;
+  std::unique_ptr<CCompressedSignalFileReader> NewPyramidReader(unsigned short part) const;
   // Reloads the metadata for OpenPart and takes over its record information and
   // parts to delete.
   bool RefreshFromMetaData(unsigned long long dataSize);
@@ -271,11 +272,13 @@ class CChannel {
   std::u16string m_ChannelFileName;  // without ".zrm"
   CAbstractRecordSection::OpenMode_t m_OpenMode;
   CAbstractFileAccess* m_FileAccess;  // borrowed from the section
-  CTmpRecordFile* m_TmpRecordFile = nullptr;
-  CSignalFileReader* m_SignalFileReader = nullptr;
-  CCompressedSignalFileReader* m_CompressedSignalFileReader = nullptr;
-  CSignalFileWriter* m_SignalFileWriter = nullptr;
-  CCompressedSignalFileWriter* m_CompressedSignalFileWriter = nullptr;
+  // Owned. Declared in the order that lets the members' destruction free the
+  // writers first and the temporary record file, which they borrow, last.
+  std::unique_ptr<CTmpRecordFile> m_TmpRecordFile;  // always present
+  std::unique_ptr<CSignalFileReader> m_SignalFileReader;
+  std::unique_ptr<CCompressedSignalFileReader> m_CompressedSignalFileReader;
+  std::unique_ptr<CSignalFileWriter> m_SignalFileWriter;
+  std::unique_ptr<CCompressedSignalFileWriter> m_CompressedSignalFileWriter;
   double m_PartLength = 0.0;
   ChannelPartState_t m_SignalParts;
   ChannelPartState_t m_PyramidParts;
