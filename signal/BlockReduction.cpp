@@ -1,0 +1,47 @@
+// The min/max reductions compiled once for the four sample formats, and their run-time
+// dispatchers.
+#include "signal/BlockReduction.h"
+
+namespace zsff {
+namespace reduction {
+
+unsigned long long ReducedSize(unsigned long long samples, unsigned long long factor) {
+  if (factor == 0) return 0;
+  if (samples < factor) return 2;
+  return 2 * static_cast<unsigned long long>(
+                 std::ceil(static_cast<double>(samples) / static_cast<double>(factor)));
+}
+
+void ReduceBlock(void* destination, unsigned long long capacity, const void* source,
+                 unsigned long long samples, unsigned long long factor, SampleFormat_t format,
+                 unsigned long long& missing, double& minimum, double& maximum) {
+  VisitSampleType(format, [&](auto tag) {
+    using T = decltype(tag);
+    ReduceBlock(static_cast<T*>(destination), capacity, static_cast<const T*>(source), samples,
+                factor, missing, minimum, maximum);
+  });
+}
+
+void ReduceProportional(void* destination, unsigned long long destinationValues, const void* source,
+                        unsigned long long sourceValues, SampleFormat_t format) {
+  VisitSampleType(format, [&](auto tag) {
+    using T = decltype(tag);
+    ReduceProportional(static_cast<T*>(destination), destinationValues,
+                       static_cast<const T*>(source), sourceValues);
+  });
+}
+
+#define ZSFF_REDUCTION_INSTANTIATE(T)                                                         \
+  template void ReduceBlock<T>(T*, unsigned long long, const T*, unsigned long long,          \
+                               unsigned long long, unsigned long long&, double&, double&);    \
+  template void CascadeStep<T>(const T*, unsigned long long, unsigned long long, LevelCarry&, \
+                               std::vector<T>&);                                              \
+  template void ReduceProportional<T>(T*, unsigned long long, const T*, unsigned long long);
+ZSFF_REDUCTION_INSTANTIATE(float)
+ZSFF_REDUCTION_INSTANTIATE(double)
+ZSFF_REDUCTION_INSTANTIATE(std::int16_t)
+ZSFF_REDUCTION_INSTANTIATE(std::int32_t)
+#undef ZSFF_REDUCTION_INSTANTIATE
+
+}  // namespace reduction
+}  // namespace zsff
