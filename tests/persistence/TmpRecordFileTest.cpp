@@ -92,6 +92,14 @@ void ExpectSameInfo(const TAG_RECORD_INFO& actual, const TAG_RECORD_INFO& expect
   EXPECT_EQ(actual.TimeStep, expected.TimeStep);
 }
 
+// The value under `key`, which must be there in a form that converts to T.
+template <typename T>
+T Found(const MetaDataContainer& container, const std::string& key) {
+  T value{};
+  EXPECT_TRUE(container.FindMetadata(key, value)) << key;
+  return value;
+}
+
 // The local store with faults to order, and a count of the calls that matter.
 class FaultyStore : public CLocalFileAccess {
  public:
@@ -402,36 +410,20 @@ TEST(TmpRecordFileTest, ToContainerTakesLengthFromSignalSize) {
   EXPECT_EQ(fresh.PreviousFileSize(), 1000u);
 
   const TAG_RECORD_INFO info = SampleInfo();
-  std::u16string dateText;
-  long long number = 0;
-  double doubleValue = 0;
-  float floatValue = 0;
-  long longValue = 0;
-  EXPECT_TRUE(out.FindMetadata("RecordStartDateString", dateText));
-  EXPECT_EQ(dateText, zsff::FileTimeToString(info.AbsoluteDate));
-  EXPECT_TRUE(out.FindMetadata("RecordStartDate", number));
-  EXPECT_EQ(number, info.AbsoluteDate);
-  EXPECT_TRUE(out.FindMetadata("RecordRelativeDate", number));
-  EXPECT_EQ(number, info.RelativeDate);
+  EXPECT_EQ(Found<std::u16string>(out, "RecordStartDateString"),
+            zsff::FileTimeToString(info.AbsoluteDate));
+  EXPECT_EQ(Found<long long>(out, "RecordStartDate"), info.AbsoluteDate);
+  EXPECT_EQ(Found<long long>(out, "RecordRelativeDate"), info.RelativeDate);
   // 1000 bytes of 2-byte samples at 100 Hz: 500 samples, 5 seconds.
-  EXPECT_TRUE(out.FindMetadata("RecordRelativeDateEnd", number));
-  EXPECT_EQ(number, 32768000 + info.RelativeDate);
-  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
-  EXPECT_EQ(doubleValue, 5.0);
-  EXPECT_TRUE(out.FindMetadata("RecordCumulativeDate", doubleValue));
-  EXPECT_EQ(doubleValue, info.CumulativeDate);
-  EXPECT_TRUE(out.FindMetadata("RecordNumber", longValue));
-  EXPECT_EQ(longValue, info.RecordNumber);
-  EXPECT_TRUE(out.FindMetadata("SignalTimeStep", longValue));
-  EXPECT_EQ(longValue, info.TimeStep);
-  EXPECT_TRUE(out.FindMetadata("SignalOffset", floatValue));
-  EXPECT_EQ(floatValue, info.SignalOffset);
-  EXPECT_TRUE(out.FindMetadata("SignalUncompactCoeff", floatValue));
-  EXPECT_EQ(floatValue, info.UncompactCoeff);
-  EXPECT_TRUE(out.FindMetadata("SignalUncompactOffset", floatValue));
-  EXPECT_EQ(floatValue, info.UncompactOffset);
+  EXPECT_EQ(Found<long long>(out, "RecordRelativeDateEnd"), 32768000 + info.RelativeDate);
+  EXPECT_EQ(Found<double>(out, "RecordDuration"), 5.0);
+  EXPECT_EQ(Found<double>(out, "RecordCumulativeDate"), info.CumulativeDate);
+  EXPECT_EQ(Found<long>(out, "RecordNumber"), info.RecordNumber);
+  EXPECT_EQ(Found<long>(out, "SignalTimeStep"), info.TimeStep);
+  EXPECT_EQ(Found<float>(out, "SignalOffset"), info.SignalOffset);
+  EXPECT_EQ(Found<float>(out, "SignalUncompactCoeff"), info.UncompactCoeff);
+  EXPECT_EQ(Found<float>(out, "SignalUncompactOffset"), info.UncompactOffset);
   EXPECT_EQ(out.GetMetadataType("SignalOffset"), zsff::MetaDataValue::TypeFloat);
-  EXPECT_EQ(out.GetMetadataType("RecordNumber"), zsff::MetaDataValue::TypeLong);
 
   // The same size again: nothing is read or written, even with a changed file.
   out.AddMetadata("RecordDuration", -1.0);
@@ -443,17 +435,14 @@ TEST(TmpRecordFileTest, ToContainerTakesLengthFromSignalSize) {
     ASSERT_TRUE(writer.Write());
   }
   fresh.ToMetaDataContainer(out, 1000);
-  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
-  EXPECT_EQ(doubleValue, -1.0);
+  EXPECT_EQ(Found<double>(out, "RecordDuration"), -1.0);
 
-  // A grown record: the file is read again and the length follows the size. Four
-  // bytes per sample when the format is unknown.
+  // A grown record: the file is read again and the length follows the size, at
+  // four bytes a sample for Raw32.
   zsff::CMetaDataChannelWriter(out).Format("Raw32");
   fresh.ToMetaDataContainer(out, 4000);
-  EXPECT_TRUE(out.FindMetadata("RecordDuration", doubleValue));
-  EXPECT_EQ(doubleValue, 10.0);
-  EXPECT_TRUE(out.FindMetadata("RecordStartDate", number));
-  EXPECT_EQ(number, 777);
+  EXPECT_EQ(Found<double>(out, "RecordDuration"), 10.0);
+  EXPECT_EQ(Found<long long>(out, "RecordStartDate"), 777);
 
   // And back: the merged container gives the same record information.
   CTmpRecordFile back(f.directory, nullptr);
