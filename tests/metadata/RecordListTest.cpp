@@ -9,7 +9,7 @@ using zsff::MetaDataRecord;
 namespace {
 
 bool Add(MetaDataContainer& c, unsigned long long id, double duration) {
-  return c.AddRecord(id, 1, static_cast<long long>(id) * 1000, duration, false, 10.0, 0);
+  return c.AddRecord(id, 1, static_cast<long long>(id % 1000) * 1000, duration, false, 10.0, 0);
 }
 
 std::vector<unsigned long long> Ids(const MetaDataContainer& c) {
