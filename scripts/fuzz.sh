@@ -10,7 +10,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DZSFF_BUILD_TESTS=OFF -DZSFF_BUILD_TOOLS=OFF \
   -DCMAKE_CXX_FLAGS="-fsanitize=fuzzer-no-link"
 cmake --build "$build" -j 2
-for target in "$build"/fuzz_*; do
+for target in "$build"/fuzz/fuzz_*; do
   [ -x "$target" ] || continue
   corpus="$build/corpus-$(basename "$target")"
   mkdir -p "$corpus"
