@@ -216,6 +216,10 @@ struct Lanes<float> {
   static Vec Load(const float* p) { return _mm_loadu_ps(p); }
   static Vec Splat(float v) { return _mm_set1_ps(v); }
   static void Store(float* p, Vec v) { _mm_storeu_ps(p, v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    return _mm_castsi128_ps(_mm_srli_si128(_mm_castps_si128(v), kBytes));
+  }
   static Vec Min(Vec running, Vec x) { return _mm_min_ps(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_ps(running, x); }
   static Vec NoNaN() { return _mm_setzero_ps(); }
@@ -230,6 +234,10 @@ struct Lanes<double> {
   static Vec Load(const double* p) { return _mm_loadu_pd(p); }
   static Vec Splat(double v) { return _mm_set1_pd(v); }
   static void Store(double* p, Vec v) { _mm_storeu_pd(p, v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    return _mm_castsi128_pd(_mm_srli_si128(_mm_castpd_si128(v), kBytes));
+  }
   static Vec Min(Vec running, Vec x) { return _mm_min_pd(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_pd(running, x); }
   static Vec NoNaN() { return _mm_setzero_pd(); }
@@ -246,6 +254,10 @@ struct Lanes<std::int16_t> {
   }
   static Vec Splat(std::int16_t v) { return _mm_set1_epi16(v); }
   static void Store(std::int16_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    return _mm_srli_si128(v, kBytes);
+  }
   static Vec Min(Vec running, Vec x) { return _mm_min_epi16(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_epi16(running, x); }
   static Vec NoNaN() { return _mm_setzero_si128(); }
@@ -262,6 +274,10 @@ struct Lanes<std::int32_t> {
   }
   static Vec Splat(std::int32_t v) { return _mm_set1_epi32(v); }
   static void Store(std::int32_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    return _mm_srli_si128(v, kBytes);
+  }
 #ifdef __SSE4_1__
   static Vec Min(Vec running, Vec x) { return _mm_min_epi32(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_epi32(running, x); }
@@ -318,18 +334,29 @@ inline void FoldLanes(const T* p, std::size_t count, T& minimum, T& maximum) {
     FoldScalar<T, kPairs>(p, count, minimum, maximum);
     return;
   }
-  // Pairs keep minimums in even lanes and maximums in odd ones (kN is even, so a lane's
+  // Fold the lanes in halves down to the first one, or for pairs down to the first pair:
+  // pairs keep minimums in even lanes and maximums in odd ones (kN is even, so a lane's
   // parity is that of the values it saw).
-  constexpr std::size_t kStep = kPairs ? 2 : 1;
-  constexpr std::size_t kHigh = kPairs ? 1 : 0;
-  T lo[kN], hi[kN];
-  L::Store(lo, L::Min(lo0, lo1));
-  L::Store(hi, L::Max(hi0, hi1));
-  T newMin = lo[0], newMax = hi[kHigh];
-  for (std::size_t j = kStep; j < kN; j += kStep) {
-    newMin = FoldMin(newMin, lo[j]);
-    newMax = FoldMax(newMax, hi[j + kHigh]);
+  constexpr int kUnit = static_cast<int>(sizeof(T)) * (kPairs ? 2 : 1);
+  typename L::Vec lo = L::Min(lo0, lo1), hi = L::Max(hi0, hi1);
+  if constexpr (kUnit <= 8) {
+    lo = L::Min(lo, L::template Down<8>(lo));
+    hi = L::Max(hi, L::template Down<8>(hi));
   }
+  if constexpr (kUnit <= 4) {
+    lo = L::Min(lo, L::template Down<4>(lo));
+    hi = L::Max(hi, L::template Down<4>(hi));
+  }
+  if constexpr (kUnit <= 2) {
+    lo = L::Min(lo, L::template Down<2>(lo));
+    hi = L::Max(hi, L::template Down<2>(hi));
+  }
+  constexpr std::size_t kHigh = kPairs ? 1 : 0;
+  T lanes[kN];
+  L::Store(lanes, lo);
+  T newMin = lanes[0];
+  L::Store(lanes, hi);
+  T newMax = lanes[kHigh];
   if constexpr (std::is_floating_point<T>::value) {
     if (newMin == T(0)) newMin = LastZero<T, kPairs>(p, count, 0, minimum);
     if (newMax == T(0)) newMax = LastZero<T, kPairs>(p, count, kHigh, maximum);

@@ -1,0 +1,158 @@
+// How fast the first stage of the pyramid reduces recorded samples, next to how fast the
+// machine can merely read them. The recording path runs the block reduction over every
+// sample, so its speed is measured against the memory read bandwidth of the same buffer:
+// the summary at the end gives both in GB/s (10^9 bytes per second) and their ratio.
+//
+//   bench_signal_reduction [--benchmark_repetitions=N] [any Google Benchmark flag]
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "signal/BlockReduction.h"
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace {
+
+using namespace zsff;
+
+constexpr std::size_t kSamples = 100000000;
+constexpr unsigned long long kFactor = 32;
+
+// A noisy sine, as a measured channel looks; built once per format and shared by the
+// bandwidth and the reduction runs so that both read the very same memory.
+template <typename T>
+const std::vector<T>& Samples() {
+  static const std::vector<T> samples = [] {
+    std::vector<T> v(kSamples);
+    std::mt19937 rng(2024);
+    std::normal_distribution<double> noise(0.0, 0.05);
+    for (std::size_t i = 0; i < v.size(); ++i) {
+      const double x = std::sin(static_cast<double>(i) * 0.001) + noise(rng);
+      v[i] = std::is_floating_point<T>::value ? static_cast<T>(x) : static_cast<T>(x * 30000.0);
+    }
+    return v;
+  }();
+  return samples;
+}
+
+// Reads every byte once with as little work per byte as the machine allows: 64-bit adds
+// in several independent chains, so that only memory limits it.
+unsigned long long SumBytes(const void* data, std::size_t bytes) {
+  const auto* p = static_cast<const unsigned char*>(data);
+  std::size_t i = 0;
+  unsigned long long total = 0;
+#ifdef __SSE2__
+  __m128i a = _mm_setzero_si128(), b = a, c = a, d = a;
+  for (; i + 64 <= bytes; i += 64) {
+    a = _mm_add_epi64(a, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i)));
+    b = _mm_add_epi64(b, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 16)));
+    c = _mm_add_epi64(c, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 32)));
+    d = _mm_add_epi64(d, _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i + 48)));
+  }
+  unsigned long long lanes[2];
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes),
+                   _mm_add_epi64(_mm_add_epi64(a, b), _mm_add_epi64(c, d)));
+  total = lanes[0] + lanes[1];
+#else
+  unsigned long long a = 0, b = 0, c = 0, d = 0, w[4];
+  for (; i + 32 <= bytes; i += 32) {
+    std::memcpy(w, p + i, 32);
+    a += w[0];
+    b += w[1];
+    c += w[2];
+    d += w[3];
+  }
+  total = a + b + c + d;
+#endif
+  for (; i < bytes; ++i) total += p[i];
+  return total;
+}
+
+template <typename T>
+void ReadBandwidth(benchmark::State& state) {
+  const std::vector<T>& samples = Samples<T>();
+  for (auto _ : state) {
+    unsigned long long sum = SumBytes(samples.data(), samples.size() * sizeof(T));
+    benchmark::DoNotOptimize(sum);
+  }
+  state.SetBytesProcessed(static_cast<long long>(state.iterations()) *
+                          static_cast<long long>(samples.size() * sizeof(T)));
+}
+
+template <typename T>
+void BlockReduction(benchmark::State& state) {
+  const std::vector<T>& samples = Samples<T>();
+  std::vector<T> pairs(reduction::ReducedSize(samples.size(), kFactor));
+  for (auto _ : state) {
+    unsigned long long missing = 0;
+    double minimum = 0.0, maximum = 0.0;
+    reduction::ReduceBlock(pairs.data(), pairs.size(), samples.data(), samples.size(), kFactor,
+                           missing, minimum, maximum);
+    benchmark::DoNotOptimize(pairs.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<long long>(state.iterations()) *
+                          static_cast<long long>(samples.size() * sizeof(T)));
+}
+
+// The console output as usual, plus the best rate of each run kept for the summary: the
+// best of several runs is the one least disturbed by whatever else the machine does.
+class SummaryReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      const auto rate = run.counters.find("bytes_per_second");
+      if (rate == run.counters.end()) continue;
+      double& best = m_Best[run.run_name.function_name];
+      best = std::max(best, static_cast<double>(rate->second));
+    }
+    ConsoleReporter::ReportRuns(runs);
+  }
+
+  void PrintSummary() const {
+    std::printf("\n%-8s %16s %18s %8s\n", "format", "read GB/s", "reduction GB/s", "ratio");
+    for (const char* format : {"float32", "int16"}) {
+      const double read = Find(std::string("read/") + format);
+      const double reduce = Find(std::string("reduce/") + format);
+      if (read <= 0.0 || reduce <= 0.0) continue;
+      std::printf("%-8s %16.2f %18.2f %8.2f\n", format, read / 1e9, reduce / 1e9, reduce / read);
+    }
+  }
+
+ private:
+  double Find(const std::string& name) const {
+    const auto it = m_Best.find(name);
+    return it == m_Best.end() ? 0.0 : it->second;
+  }
+  std::map<std::string, double> m_Best;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::RegisterBenchmark("read/float32", ReadBandwidth<float>)->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("reduce/float32", BlockReduction<float>)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("read/int16", ReadBandwidth<std::int16_t>)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("reduce/int16", BlockReduction<std::int16_t>)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  SummaryReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.PrintSummary();
+  benchmark::Shutdown();
+  return 0;
+}
