@@ -13,12 +13,13 @@ enum CompressStatus_t {
 
 // What a finished or running request holds. Values come in (min, max) pairs.
 struct CompressedSignalInfo_t {
-  explicit CompressedSignalInfo_t(float samplingRate = 0.0f) : SamplingRate(samplingRate) {}
+  CompressedSignalInfo_t() = default;  // all 0: the description of no request
+  explicit CompressedSignalInfo_t(float samplingRate) : SamplingRate(samplingRate) {}
 
   unsigned long long Size = 0;    // values in the result, two per point
   float Span = 0.0f;              // seconds covered
   double Ratio = 0.0;             // raw samples summarised by each point
-  float SamplingRate;             // samples per second of the channel
+  float SamplingRate = 0.0f;      // samples per second of the channel
   bool InProgress = false;        // the part served is still being recorded
   double TimeOffset = 0.0;        // seconds of signal dropped before the retained record
   unsigned long long Points = 0;  // points asked for
