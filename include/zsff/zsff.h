@@ -22,6 +22,7 @@
 #include <zsff/PostAnalysisSettings.h>
 #include <zsff/PropertyValue.h>
 #include <zsff/RecordId.h>
+#include <zsff/RecordSignalTree.h>
 #include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
 #include <zsff/TextConversion.h>

@@ -1,0 +1,381 @@
+// One measurement: a directory of records on the local disk and, optionally, on a
+// remote store (an analyzer's disk behind the host's CAbstractFileAccess). The tree
+// makes and opens that directory, hands out record sections behind integer
+// handles, keeps the measurement's metadata file (".zsfh") in step with what the
+// sections report, and knows which records of the process are in use.
+//
+// Ownership: the host owns a tree through the std::unique_ptr that CreateSignalTree
+// or OpenSignalTree returns, and ends it with CloseSignalTree. The tree owns its
+// sections and its CLocalFileAccess, and shares the remote store with the host.
+// The host's listener is borrowed and must outlive the tree.
+//
+// Threads: one thread at a time per tree, apart from the sections' notices. Every
+// tree of the process shares one recursive lock (m_cs), the table of record states
+// and the last error text. Failures are reported by a bool, a 0 or a null pointer,
+// with their words in the process-wide text that LastErrorString hands out.
+#pragma once
+
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/AnalyzerInfo.h>
+#include <zsff/DummyRecordSection.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataFileLock.h>
+#include <zsff/MetaDataRecord.h>
+#include <zsff/PropertyValue.h>
+#include <zsff/RecordId.h>
+#include <zsff/SignalTypes.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace zsff_test {
+class RecordSignalTreeProbe;  // lets the tree's tests reach its private searches and updates
+}
+
+namespace zsff {
+
+class CAbstractFileAccess;
+class CRecordSection;
+
+// A recursive lock with the shape of a standard mutex, so that std::lock_guard and
+// std::unique_lock take it. Its owner may take it again.
+class CCriticalSectionWrapper {
+ public:
+  void lock() { m_Mutex.lock(); }
+  bool try_lock() { return m_Mutex.try_lock(); }
+  void unlock() { m_Mutex.unlock(); }
+
+ private:
+  std::recursive_mutex m_Mutex;
+};
+
+class CRecordSignalTree {
+ public:
+  // ---- Types ---------------------------------------------------------------------
+
+  // The mode of a tree, and the mode OpenRecord is asked for.
+  enum TreeOpenMode_t {
+    TreeOpenDefault = 0,  // OpenRecord only: the tree's own mode
+    TreeOpenRead = 1,     // read only: no directory is made, no record created
+    TreeOpenCreate = 2,   // CreateSignalTree's mode: new records are OpenCreate sections
+    TreeOpenEdit = 3,     // as TreeOpenCreate, with OpenEdit sections
+    TreeOpenInfo = 4      // to list a record's analyzers without touching it
+  };
+
+  // The notices sections send through ChangeState.
+  enum ChangeAction_t {
+    ChangeRecordCreated = 0,  // a record was made or opened
+    ChangeRecordStarted = 1,  // StartRecord: the record is recording
+    ChangeRecordWriting = 2,  // the first block flows; for the host's listener only
+    ChangeRecordStopped = 3,  // StopRecord: the record's length and size are known
+    ChangeRecordCleaned = 4,  // the record was emptied to start again
+    ChangeReadStarted = 5,    // a section began to read the record
+    ChangeReadStopped = 6,    // it stopped reading
+    ChangeRecordClosed = 7,   // one opener fewer (its record may be deleted)
+    ChangeRecordReleased = 8  // one opener fewer (its record is kept)
+  };
+
+  // The optional detail of a notice.
+  struct CChangeActionParam_t {
+    double Duration = 0.0;    // seconds of the record from its first part on
+    double PartLength = 0.0;  // seconds of one signal part
+    double TimeToStop = 0.0;  // the requested stop time; 0 when not limited
+    long long FileSize = 0;   // bytes of the record's signal files
+    long long AbsDate = 0;    // start of the record, 100 ns ticks; 0 when unknown
+    unsigned short RecordNumber = 0;
+    unsigned short BlockSize = 0;  // samples to whose multiple the stop offset is rounded
+    unsigned short FirstPart = 0;  // part number of the section's id
+    unsigned short LastPart = 0;   // last part of the section
+  };
+
+  // The host's listener. OnChangeState is called under m_cs, before the tree acts on
+  // the notice, for every notice of every tree that has this listener: it must not
+  // block, and must not call a tree from another thread and wait for it.
+  class CAbstractChangeStateCallBack {
+   public:
+    virtual ~CAbstractChangeStateCallBack() = default;
+    // `key` is the record's id with PartNumber 0; `handle` the tree's last handle
+    // given out; `param` may be null.
+    virtual void OnChangeState(const CRecordId& key, int handle, ChangeAction_t action,
+                               const CChangeActionParam_t* param) = 0;
+  };
+
+  // Where the measurement's metadata file is looked for.
+  enum SearchMetaDataMode_t { SearchLocal = 0, SearchRemote = 1, SearchLocalThenRemote = 2 };
+
+  // What a notice does to the list of records in the metadata file.
+  enum UpdateMetaDataMeasurementMode {
+    UMCreateNewRecord = 0,      // add the record
+    UMRemoveRecord = 1,         // remove it
+    UMFinishCurrentRecord = 2,  // finish the last record: length, parts, dates
+    UMUpdatePartLength = 3      // write the part length into the last record
+  };
+
+  // What GetSignalDirectoryInfo found.
+  struct SignalDirectoryInfo {
+    bool Valid = false;  // a measurement whose records could be listed
+    bool HasLocalRecords = false;
+    bool HasRemoteRecords = false;
+  };
+
+  // What the process knows of one record in use by any tree, keyed by the record's
+  // id with PartNumber 0.
+  struct RecordState_t {
+    bool Recording = false;               // a section of the record is recording
+    bool Reading = false;                 // a section of the record is being read
+    int UseCount = 0;                     // openers; the entry goes at 0
+    unsigned long long RecordNumber = 0;  // the number last reported for the record
+  };
+
+  // ---- Making and ending trees ---------------------------------------------------
+
+  // A new measurement `name` (NewRecordBaseName() when empty) under `path`, which
+  // must exist. The directory is made when missing; an existing one must be empty
+  // (or unlistable). With a remote store, records go there; `remoteMirror` keeps a
+  // copy of the metadata in the local directory. Null on failure, with the text in
+  // LastErrorString.
+  static std::unique_ptr<CRecordSignalTree> CreateSignalTree(
+      const std::u16string& path, const std::u16string& name,
+      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror);
+
+  // An existing measurement directory, local, or remote when a store is given and
+  // the local one is missing. The contents aren't read: any existing directory
+  // opens. `singleRecordName` aims the tree straight at one remote directory (the
+  // host's way in; empty otherwise). `mergeRecordParts` shows a record split into
+  // sections as one entry of GetRecordsVect. Null on failure, with the text in
+  // LastErrorString.
+  static std::unique_ptr<CRecordSignalTree> OpenSignalTree(
+      const std::u16string& path, const std::u16string& name, TreeOpenMode_t mode,
+      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror,
+      const std::u16string& singleRecordName, bool mergeRecordParts);
+
+  // Destroys the tree, if any, and leaves the pointer null.
+  static void CloseSignalTree(std::unique_ptr<CRecordSignalTree>& tree);
+
+  // What the directory holds, locally and (with a store) remotely; `remoteOnly`
+  // skips the local look. Leaves LastErrorString empty, also of an earlier error.
+  static SignalDirectoryInfo GetSignalDirectoryInfo(
+      const std::u16string& path, const std::u16string& name,
+      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteOnly);
+
+  // The last failure's text of any tree of the process, which the call clears: a
+  // second call gives an empty string.
+  static std::u16string LastErrorString();
+
+  // Closes the sections still open without stopping them or touching the metadata
+  // (a recording left open stays "recording" there, for the end-up to find), and
+  // every file of the tree's local store.
+  virtual ~CRecordSignalTree();
+
+  // A tree owns its sections and their handles: it can't be copied.
+  CRecordSignalTree(const CRecordSignalTree&) = delete;
+  CRecordSignalTree& operator=(const CRecordSignalTree&) = delete;
+
+  // ---- Listener and notices ------------------------------------------------------
+
+  // Borrowed; null removes it. Not locked: set it before records are in use.
+  void SetChangeStateCallBack(CAbstractChangeStateCallBack* callBack) {
+    m_ChangeStateCallBack = callBack;
+  }
+  // The disk id of the tree's local store.
+  void SetLocalDiskId(const std::string& diskId);
+
+  // A section's report of a change to record `id`: passed to the listener first (any
+  // action), then applied to the process-wide record states and, for creation,
+  // start, stop and cleaning, to the metadata file under the metadata lock. A
+  // metadata update that fails is dropped: the recording goes on, and the end-up
+  // mends the file.
+  void ChangeState(const CRecordId& id, ChangeAction_t action, const CChangeActionParam_t* param);
+
+  // With a remote store and no remote directory known yet, takes RecordNameBase().
+  // True when the measurement's base is known.
+  bool InitFullRemoteRecordPath();
+
+  // ---- Records -------------------------------------------------------------------
+
+  // A new record (number m_RecordCounter + 1) with the channels of the one before
+  // it; entered in the metadata as recording. `analyzerFilter` goes to the section.
+  // The handle, 0 when refused (read-only tree, or a record of this measurement
+  // recording in any tree of the process) or when the remote directory can't be
+  // made; the handle and the counter advance in that last case all the same.
+  int CreateRecord(long analyzerFilter);
+
+  // A section on an existing record. An id with a base must match an entry of the
+  // metadata list exactly, part number included; an id without a base is a
+  // position in that list, from 1. TreeOpenDefault uses the tree's mode; TreeOpenCreate
+  // and TreeOpenEdit make the record's number the tree's counter. The handle, 0
+  // when the metadata can't be read or the record isn't listed.
+  int OpenRecord(const CRecordId& id, TreeOpenMode_t mode, long analyzerFilter);
+
+  // Stops what the section still does, closes it, and deletes its record when the
+  // section holds nothing worth keeping and `allowDelete` is true. A section that
+  // ended without a stop has its metadata entry marked finished. `handle` becomes 0
+  // in every case; false for an unknown handle.
+  bool CloseRecord(int& handle, bool allowDelete);
+  // CloseRecord(handle, true) on every open section, and their records forgotten by
+  // the whole process, whatever other trees hold.
+  void CloseAllRecord();
+
+  // The section of a handle; for an unknown handle the null section, whose
+  // operations all fail (wRecord also prints a line). Valid until the handle is
+  // closed.
+  CAbstractRecordSection& wRecord(int handle);
+  const CAbstractRecordSection& rRecord(int handle) const;
+  // The section's record name; empty for an unknown handle.
+  std::u16string RecordName(int handle);
+
+  // The record directories on disk (remote first, with the local disk as a fall
+  // back when the remote one shows none and `localFallback`), sorted, each with the
+  // part number its metadata entry gives. False when the directory can't be listed
+  // or the metadata can't be read.
+  bool ListRecords(std::vector<CRecordId>& records, bool localFallback) const;
+  // The analyzers that recorded the first record.
+  bool ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& analyzers);
+
+  // "Record_<base>"; the base comes from the metadata when not yet known. Empty
+  // while there is none.
+  std::u16string RecordNameBase();
+  // Sets the base of the measurement; false when record 1 of that base is in use
+  // in the process.
+  bool SetRecordBase(long base);
+
+  // Record states across every tree of the process. `fromMetadata` reads the
+  // metadata file instead, and so sees other processes.
+  bool IsRecording(bool fromMetadata) const;
+  // A record id with number 0 asks about every record of its base.
+  bool IsRecording(const CRecordId& id, bool fromMetadata) const;
+  bool IsReading() const;
+  bool IsReading(const CRecordId& id) const;
+  // Some record of this measurement is open in some tree of the process.
+  bool IsUsed() const;
+  // The number last reported for the record; with number 0, the largest of its
+  // base. 0 when unknown.
+  unsigned long long RecordNumber(const CRecordId& id) const;
+
+  // True: each file is flushed by its writer.
+  bool FlushAllFiles() { return true; }
+
+  // The block reduction of the pyramid files, for the host's own displays: every
+  // `factor` samples of `source` become one (min, max) pair in `destination`
+  // (`capacity` values). The carry (`missing`, `minimum`, `maximum`) links calls.
+  static void CompressSampleBlock(void* destination, unsigned long long capacity,
+                                  const void* source, unsigned long long samples,
+                                  unsigned long long factor, SampleFormat_t format,
+                                  unsigned long long& missing, double& minimum, double& maximum);
+
+  // ---- Measurement metadata ------------------------------------------------------
+
+  // The metadata lock ("Metadata.lock") of this measurement: on the remote store
+  // when local and remote directories are one, otherwise in the local directory.
+  // Null when it can't be had.
+  std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) const;
+
+  // Writes the metadata file into whichever of the local and remote directories
+  // exist (the remote one by upload when `upload`, if it was saved locally). True
+  // when neither exists. False for a null lock.
+  bool SaveMetaDataMeasurement(const MetaDataFileLock* lock, const MetaDataContainer& metaData,
+                               bool upload);
+  // Reads the metadata file, locally, then from each analyzer of the remote store.
+  // Takes no file lock: a file being written reads as missing.
+  bool LoadMetaDataMeasurement(MetaDataContainer& metaData) const;
+
+  // The record list of `metaData`, or of the file when null. On a tree that merges
+  // record parts, the sections of one record make one entry.
+  bool GetRecordsVect(std::vector<MetaDataRecord>& records,
+                      const MetaDataContainer* metaData = nullptr) const;
+  // Removes `toRemove` and adds `toAdd` in the metadata file. False only when there
+  // is no metadata file; a failing load or save is not reported.
+  bool UpdateRecordsVect(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
+                         const std::vector<MetaDataRecord>& toAdd);
+  // Sets the project's and measurement's names, unless a record is in use. Takes the
+  // metadata lock itself.
+  bool UpdateProjectAndMesureMetadata(const std::u16string& projectName,
+                                      const std::u16string& measurementName);
+  // Adds the host's properties to the measurement. Takes the metadata lock itself.
+  bool AddPropertiesToMetaDataMeasurement(const std::vector<CPropertyValue>& properties);
+
+  // ---- Plain accessors -----------------------------------------------------------
+
+  std::u16string MeasureName() const { return m_MeasureName; }
+  std::u16string CurrentRecordName() const { return m_CurrentRecordName; }
+  std::u16string FullRecordPath() const { return m_FullRecordPath; }
+  const CRecordId& RecordBase() const { return m_RecordBase; }
+  long RecordCounter() const { return m_RecordCounter; }
+  // Seconds of the records finished since the tree was opened.
+  double RecordLength() const { return m_RecordLength; }
+  // Start of the measurement, 100 ns ticks; 0 until the first record starts.
+  long long RecordStartDate() const { return m_RecordStartDate; }
+  TreeOpenMode_t OpenMode() const { return m_OpenMode; }
+  bool IsEditing() const { return m_Editing; }
+
+ private:
+  friend class CRecordSection;
+  friend class zsff_test::RecordSignalTreeProbe;
+
+  using RecordStateMap = std::map<CRecordId, RecordState_t>;
+
+  // Makes the local directory when it is missing (unless read-only; its parent must
+  // exist) and aims the tree at its remote directory.
+  CRecordSignalTree(const std::u16string& path, const std::u16string& name, bool mergeRecordParts,
+                    std::shared_ptr<CAbstractFileAccess> remoteFileAccess, bool remoteMirror,
+                    TreeOpenMode_t mode, const std::u16string& singleRecordName);
+
+  // Applies a notice to the record list of the metadata file. False for a null lock
+  // and on a failure inside the mode, with nothing saved.
+  bool UpdateMetaDataMeasurement(const MetaDataFileLock* lock, UpdateMetaDataMeasurementMode mode,
+                                 const CChangeActionParam_t* param);
+  // Whether the metadata file exists where `mode` says; learns the base from the
+  // one ".zsfh" file of the directory when it isn't known.
+  bool MetaDataMeasurementExists(SearchMetaDataMode_t mode) const;
+  // The same for a channel metadata file in the measurement directory; no message.
+  bool MetaDataChannelExists() const;
+
+  bool IsUsed(const CRecordId& id) const;
+  // In use, and open in this tree as exactly this section.
+  bool IsRecordSectionUsed(const CRecordId& id) const;
+
+  // Appends the ids of the "Record_" directories of `directory`, sorted.
+  static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
+                                    const std::u16string& directory, bool selectMeasurementStore);
+
+  // The handle after m_LastRecordHandle; a tree's first is the base of `id`.
+  int NextHandle(const CRecordId& id);
+  // Stores `text` as the process's last error.
+  static void SetLastError(std::u16string text);
+
+  std::u16string m_BasePath;
+  std::u16string m_MeasureName;
+  std::shared_ptr<CAbstractFileAccess> m_RemoteFileAccess;  // null without a store
+  bool m_RemoteMirror;
+  TreeOpenMode_t m_OpenMode;
+  long m_RecordCounter = 0;  // number of the record being made or opened
+  double m_RecordLength = 0.0;
+  long long m_TotalSize = 0;
+  long long m_RecordStartDate = 0;
+  unsigned short m_LastRecordNumber = 0;
+  CAbstractChangeStateCallBack* m_ChangeStateCallBack = nullptr;  // borrowed
+  int m_LastRecordHandle = 0;
+  // Learnt from the metadata file by const searches, hence mutable.
+  mutable CRecordId m_RecordBase;
+  std::u16string m_CurrentRecordName;
+  std::u16string m_FullRecordPath;
+  std::u16string m_FullRemoteRecordPath;
+  std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's CLocalFileAccess
+  std::map<int, std::unique_ptr<CAbstractRecordSection>> m_OpenedRecordMap;
+  CDummyRecordSection m_DummySection;
+  MetaDataContainer m_Markers;
+  int m_MarkerCounter = 0;
+  bool m_Editing = false;
+  bool m_MergeRecordParts;
+
+  // Shared by every tree of the process, guarded by m_cs.
+  static RecordStateMap M_SINGLE_RECORD_STATE_MAP;
+  // The one lock of the tree layer; taken before any metadata file lock.
+  static CCriticalSectionWrapper m_cs;
+  static std::u16string s_LastErrorString;
+};
+
+}  // namespace zsff
