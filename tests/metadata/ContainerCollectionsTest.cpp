@@ -53,7 +53,7 @@ TEST(ContainerCollectionsTest, CopiesAreDeepAndClearingIsSelective) {
   MetaDataContainer original = Filled();
   MetaDataContainer copy(original);
   copy.AddMetadata("Key", 2L);
-  copy.PhysicalQuantityMap({});
+  copy.PhysicalQuantityMap({{7, MetaDataQuantity(7, 0, "x", "y")}});
   copy.AddMeasProperty("Prop", u"T", u"changed");
   copy.DeleteMarker(CMarkerId(1, 1));
   copy.AddAnalyzer("SN1", "A", "D1", "changed");
@@ -62,7 +62,8 @@ TEST(ContainerCollectionsTest, CopiesAreDeepAndClearingIsSelective) {
   long key = 0;
   ASSERT_TRUE(original.FindMetadata("Key", key));
   EXPECT_EQ(key, 1);
-  EXPECT_EQ(original.PhysicalQuantityMap().size(), 1u);
+  EXPECT_EQ(original.PhysicalQuantityMap().at(3).RightKey(), "Right");
+  EXPECT_EQ(copy.PhysicalQuantityMap().count(3), 0u);  // replaced whole, not merged
   std::pair<std::u16string, std::u16string> prop;
   ASSERT_TRUE(original.FindMeasProperty("Prop", prop));
   EXPECT_EQ(prop.second, u"V");
@@ -92,19 +93,6 @@ TEST(ContainerCollectionsTest, CopiesAreDeepAndClearingIsSelective) {
   EXPECT_TRUE(original.GetRecordsVect().empty());
 }
 
-TEST(ContainerCollectionsTest, PhysicalQuantityMapIsReplacedWhole) {
-  MetaDataContainer c;
-  c.PhysicalQuantityMap({{1, MetaDataQuantity(1, 2, "a", "b")}, {4, MetaDataQuantity()}});
-  c.PhysicalQuantityMap({{2, MetaDataQuantity(2, 3, "c", "d")}});
-  const std::map<int, MetaDataQuantity> quantities = c.PhysicalQuantityMap();
-  ASSERT_EQ(quantities.size(), 1u);
-  const MetaDataQuantity& q = quantities.at(2);
-  EXPECT_EQ(q.QuantityId(), 2);
-  EXPECT_EQ(q.OperatorType(), 3);
-  EXPECT_EQ(q.LeftKey(), "c");
-  EXPECT_EQ(q.RightKey(), "d");
-}
-
 TEST(ContainerCollectionsTest, AnalyzerInfoListsEachChannelOnceInOrder) {
   CAnalyzerInfo info(1, 5, u"Device", u"DiskSN", u"Disk");
   info.AddChannel(5);
@@ -131,14 +119,4 @@ TEST(ContainerCollectionsTest, PostAnalysisSettingsDefaultToTheUnsetValues) {
   const CPostAnalysisSettings two(2.0f, -1.0f);
   EXPECT_EQ(two.Offset(), -1.0f);
   EXPECT_EQ(two.RangeInfo(), 0.0f);
-
-  const CPostAnalysisSettings all(2.0f, 0.0f, 10.0f, u"Force",
-                                  {{1, MetaDataQuantity(1, 0, "x", "y")}}, u"N", u"T-1", u"Name");
-  EXPECT_EQ(all.Offset(), 0.0f);
-  EXPECT_EQ(all.RangeInfo(), 10.0f);
-  EXPECT_EQ(all.PhysicalQuantity(), u"Force");
-  EXPECT_EQ(all.PhysicalQuantityMap().at(1).LeftKey(), "x");
-  EXPECT_EQ(all.Unit(), u"N");
-  EXPECT_EQ(all.TransducerID(), u"T-1");
-  EXPECT_EQ(all.Name(), u"Name");
 }

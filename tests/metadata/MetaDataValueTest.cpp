@@ -23,12 +23,6 @@ TEST(MetaDataValueTest, ConstructorsSetTheirTypeAndLeaveOtherFieldsEmpty) {
   EXPECT_EQ(number.valueLong(), 7);
   EXPECT_EQ(number.valueLongLong(), 0);  // a getter never converts
   EXPECT_TRUE(number.valueString().empty());
-
-  EXPECT_EQ(MetaDataValue(7LL).type(), MetaDataValue::TypeLongLong);
-  EXPECT_EQ(MetaDataValue(1.5f).type(), MetaDataValue::TypeFloat);
-  EXPECT_EQ(MetaDataValue(true).type(), MetaDataValue::TypeBool);
-  EXPECT_EQ(MetaDataValue(std::vector<unsigned long long>{1}).type(),
-            MetaDataValue::TypeVectorUInt64);
 }
 
 TEST(MetaDataValueTest, LongValuesAreKeptToThirtyTwoBits) {

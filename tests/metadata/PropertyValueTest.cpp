@@ -32,20 +32,6 @@ TEST(PropertyValueTest, TypeTextsRoundTripAndUnknownTextsGiveUndefined) {
   EXPECT_EQ(property.stringType(), "undefined");
 }
 
-TEST(PropertyValueTest, WriteAccessorsReachTheFields) {
-  CPropertyValue property("id", u"Title", u"Value", u"B", {u"A", u"B"}, true,
-                          CPropertyValue::PropertyEnumerated);
-  property.writeListEnum().push_back(u"C");
-  property.writeDefault() = std::u16string(u"C");
-  property.writeConstrained() = false;
-  property.writeId() = "other";
-  EXPECT_EQ(property.listValuesEnum(), (std::vector<std::u16string>{u"A", u"B", u"C"}));
-  EXPECT_EQ(property.defaultEnum(), u"C");
-  EXPECT_FALSE(property.constrainedEnum());
-  EXPECT_EQ(property.id(), "other");
-  EXPECT_EQ(property.title(), u"Title");
-}
-
 TEST(PropertyValueTest, ContainerKeepsOnePropertyPerKey) {
   MetaDataContainer c;
   std::vector<CPropertyValue> out{CPropertyValue()};
