@@ -1,11 +1,13 @@
 // Everything a host needs: every public header of the library.
 #pragma once
 
+#include <zsff/AbstractRecordSection.h>
 #include <zsff/AnalyzerInfo.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
 #include <zsff/CompressedSignal.h>
 #include <zsff/DateTime.h>
+#include <zsff/DummyRecordSection.h>
 #include <zsff/FileAccess.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MarkerId.h>
