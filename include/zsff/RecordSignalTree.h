@@ -327,6 +327,12 @@ class CRecordSignalTree {
   // and on a failure inside the mode, with nothing saved.
   bool UpdateMetaDataMeasurement(const MetaDataFileLock* lock, UpdateMetaDataMeasurementMode mode,
                                  const CChangeActionParam_t* param);
+  // The stop of the last record in `metaData`: its kept length, the offset of a
+  // stop time, the first part a ring left, the dates of its sections and, when the
+  // ring erased the measurement's beginning, the channels' dates. `save` becomes
+  // false when the record was already stopped and nothing is to be written.
+  bool FinishCurrentRecord(const MetaDataFileLock* lock, MetaDataContainer& metaData,
+                           const CChangeActionParam_t& param, float frontEndRate, bool& save);
   // Whether the metadata file exists where `mode` says; learns the base from the
   // one ".zsfh" file of the directory when it isn't known.
   bool MetaDataMeasurementExists(SearchMetaDataMode_t mode) const;
@@ -345,6 +351,8 @@ class CRecordSignalTree {
   int NextHandle(const CRecordId& id);
   // Stores `text` as the process's last error.
   static void SetLastError(std::u16string text);
+  // The same, unless a more precise text is already waiting there.
+  static void SetLastErrorIfEmpty(std::u16string text);
 
   std::u16string m_BasePath;
   std::u16string m_MeasureName;
