@@ -346,19 +346,14 @@ MetaDataAnalyzer ReadAnalyzer(const JsonValue& object) {
 
 MetaDataRecord ReadRecord(const JsonValue& object) {
   MetaDataRecord record;
-  unsigned long long recordId = 0;
+  // Older files name the record by its directory name instead of its number.
+  long long recordId = 0;
   const auto id = object.FindMember("RecordId");
-  if (id != object.MemberEnd()) {
-    // Older files name the record by its directory name instead of its number.
-    if (id->value.IsString()) {
-      recordId = CRecordId::RecordNameToId(Utf8ToWide(CutAtNul(id->value)));
-    } else {
-      long long number = 0;
-      if (IntegerMember(object, "RecordId", number))
-        recordId = static_cast<unsigned long long>(number);
-    }
-  }
-  record.setRecordId(recordId);
+  if (id != object.MemberEnd() && id->value.IsString())
+    recordId = static_cast<long long>(CRecordId::RecordNameToId(Utf8ToWide(CutAtNul(id->value))));
+  else
+    IntegerMember(object, "RecordId", recordId);
+  record.setRecordId(static_cast<unsigned long long>(recordId));
 
   long long lastPart = 0;
   IntegerMember(object, "LastPartNumber", lastPart);
