@@ -1,8 +1,8 @@
 // CLocalFileAccess: the library's store over the POSIX file system.
 //
 // Transfers go straight to read()/write() with no buffering here: a block of
-// samples is one system call, and the per-call cost is one shared lock and one
-// map lookup. Tree copy and delete use std::filesystem.
+// samples is one system call, and the per-call cost is a handle lookup that
+// normally touches only the calling thread's own cache. Tree copy and delete use std::filesystem.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,6 +10,7 @@
 #include <zsff/LocalFileAccess.h>
 #include <zsff/TextConversion.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -31,6 +32,24 @@ bool IsDirectoryEntry(const std::string& fullPath, const dirent* entry) {
   return ::stat(fullPath.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+std::atomic<unsigned long long> s_Generations{0};
+
+unsigned long long NewGeneration() {
+  return s_Generations.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+// A thread's recently used handles, direct-mapped by handle number: the
+// channels of a section hold consecutive numbers, so they don't evict each
+// other. Zero-initialised, and a null store matches no store.
+struct CachedHandle {
+  const void* store;
+  unsigned long long generation;
+  unsigned int handle;
+  int fd;
+};
+constexpr unsigned int kCachedHandles = 8;
+thread_local CachedHandle t_CachedHandles[kCachedHandles];
+
 int OpenRetrying(const char* path, int flags) {
   int fd;
   do {
@@ -41,7 +60,7 @@ int OpenRetrying(const char* path, int flags) {
 
 }  // namespace
 
-CLocalFileAccess::CLocalFileAccess() = default;
+CLocalFileAccess::CLocalFileAccess() : m_Generation(NewGeneration()) {}
 
 CLocalFileAccess::~CLocalFileAccess() { CloseAllFiles(); }
 
@@ -198,9 +217,8 @@ bool CLocalFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
 bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
                                 unsigned int& handle) {
   // Every attempt consumes a number, so a number is never seen twice even by a
-  // caller that keeps a failed handle around. Skip 0 should the counter wrap.
+  // caller that keeps a failed handle around.
   unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
-  if (number == 0) number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
 
   std::string full;
   if (!MakeAbsolutePath(path, full)) {
@@ -246,20 +264,33 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
 
   {
     std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    m_Files.emplace(number, fd);
+    // Only after 2^32 opens can the counter come back to a number still open.
+    while (number == 0 || !m_Files.emplace(number, fd).second)
+      number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
   }
   handle = number;
   return true;
 }
 
 int CLocalFileAccess::Descriptor(unsigned int handle) {
+  // Read before the table, so an entry filled from it is never newer than its
+  // generation claims.
+  const unsigned long long generation = m_Generation.load(std::memory_order_acquire);
+  CachedHandle& cached = t_CachedHandles[handle % kCachedHandles];
+  if (cached.store == this && cached.handle == handle && cached.generation == generation)
+    return cached.fd;
+  int fd = -1;
   {
     std::shared_lock<std::shared_mutex> guard(m_FilesLock);
     const auto it = m_Files.find(handle);
-    if (it != m_Files.end()) return it->second;
+    if (it != m_Files.end()) fd = it->second;
   }
-  SetLastError(FileErrorBadHandle);
-  return -1;
+  if (fd < 0) {
+    SetLastError(FileErrorBadHandle);
+    return -1;
+  }
+  cached = CachedHandle{this, generation, handle, fd};
+  return fd;
 }
 
 bool CLocalFileAccess::SeekFile(unsigned int handle, long long offset, int origin) {
@@ -363,6 +394,7 @@ bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
     }
     fd = it->second;
     m_Files.erase(it);
+    m_Generation.store(NewGeneration(), std::memory_order_release);
   }
   // No retry on EINTR: Linux has released the descriptor by then, and a retry
   // could close a descriptor another thread has just been given.
@@ -375,6 +407,7 @@ bool CLocalFileAccess::CloseAllFiles() {
   {
     std::unique_lock<std::shared_mutex> guard(m_FilesLock);
     files.swap(m_Files);
+    m_Generation.store(NewGeneration(), std::memory_order_release);
   }
   for (const auto& entry : files) ::close(entry.second);
   return true;

@@ -81,13 +81,19 @@ class CLocalFileAccess : public CAbstractFileAccess {
   // The descriptor behind `handle`, or -1 (with FileErrorBadHandle set).
   int Descriptor(unsigned int handle);
 
-  // Handle number -> POSIX descriptor. Reads and writes look their handle up on
-  // every call, so lookups take the lock shared and only open and close take it
-  // exclusively, and never across a system call: a slow open on one thread
+  // Handle number -> POSIX descriptor. Open and close take the lock
+  // exclusively, and never across a system call, so a slow open on one thread
   // doesn't stall the transfers of another.
   std::map<unsigned int, int> m_Files;
   mutable std::shared_mutex m_FilesLock;
   std::atomic<unsigned int> m_NextHandle{1};
+  // Reads and writes look their handle up on every call. A handle's descriptor
+  // never changes while it is open, so each thread keeps the last few it used
+  // and trusts them for as long as this number stands: every close changes it
+  // to a value no store of the process has had, so a closed handle (or a store
+  // that a new one replaced at the same address) is never served from a cache.
+  // The hot path is then one atomic load, with no lock and no shared write.
+  std::atomic<unsigned long long> m_Generation;
 
   mutable std::mutex m_DiskIdLock;
   std::string m_LocalDiskId;

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstring>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -252,10 +253,34 @@ TEST(LocalFileAccessFiles, UnknownHandlesFailWithBadHandleAndLeaveOutputs) {
   EXPECT_FALSE(store.ReadFile(open, nullptr, 4, count));
   EXPECT_EQ(store.GetLastError(), FileErrorRead);
 
+  // A handle this thread has just used is as dead as any other once closed.
+  unsigned int used = 0;
+  ASSERT_TRUE(store.OpenFile(dir.Wide("h.bin"), FileModeReadWrite, used));
+  ASSERT_TRUE(store.SeekFile(used, 0, 0));
+  ASSERT_TRUE(store.CloseFile(used, true));
+  EXPECT_FALSE(store.SeekFile(used, 0, 0));
+  EXPECT_EQ(store.GetLastError(), FileErrorBadHandle);
+
   // Closing all leaves no handle behind.
+  ASSERT_TRUE(store.SeekFile(open, 0, 0));
   EXPECT_TRUE(store.CloseAllFiles());
+  EXPECT_FALSE(store.SeekFile(open, 0, 0));
+  EXPECT_EQ(store.GetLastError(), FileErrorBadHandle);
   EXPECT_FALSE(store.CloseFile(open, true));
   EXPECT_EQ(store.GetLastError(), FileErrorBadHandle);
+}
+
+TEST(LocalFileAccessFiles, ANewStoreKnowsNoneOfAnEarlierStoresHandles) {
+  TempDir dir;
+  std::optional<CLocalFileAccess> store;  // the same address for both stores
+  store.emplace();
+  unsigned int handle = 0;
+  ASSERT_TRUE(store->OpenFile(dir.Wide("old.bin"), FileModeReadWrite, handle));
+  ASSERT_TRUE(store->SeekFile(handle, 0, 0));
+  store.reset();
+  store.emplace();
+  EXPECT_FALSE(store->SeekFile(handle, 0, 0));
+  EXPECT_EQ(store->GetLastError(), FileErrorBadHandle);
 }
 
 TEST(LocalFileAccessFiles, UnusablePathsFailWithoutSideEffects) {
