@@ -1,0 +1,39 @@
+// The commands of the zsff tool. Each takes the words after its name and
+// returns the process's exit code; it prints its own errors through Fail.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace zsff_tools {
+
+enum ExitCode_t {
+  ExitOk = 0,
+  ExitFailure = 1,  // the command ran and failed
+  ExitUsage = 2,    // the command line is wrong
+  ExitInterrupted = 130
+};
+
+struct Command {
+  const char* Name;
+  const char* Arguments;  // for the usage line, e.g. "[options] DIR"
+  const char* Summary;    // one line for the command list
+  const char* Help;       // the options, one per line, printed by "zsff NAME --help"
+  int (*Run)(const std::vector<std::string>& args);
+};
+
+// Every command, in the order "zsff --help" lists them.
+const std::vector<Command>& Commands();
+
+// Prints "zsff: <message>" on standard error; returns `code`.
+int Fail(const std::string& message, int code = ExitFailure);
+// As Fail, followed by a hint to the command's help; returns ExitUsage.
+int UsageError(const Command& command, const std::string& message);
+// The full help of a command, to standard output.
+void PrintCommandHelp(const Command& command);
+const Command* FindCommand(const std::string& name);
+
+int RunRecord(const std::vector<std::string>& args);
+int RunInfo(const std::vector<std::string>& args);
+
+}  // namespace zsff_tools

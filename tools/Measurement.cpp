@@ -1,0 +1,215 @@
+// Gathering a measurement for listing. Directories are walked with
+// std::filesystem: the tool looks at the local disk only, and a file that
+// vanishes under a running recording (a ring dropping a part) is skipped, not
+// an error.
+#include "Measurement.h"
+
+#include <zsff/ChannelMetaData.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/MetaDataFiles.h>
+#include <zsff/TextConversion.h>
+#include <zsff/TmpRecordFile.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+bool EndsWith(const std::string& text, const std::string& suffix) {
+  return text.size() >= suffix.size() &&
+         text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// The names of the entries of `directory`, sorted, split into directories and
+// files. Entries that disappear while listed are left out.
+void ListEntries(const fs::path& directory, std::vector<std::string>* directories,
+                 std::vector<std::string>* files) {
+  std::error_code ec;
+  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
+    std::error_code typeError;
+    const bool isDirectory = it->is_directory(typeError);
+    if (typeError) continue;
+    const std::string name = it->path().filename().string();
+    if (isDirectory && directories != nullptr) directories->push_back(name);
+    if (!isDirectory && files != nullptr) files->push_back(name);
+  }
+  if (directories != nullptr) std::sort(directories->begin(), directories->end());
+  if (files != nullptr) std::sort(files->begin(), files->end());
+}
+
+unsigned long long SizeOf(const fs::path& file) {
+  std::error_code ec;
+  const std::uintmax_t size = fs::file_size(file, ec);
+  return ec ? 0 : static_cast<unsigned long long>(size);
+}
+
+void LoadChannel(const fs::path& recordPath, const std::string& directory,
+                 zsff::CLocalFileAccess& access, ChannelSummary& channel) {
+  channel.Directory = directory;
+  try {
+    channel.Id = zsff::CChannelID::FromFilePath(zsff::Utf8ToWide(directory));
+  } catch (const std::out_of_range&) {
+    channel.Id = zsff::CChannelID();
+  }
+
+  const fs::path path = recordPath / directory;
+  std::vector<std::string> files;
+  ListEntries(path, nullptr, &files);
+  std::string metaDataName;
+  for (const std::string& file : files) {
+    const unsigned long long size = SizeOf(path / file);
+    channel.TotalBytes += size;
+    if (EndsWith(file, ".zrs")) {
+      const unsigned short part = zsff::CRecordId::PartNameToPartNumber(zsff::Utf8ToWide(file));
+      channel.FirstPart = channel.PartFiles == 0 ? part : std::min(channel.FirstPart, part);
+      channel.LastPart = channel.PartFiles == 0 ? part : std::max(channel.LastPart, part);
+      ++channel.PartFiles;
+      channel.SignalBytes += size;
+    } else if (EndsWith(file, ".zpr")) {
+      channel.PyramidBytes += size;
+    } else if (file == "TmpRecord.zrm") {
+      channel.Recording = true;
+    } else if (EndsWith(file, ".zrm") && metaDataName.empty()) {
+      metaDataName = file.substr(0, file.size() - 4);
+    }
+  }
+  if (metaDataName.empty()) {
+    channel.Error = "no channel metadata file (.zrm)";
+    return;
+  }
+
+  // With its temporary record file the reader completes a live channel's length
+  // from the sizes of the part files.
+  zsff::CTmpRecordFile tmp(path.string(), &access);
+  zsff::CMetaDataHeaderFileReader reader(&tmp, &access);
+  zsff::TAG_RECORD_INFO info;
+  if (!reader.Load(channel.MetaData, zsff::Utf8ToWide(metaDataName),
+                   zsff::Utf8ToWide(path.string()), info, 0)) {
+    const std::string why = zsff::WideToUtf8(reader.LastError());
+    channel.Error = metaDataName + ".zrm doesn't load" + (why.empty() ? "" : ": " + why);
+    return;
+  }
+  channel.MetaDataLoaded = true;
+
+  const zsff::CMetaDataChannelReader view(channel.MetaData);
+  std::u16string text;
+  if (view.Name(text)) channel.Name = zsff::WideToUtf8(text);
+  view.Format(channel.Format);
+  view.Type(channel.Type);
+  text.clear();
+  if (view.Unit(text)) channel.Unit = zsff::WideToUtf8(text);
+  float rate = 0.0f;
+  if (view.SamplingRate(rate)) channel.SamplingRate = rate;
+  view.RecordLength(channel.Duration);
+}
+
+void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
+                RecordSummary& record) {
+  const fs::path path = measurementPath / record.Directory;
+  std::error_code ec;
+  record.OnDisk = fs::is_directory(path, ec);
+  if (!record.OnDisk) return;
+  std::vector<std::string> directories;
+  std::vector<std::string> files;
+  ListEntries(path, &directories, &files);
+  for (const std::string& file : files) record.TotalBytes += SizeOf(path / file);
+  for (const std::string& directory : directories) {
+    if (!StartsWith(directory, "Channel_")) continue;
+    ChannelSummary channel;
+    LoadChannel(path, directory, access, channel);
+    record.TotalBytes += channel.TotalBytes;
+    record.Channels.push_back(std::move(channel));
+  }
+  // Channel 2 before channel 10.
+  std::stable_sort(record.Channels.begin(), record.Channels.end(),
+                   [](const ChannelSummary& a, const ChannelSummary& b) { return a.Id < b.Id; });
+}
+
+}  // namespace
+
+bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std::string& error) {
+  std::error_code ec;
+  const fs::path path = fs::absolute(fs::path(directory), ec).lexically_normal();
+  if (ec || !fs::is_directory(path, ec)) {
+    error = directory + ": no such directory";
+    return false;
+  }
+  out = MeasurementSummary();
+  out.Path = path.string();
+  if (out.Path.size() > 1 && out.Path.back() == '/') out.Path.pop_back();
+
+  std::vector<std::string> directories;
+  std::vector<std::string> files;
+  ListEntries(path, &directories, &files);
+  std::vector<std::string> headers;
+  for (const std::string& file : files) {
+    if (EndsWith(file, ".zsfh")) headers.push_back(file);
+  }
+  if (headers.size() != 1) {
+    error = directory + (headers.empty() ? ": no measurement file (*.zsfh) in this directory"
+                                         : ": more than one measurement file (*.zsfh)");
+    return false;
+  }
+  out.BaseName = headers.front().substr(0, headers.front().size() - 5);
+  for (const std::string& file : files) {
+    if (file == out.BaseName + ".zff") out.Unfinished = true;
+    if (file == out.BaseName + ".zxf") out.EndedUp = true;
+    out.TotalBytes += SizeOf(path / file);
+  }
+
+  zsff::CLocalFileAccess access;
+  zsff::CMetaDataFileReader reader(&access);
+  if (!reader.Load(out.MetaData, zsff::Utf8ToWide(headers.front()), zsff::Utf8ToWide(out.Path))) {
+    const std::string why = zsff::WideToUtf8(reader.LastError());
+    error = headers.front() + " doesn't load" + (why.empty() ? "" : ": " + why);
+    return false;
+  }
+
+  // The list of the metadata first, in its order, then record directories it
+  // doesn't know (a record that was never entered, or whose entry was lost).
+  std::map<std::string, bool> listed;
+  for (const zsff::MetaDataRecord& entry : out.MetaData.GetRecordsVect()) {
+    RecordSummary record;
+    record.Id = zsff::CRecordId(entry.RecordId());
+    zsff::CRecordId whole = record.Id;
+    whole.SetPartNumber(0);
+    record.Directory = zsff::WideToUtf8(whole.IdToRecordName());
+    record.InMetaData = true;
+    record.LastPart = entry.LastPartNumber();
+    record.AbsDate = entry.AbsDate();
+    record.RelDate = entry.RelDate();
+    record.Duration = entry.Duration();
+    record.PartLength = entry.PartLength();
+    record.Recording = entry.Recording();
+    record.OffsetTimeToStop = entry.OffsetTimeToStop();
+    listed[record.Directory] = true;
+    out.Records.push_back(std::move(record));
+  }
+  for (const std::string& name : directories) {
+    if (!StartsWith(name, "Record_") || listed.count(name) != 0) continue;
+    RecordSummary record;
+    record.Id = zsff::CRecordId(zsff::CRecordId::RecordNameToId(zsff::Utf8ToWide(name)));
+    record.Directory = name;
+    out.Records.push_back(std::move(record));
+  }
+
+  // The sections of a split record share one directory: its bytes count once.
+  std::map<std::string, bool> counted;
+  for (RecordSummary& record : out.Records) {
+    LoadRecord(path, access, record);
+    if (!counted[record.Directory]) out.TotalBytes += record.TotalBytes;
+    counted[record.Directory] = true;
+  }
+  return true;
+}
+
+}  // namespace zsff_tools

@@ -1,0 +1,399 @@
+// zsff record: the library's main job as a host does it. A new measurement, its
+// metadata and the host's ".zff" header; then for each record AddChannel (the
+// first record; later ones take the channels of the one before), ArmRecord,
+// StartRecord, WriteSampleBlock per channel and block, StopRecord; at the end the
+// header goes, which marks the measurement as finished. A run that dies on the
+// way leaves the header, and the library's end-up repairs the measurement.
+#include <signal.h>
+#include <zsff/zsff.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "DemoMeasurement.h"
+#include "Format.h"
+#include "Progress.h"
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+// 100 ms of signal: small enough for a smooth progress bar and real-time pacing,
+// large enough that the per-call cost of the library doesn't show.
+constexpr std::size_t kBlockSamples = 5120;
+
+volatile sig_atomic_t g_Interrupted = 0;
+
+void OnInterrupt(int) { g_Interrupted = 1; }
+
+void CatchInterrupts() {
+  struct sigaction action {};
+  action.sa_handler = OnInterrupt;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+std::string LastTreeError() {
+  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
+  return text.empty() ? "no reason given" : text;
+}
+
+// What the tree tells its host when a record stops: its length, parts and size.
+class StopListener : public zsff::CRecordSignalTree::CAbstractChangeStateCallBack {
+ public:
+  struct Stop {
+    double Duration = 0.0;
+    unsigned short FirstPart = 0;
+    unsigned short LastPart = 0;
+    long long FileSize = 0;
+  };
+
+  void OnChangeState(const zsff::CRecordId&, int, zsff::CRecordSignalTree::ChangeAction_t action,
+                     const zsff::CRecordSignalTree::CChangeActionParam_t* param) override {
+    if (action != zsff::CRecordSignalTree::ChangeRecordStopped || param == nullptr) return;
+    m_Stops.push_back({param->Duration, param->FirstPart, param->LastPart, param->FileSize});
+  }
+  const std::vector<Stop>& Stops() const { return m_Stops; }
+
+ private:
+  std::vector<Stop> m_Stops;
+};
+
+struct Options {
+  fs::path Directory;
+  double Seconds = 120.0;
+  int Records = 3;
+  bool RealTime = false;
+  bool Quiet = false;
+};
+
+unsigned long long BytesUnder(const fs::path& directory) {
+  unsigned long long bytes = 0;
+  std::error_code ec;
+  for (fs::recursive_directory_iterator it(directory, ec), end; !ec && it != end;
+       it.increment(ec)) {
+    std::error_code sizeError;
+    if (it->is_regular_file(sizeError)) {
+      const auto size = it->file_size(sizeError);
+      if (!sizeError) bytes += size;
+    }
+  }
+  return bytes;
+}
+
+zsff::MetaDataContainer MeasurementMetaData(const Options& options, const std::u16string& baseName,
+                                            std::size_t channelCount) {
+  zsff::MetaDataContainer metaData;
+  zsff::CMetaDataMeasurementWriter writer(metaData);
+  writer.ProjectName(u"zsff demo");
+  writer.MeasurementName(zsff::Utf8ToWide(options.Directory.filename().string()));
+  if (const char* user = std::getenv("USER"); user != nullptr && *user != '\0') {
+    writer.UserName(zsff::Utf8ToWide(user));
+  }
+  writer.Comment(u"Synthetic signals written by zsff record");
+  writer.TavroxVersion("zsff 0.1");
+  writer.SignalFileName(baseName);
+  writer.NumberOfChannels(static_cast<long>(channelCount));
+  writer.SamplingFrontEnd(static_cast<float>(kDemoSamplingRate));
+  writer.Sampling1(static_cast<float>(kDemoSamplingRate));
+  writer.Mode(options.RealTime ? "Real time" : "As fast as the disk allows");
+  writer.AddAnalyzer(std::to_string(kDemoDeviceSerial), "DEMO-8", "", "");
+  writer.AddMeasProperty("Generator", u"Generator", u"zsff record");
+  writer.AddMeasProperty("RequestedSeconds", u"Requested seconds",
+                         zsff::Utf8ToWide(Printf("%g", options.Seconds)));
+  return metaData;
+}
+
+// The host's header file: the library only tests for it, renames and deletes
+// it, so its contents are the host's own.
+bool WriteHeader(const fs::path& path) {
+  std::ofstream header(path, std::ios::binary | std::ios::trunc);
+  header << "zsff record: measurement started "
+         << zsff::WideToUtf8(zsff::FileTimeToString(zsff::GetSystemTimeAsFileTime()))
+         << ", unfinished while this file exists\n";
+  return static_cast<bool>(header.flush());
+}
+
+class Recorder {
+ public:
+  explicit Recorder(const Options& options)
+      : m_Options(options), m_Channels(MakeDemoChannels(kBlockSamples)) {}
+
+  int Run();
+
+ private:
+  int CreateMeasurement();
+  // Records one record; ExitOk, ExitFailure (with the message printed) or
+  // ExitInterrupted (stopped cleanly).
+  int RecordOne(int index, const RecordPlan& plan, ProgressBar& progress);
+  void PrintSummary(double seconds) const;
+
+  const Options& m_Options;
+  std::vector<DemoChannel> m_Channels;
+  std::vector<RecordPlan> m_Plan;
+  std::unique_ptr<zsff::CRecordSignalTree> m_Tree;
+  StopListener m_Listener;
+  fs::path m_HeaderPath;
+  std::string m_BaseName;
+  unsigned long long m_TotalSamples = 0;
+  unsigned long long m_SamplesDone = 0;  // per channel, over every record
+  unsigned long long m_BytesDone = 0;
+  std::size_t m_BytesPerFrame = 0;  // one sample of every channel
+};
+
+int Recorder::CreateMeasurement() {
+  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
+  m_Tree = zsff::CRecordSignalTree::CreateSignalTree(
+      zsff::Utf8ToWide(m_Options.Directory.parent_path().string()),
+      zsff::Utf8ToWide(m_Options.Directory.filename().string()), noRemoteStore, false);
+  if (!m_Tree) return Fail(LastTreeError());
+  m_Tree->SetChangeStateCallBack(&m_Listener);
+
+  // The base names every file of the measurement; drawing it now lets the
+  // metadata and the header exist before the first record.
+  zsff::CRecordId base;
+  base.NewBase();
+  if (!m_Tree->SetRecordBase(static_cast<long>(base.RecordBase()))) {
+    return Fail("the measurement base " + std::to_string(base.RecordBase()) + " is in use");
+  }
+  const std::u16string baseName = m_Tree->RecordNameBase();
+  m_BaseName = zsff::WideToUtf8(baseName);
+
+  {
+    // Released before the first record: the tree takes the same lock for each
+    // notice, and would wait for us.
+    const std::unique_ptr<zsff::MetaDataFileLock> lock =
+        m_Tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait);
+    if (!lock) return Fail("cannot lock the metadata of " + m_Options.Directory.string());
+    if (!m_Tree->SaveMetaDataMeasurement(
+            lock.get(), MeasurementMetaData(m_Options, baseName, m_Channels.size()), true)) {
+      return Fail("cannot write the measurement file: " + LastTreeError());
+    }
+  }
+
+  m_HeaderPath = m_Options.Directory / (m_BaseName + ".zff");
+  if (!WriteHeader(m_HeaderPath)) {
+    return Fail("cannot write the header file " + m_HeaderPath.string());
+  }
+  return ExitOk;
+}
+
+int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress) {
+  int handle = m_Tree->CreateRecord(0);
+  if (handle == 0)
+    return Fail("cannot create record " + std::to_string(index + 1) + ": " + LastTreeError());
+  zsff::CAbstractRecordSection& section = m_Tree->wRecord(handle);
+  const std::string what = "record " + std::to_string(index + 1);
+  auto sectionFailure = [&](const std::string& step) {
+    const std::string why = zsff::WideToUtf8(section.LastErrorString());
+    return what + ": " + step + (why.empty() ? std::string() : ": " + why);
+  };
+
+  // A record after the first starts with the channels of the one before.
+  if (section.ChannelCount() != m_Channels.size()) {
+    for (const DemoChannel& channel : m_Channels) {
+      if (section.IsValidChannel(channel.Id())) continue;
+      if (!section.AddChannel(channel.Id(), channel.MetaData())) {
+        const std::string message =
+            sectionFailure("cannot add channel " + std::to_string(channel.Id().ChannelNumber()));
+        m_Tree->CloseRecord(handle, true);
+        return Fail(message);
+      }
+    }
+  }
+
+  const bool ring = plan.RingSeconds > 0.0;
+  if (!section.ArmRecord(plan.RingSeconds, ring ? zsff::PartLengthAuto : zsff::PartLengthShort,
+                         !ring)) {
+    const std::string message = sectionFailure("cannot arm");
+    m_Tree->CloseRecord(handle, true);
+    return Fail(message);
+  }
+
+  std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
+  for (const DemoChannel& channel : m_Channels) {
+    zsff::TAG_RECORD_INFO info;  // a start date of 0: the library stamps the current time
+    info.RelativeDate = static_cast<long long>(m_SamplesDone) << 16;
+    info.CumulativeDate = static_cast<double>(m_SamplesDone) / kDemoSamplingRate;
+    info.RecordNumber = static_cast<unsigned short>(index + 1);
+    info.UncompactCoeff = static_cast<float>(channel.Coefficient());
+    infos[channel.Id()] = info;
+  }
+  if (!section.StartRecord(infos)) {
+    const std::string message = sectionFailure("cannot start");
+    m_Tree->CloseRecord(handle, true);
+    return Fail(message);
+  }
+
+  const std::string label = Printf("record %d/%zu", index + 1, m_Plan.size());
+  const auto start = std::chrono::steady_clock::now();
+  unsigned long long done = 0;
+  int result = ExitOk;
+  while (done < plan.Samples && result == ExitOk) {
+    if (g_Interrupted) {
+      result = ExitInterrupted;
+      break;
+    }
+    const std::size_t count =
+        static_cast<std::size_t>(std::min<unsigned long long>(kBlockSamples, plan.Samples - done));
+    for (DemoChannel& channel : m_Channels) {
+      if (!section.WriteSampleBlock(channel.Id(), channel.NextBlock(count), count, true)) {
+        progress.Clear();
+        Fail(
+            sectionFailure("cannot write channel " + std::to_string(channel.Id().ChannelNumber())));
+        result = ExitFailure;
+        break;
+      }
+    }
+    if (result != ExitOk) break;
+    done += count;
+    m_SamplesDone += count;
+    m_BytesDone += count * m_BytesPerFrame;
+    progress.Update(m_SamplesDone, label, m_BytesDone);
+    if (m_Options.RealTime) {
+      std::this_thread::sleep_until(
+          start + std::chrono::duration<double>(static_cast<double>(done) / kDemoSamplingRate));
+    }
+  }
+
+  // Stopped also after a failed block, so that what reached the disk is a proper
+  // record. StopRecord gives false only when the metadata lock can't be had; it
+  // may be called again.
+  bool stopped = section.StopRecord();
+  for (int attempt = 0; !stopped && attempt < 3; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    stopped = section.StopRecord();
+  }
+  const std::string stopFailure = stopped ? std::string() : sectionFailure("cannot stop");
+  m_Tree->CloseRecord(handle, true);
+  if (!stopped && result == ExitOk) {
+    progress.Clear();
+    return Fail(stopFailure);
+  }
+  return result;
+}
+
+int Recorder::Run() {
+  m_Plan = PlanRecords(m_Options.Seconds, m_Options.Records, kDemoSamplingRate);
+  for (const RecordPlan& plan : m_Plan) {
+    if (plan.Samples == 0) {
+      return Fail(Printf("%g s of signal is too short for %d records", m_Options.Seconds,
+                         m_Options.Records),
+                  ExitUsage);
+    }
+    m_TotalSamples += plan.Samples;
+  }
+  for (const DemoChannel& channel : m_Channels) m_BytesPerFrame += channel.SampleSize();
+
+  std::error_code ec;
+  fs::create_directories(m_Options.Directory.parent_path(), ec);
+  if (ec) {
+    return Fail("cannot create " + m_Options.Directory.parent_path().string() + ": " +
+                ec.message());
+  }
+  if (const int result = CreateMeasurement(); result != ExitOk) return result;
+
+  CatchInterrupts();
+  const auto start = std::chrono::steady_clock::now();
+  int result = ExitOk;
+  {
+    ProgressBar progress(m_TotalSamples);
+    for (std::size_t i = 0; i < m_Plan.size() && result == ExitOk; ++i) {
+      result = RecordOne(static_cast<int>(i), m_Plan[i], progress);
+    }
+  }
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  zsff::CRecordSignalTree::CloseSignalTree(m_Tree);
+
+  // Every record that began was stopped: the measurement is finished, even when
+  // interrupted. After a failure the header stays, for the end-up to find.
+  if (result == ExitOk || result == ExitInterrupted) fs::remove(m_HeaderPath, ec);
+  if (result == ExitFailure) return result;
+  if (!m_Options.Quiet) PrintSummary(seconds);
+  if (result == ExitInterrupted) {
+    return Fail(Printf("interrupted after %.1f s of signal; the records were stopped cleanly",
+                       static_cast<double>(m_SamplesDone) / kDemoSamplingRate),
+                ExitInterrupted);
+  }
+  return ExitOk;
+}
+
+void Recorder::PrintSummary(double seconds) const {
+  const double signalSeconds = static_cast<double>(m_SamplesDone) / kDemoSamplingRate;
+  std::printf("Recorded %s (%s)\n", m_Options.Directory.string().c_str(), m_BaseName.c_str());
+  std::map<zsff::SampleFormat_t, int> formats;
+  for (const DemoChannel& channel : m_Channels) ++formats[channel.Format()];
+  static const char* const kFormatNames[] = {"SIFloat", "SIDouble", "Compact16", "Raw32"};
+  std::string formatText;
+  for (const auto& entry : formats) {
+    formatText +=
+        Printf("%s%s x%d", formatText.empty() ? "" : ", ", kFormatNames[entry.first], entry.second);
+  }
+  std::printf("  %zu channels at %g Hz: %s\n", m_Channels.size(), kDemoSamplingRate,
+              formatText.c_str());
+
+  const std::vector<StopListener::Stop>& stops = m_Listener.Stops();
+  for (std::size_t i = 0; i < stops.size() && i < m_Plan.size(); ++i) {
+    const StopListener::Stop& stop = stops[i];
+    std::string kind = m_Plan[i].RingSeconds > 0.0 ? Printf("ring of %.1f s", m_Plan[i].RingSeconds)
+                                                   : std::string("parts of 64 s");
+    std::printf("  record %zu  %9.3f s  %s, parts %u-%u, %s of signal files\n", i + 1,
+                stop.Duration, kind.c_str(), stop.FirstPart, stop.LastPart,
+                FormatBytes(static_cast<double>(stop.FileSize)).c_str());
+  }
+  const double rate = seconds > 0.0 ? static_cast<double>(m_BytesDone) / seconds : 0.0;
+  std::printf("  %.1f s of signal, %s of samples in %.2f s: %s (%.1fx real time)\n", signalSeconds,
+              FormatBytes(static_cast<double>(m_BytesDone)).c_str(), seconds,
+              FormatRate(rate).c_str(), seconds > 0.0 ? signalSeconds / seconds : 0.0);
+  std::printf("  %s on disk with pyramids and metadata\n",
+              FormatBytes(static_cast<double>(BytesUnder(m_Options.Directory))).c_str());
+}
+
+}  // namespace
+
+int RunRecord(const std::vector<std::string>& args) {
+  const Command& command = *FindCommand("record");
+  Arguments arguments;
+  std::string error;
+  if (!arguments.Parse(
+          args, {{"seconds", true}, {"records", true}, {"realtime", false}, {"quiet", false}},
+          error)) {
+    return UsageError(command, error);
+  }
+  if (arguments.Positional().size() != 1) {
+    return UsageError(command, arguments.Positional().empty() ? "where to? give a new directory"
+                                                              : "one directory at a time");
+  }
+  Options options;
+  long long records = options.Records;
+  if (!arguments.GetDouble("seconds", 0.001, 1e7, options.Seconds, error) ||
+      !arguments.GetInteger("records", 1, 1000, records, error)) {
+    return UsageError(command, error);
+  }
+  options.Records = static_cast<int>(records);
+  options.RealTime = arguments.Has("realtime");
+  options.Quiet = arguments.Has("quiet");
+
+  std::error_code ec;
+  fs::path directory =
+      fs::absolute(fs::path(arguments.Positional().front()), ec).lexically_normal();
+  if (ec) return Fail(arguments.Positional().front() + ": " + ec.message());
+  if (!directory.has_filename()) directory = directory.parent_path();
+  if (directory.filename().empty() || directory == directory.root_path()) {
+    return Fail(arguments.Positional().front() + ": not a directory a measurement can go in");
+  }
+  options.Directory = directory;
+  return Recorder(options).Run();
+}
+
+}  // namespace zsff_tools

@@ -1,0 +1,97 @@
+// zsff: the command-line host of the library. "zsff record" lays down a demo
+// measurement as an analyzer would, "zsff info" lists what a measurement holds.
+// Commands live in one table, so a new one is a row and a function.
+#include <cstdio>
+#include <cstring>
+
+#include "Commands.h"
+
+namespace zsff_tools {
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {"record", "[options] DIR",
+       "record a demo measurement of 8 channels at 51200 Hz into the new directory DIR",
+       "  --seconds S   seconds of signal over all records (default 120)\n"
+       "  --records N   number of records, the last bounded as a ring (default 3)\n"
+       "  --realtime    pace the writing to the sampling rate instead of the disk's speed\n"
+       "  --quiet       print nothing but errors\n",
+       RunRecord},
+      {"info", "[options] DIR", "list the keys, records and channels of the measurement in DIR",
+       "  --json        print the listing as JSON, for scripts\n", RunInfo},
+  };
+  return commands;
+}
+
+const Command* FindCommand(const std::string& name) {
+  for (const Command& command : Commands()) {
+    if (name == command.Name) return &command;
+  }
+  return nullptr;
+}
+
+int Fail(const std::string& message, int code) {
+  std::fprintf(stderr, "zsff: %s\n", message.c_str());
+  return code;
+}
+
+int UsageError(const Command& command, const std::string& message) {
+  std::fprintf(stderr, "zsff %s: %s (see zsff %s --help)\n", command.Name, message.c_str(),
+               command.Name);
+  return ExitUsage;
+}
+
+void PrintCommandHelp(const Command& command) {
+  std::printf("usage: zsff %s %s\n\n%s\n\noptions:\n%s", command.Name, command.Arguments,
+              command.Summary, command.Help);
+}
+
+namespace {
+
+void PrintUsage(std::FILE* out) {
+  std::fprintf(out, "usage: zsff COMMAND [options] ARGS...\n\ncommands:\n");
+  for (const Command& command : Commands()) {
+    std::fprintf(out, "  %-8s %s\n", command.Name, command.Summary);
+  }
+  std::fprintf(out, "\n\"zsff COMMAND --help\" describes a command's options.\n");
+}
+
+bool IsHelp(const char* word) {
+  return std::strcmp(word, "--help") == 0 || std::strcmp(word, "-h") == 0 ||
+         std::strcmp(word, "help") == 0;
+}
+
+}  // namespace
+
+}  // namespace zsff_tools
+
+int main(int argc, char** argv) {
+  using namespace zsff_tools;
+  if (argc < 2) {
+    PrintUsage(stderr);
+    return ExitUsage;
+  }
+  if (IsHelp(argv[1])) {
+    // "zsff help record" is "zsff record --help".
+    if (argc > 2 && FindCommand(argv[2]) != nullptr) {
+      PrintCommandHelp(*FindCommand(argv[2]));
+    } else {
+      PrintUsage(stdout);
+    }
+    return ExitOk;
+  }
+  const Command* command = FindCommand(argv[1]);
+  if (command == nullptr) {
+    std::fprintf(stderr, "zsff: unknown command \"%s\" (see zsff --help)\n", argv[1]);
+    return ExitUsage;
+  }
+  std::vector<std::string> args(argv + 2, argv + argc);
+  for (const std::string& word : args) {
+    if (word == "--") break;
+    if (IsHelp(word.c_str()) && word != "help") {
+      PrintCommandHelp(*command);
+      return ExitOk;
+    }
+  }
+  return command->Run(args);
+}

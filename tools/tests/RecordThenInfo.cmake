@@ -1,0 +1,115 @@
+# Records a few seconds with "zsff record" into a fresh directory, lists it with
+# "zsff info --json", and checks what the listing says: every record of the plan,
+# stopped, each with the eight demo channels and their formats, lengths that add
+# up to the signal asked for, and no header left behind.
+#   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenInfo.cmake
+
+cmake_minimum_required(VERSION 3.20)
+
+function(fail message)
+  message(FATAL_ERROR "${message}")
+endfunction()
+
+set(seconds 3)
+set(records 3)
+set(measurement "${WORK_DIR}/measurement")
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+
+execute_process(
+  COMMAND "${ZSFF}" record --seconds ${seconds} --records ${records} "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff record failed (${result}): ${err}${out}")
+endif()
+if(NOT err STREQUAL "")
+  fail("zsff record wrote to stderr although it isn't a terminal: ${err}")
+endif()
+
+# A second record into the same directory must be refused with one line.
+execute_process(
+  COMMAND "${ZSFF}" record --seconds 1 "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(result EQUAL 0 OR NOT err MATCHES "^zsff: [^\n]*\n$")
+  fail("recording into a used directory: expected one error line, got (${result}) '${err}'")
+endif()
+
+execute_process(
+  COMMAND "${ZSFF}" info --json "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff info --json failed (${result}): ${err}")
+endif()
+
+string(JSON unfinished GET "${json}" unfinished)
+if(unfinished)
+  fail("the header file is still there after a clean stop")
+endif()
+string(JSON base GET "${json}" baseName)
+if(EXISTS "${measurement}/${base}.zff")
+  fail("${base}.zff is still there")
+endif()
+
+string(JSON record_count LENGTH "${json}" records)
+if(NOT record_count EQUAL records)
+  fail("expected ${records} records, info lists ${record_count}")
+endif()
+
+set(total_samples 0)
+math(EXPR last "${record_count} - 1")
+foreach(r RANGE ${last})
+  string(JSON recording GET "${json}" records ${r} recording)
+  string(JSON listed GET "${json}" records ${r} inMetaData)
+  if(recording OR NOT listed)
+    fail("record ${r}: recording=${recording} inMetaData=${listed}")
+  endif()
+  string(JSON channel_count LENGTH "${json}" records ${r} channels)
+  if(NOT channel_count EQUAL 8)
+    fail("record ${r}: expected 8 channels, info lists ${channel_count}")
+  endif()
+  set(formats "")
+  foreach(c RANGE 7)
+    string(JSON format GET "${json}" records ${r} channels ${c} format)
+    string(JSON rate GET "${json}" records ${r} channels ${c} samplingRate)
+    string(JSON error GET "${json}" records ${r} channels ${c} error)
+    string(JSON signal_bytes GET "${json}" records ${r} channels ${c} signalBytes)
+    if(NOT error STREQUAL "" OR NOT rate EQUAL 51200 OR signal_bytes EQUAL 0)
+      fail("record ${r} channel ${c}: error='${error}' rate=${rate} signalBytes=${signal_bytes}")
+    endif()
+    list(APPEND formats ${format})
+  endforeach()
+  list(SORT formats)
+  if(NOT formats STREQUAL "Compact16;Compact16;SIDouble;SIDouble;SIFloat;SIFloat;SIFloat;SIFloat")
+    fail("record ${r}: unexpected channel formats ${formats}")
+  endif()
+  string(JSON type GET "${json}" records ${r} channels 7 type)
+  if(NOT type STREQUAL "Trigger")
+    fail("record ${r}: the last channel should be the trigger, is '${type}'")
+  endif()
+endforeach()
+
+# The records' lengths (in ms, as CMake counts in integers) make up the signal;
+# the ring record may have dropped parts, so the sum can only fall short.
+set(sum_ms 0)
+foreach(r RANGE ${last})
+  string(JSON duration GET "${json}" records ${r} channels 0 duration)
+  string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${duration}")
+  list(GET parts 0 whole)
+  list(GET parts 1 fraction)
+  string(SUBSTRING "${fraction}000" 0 3 fraction)
+  math(EXPR sum_ms "${sum_ms} + ${whole} * 1000 + 1${fraction} - 1000")
+endforeach()
+math(EXPR expected_ms "${seconds} * 1000")
+if(sum_ms GREATER expected_ms OR sum_ms LESS 1000)
+  fail("the records' lengths add up to ${sum_ms} ms for ${expected_ms} ms of signal")
+endif()
+
+# The text form names every record.
+execute_process(COMMAND "${ZSFF}" info "${measurement}" RESULT_VARIABLE result OUTPUT_VARIABLE text)
+foreach(r RANGE 1 ${records})
+  if(NOT text MATCHES "${base}_${r}")
+    fail("zsff info doesn't list ${base}_${r}:\n${text}")
+  endif()
+endforeach()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
