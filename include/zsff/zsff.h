@@ -24,6 +24,7 @@
 #include <zsff/PostAnalysisSettings.h>
 #include <zsff/PropertyValue.h>
 #include <zsff/RecordId.h>
+#include <zsff/RecordSection.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
