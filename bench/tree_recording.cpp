@@ -1,0 +1,167 @@
+// What a recording through the tree costs next to writing the same bytes with
+// plain write(): the demo workload, 8 channels of 32-bit floats at 51200 Hz in
+// blocks of 4096 samples, with the min/max pyramid, from CreateSignalTree to
+// CloseSignalTree, against 8 files written block by block in the same run. The
+// ratio of the two times is printed at the end.
+//
+// Both sides write into the page cache of a scratch directory that is emptied
+// between iterations (outside the timing), so the comparison is of the work done
+// on the way to the kernel, not of the disk.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/RecordSignalTree.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int kChannels = 8;
+constexpr double kRate = 51200.0;
+constexpr unsigned long long kBlock = 4096;
+constexpr double kSeconds = 10.0;
+const unsigned long long kBlocks = static_cast<unsigned long long>(kSeconds * kRate) / kBlock;
+
+class Scratch {
+ public:
+  Scratch() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "zsff-bench-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) std::abort();
+    m_Dir = pattern;
+  }
+  ~Scratch() {
+    Empty();
+    std::filesystem::remove(m_Dir);
+  }
+  void Empty() {
+    for (const auto& entry : std::filesystem::directory_iterator(m_Dir))
+      std::filesystem::remove_all(entry.path());
+  }
+  const std::filesystem::path& Path() const { return m_Dir; }
+  std::u16string Wide() const {
+    const std::string path = m_Dir.string();
+    return std::u16string(path.begin(), path.end());  // the scratch path is ASCII
+  }
+
+ private:
+  std::filesystem::path m_Dir;
+};
+
+// One block per channel, a tone of its own frequency, written again and again.
+std::vector<std::vector<float>> Blocks() {
+  std::vector<std::vector<float>> blocks(kChannels, std::vector<float>(kBlock));
+  for (int channel = 0; channel < kChannels; ++channel)
+    for (unsigned long long i = 0; i < kBlock; ++i)
+      blocks[channel][i] = static_cast<float>(std::sin(0.001 * (channel + 1) * i));
+  return blocks;
+}
+
+zsff::MetaDataContainer ChannelMetaData(int channel) {
+  zsff::MetaDataContainer metaData;
+  metaData.AddMetadata("SamplingRate", static_cast<float>(kRate));
+  metaData.AddMetadata("DataFormat", std::u16string(u"SIFloat"));
+  metaData.AddMetadata("Name", u"Channel " + std::u16string(1, u'1' + channel));
+  return metaData;
+}
+
+void BM_TreeRecording(benchmark::State& state) {
+  Scratch scratch;
+  const auto blocks = Blocks();
+  std::vector<zsff::CChannelID> ids;
+  for (int channel = 0; channel < kChannels; ++channel)
+    ids.emplace_back(static_cast<unsigned short>(channel + 1), 0, 4711);
+  const std::shared_ptr<zsff::CAbstractFileAccess> noStore;
+
+  for (auto _ : state) {
+    auto tree = zsff::CRecordSignalTree::CreateSignalTree(scratch.Wide(), u"bench", noStore, false);
+    if (!tree) std::abort();
+    int handle = tree->CreateRecord(0);
+    zsff::CAbstractRecordSection& section = tree->wRecord(handle);
+    std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
+    for (int channel = 0; channel < kChannels; ++channel) {
+      if (!section.AddChannel(ids[channel], ChannelMetaData(channel))) std::abort();
+      infos[ids[channel]] = zsff::TAG_RECORD_INFO();
+    }
+    if (!section.ArmRecord(0.0, zsff::PartLengthShort, true) || !section.StartRecord(infos))
+      std::abort();
+    for (unsigned long long block = 0; block < kBlocks; ++block)
+      for (int channel = 0; channel < kChannels; ++channel)
+        if (!section.WriteSampleBlock(ids[channel], blocks[channel].data(), kBlock, true))
+          std::abort();
+    if (!section.StopRecord()) std::abort();
+    tree->CloseRecord(handle, true);
+    zsff::CRecordSignalTree::CloseSignalTree(tree);
+
+    state.PauseTiming();
+    scratch.Empty();
+    state.ResumeTiming();
+  }
+  state.SetBytesProcessed(state.iterations() * kBlocks * kChannels * kBlock * sizeof(float));
+}
+
+void BM_PlainWrite(benchmark::State& state) {
+  Scratch scratch;
+  const auto blocks = Blocks();
+  for (auto _ : state) {
+    int files[kChannels];
+    for (int channel = 0; channel < kChannels; ++channel) {
+      const std::string path = (scratch.Path() / ("plain" + std::to_string(channel))).string();
+      files[channel] = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+      if (files[channel] < 0) std::abort();
+    }
+    const size_t bytes = kBlock * sizeof(float);
+    for (unsigned long long block = 0; block < kBlocks; ++block)
+      for (int channel = 0; channel < kChannels; ++channel)
+        if (::write(files[channel], blocks[channel].data(), bytes) != static_cast<ssize_t>(bytes))
+          std::abort();
+    for (int file : files) ::close(file);
+
+    state.PauseTiming();
+    scratch.Empty();
+    state.ResumeTiming();
+  }
+  state.SetBytesProcessed(state.iterations() * kBlocks * kChannels * kBlock * sizeof(float));
+}
+
+BENCHMARK(BM_TreeRecording)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_PlainWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The console report, and the ratio of the tree's time to the plain writes'.
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs)
+      if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+        m_Times[run.benchmark_name()] = run.real_accumulated_time / run.iterations;
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    const auto tree = m_Times.find("BM_TreeRecording/real_time");
+    const auto plain = m_Times.find("BM_PlainWrite/real_time");
+    if (tree != m_Times.end() && plain != m_Times.end() && plain->second > 0.0)
+      std::printf("tree recording / plain write() time: %.2f\n", tree->second / plain->second);
+  }
+
+ private:
+  std::map<std::string, double> m_Times;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  benchmark::Shutdown();
+  return 0;
+}
