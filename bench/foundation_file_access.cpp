@@ -155,14 +155,17 @@ void BM_PlainTell(benchmark::State& state) {
   ::close(fd);
 }
 
-}  // namespace
-
-// The argument is how many other files the store has open besides the measured
-// one. The machine is often shared: with --benchmark_repetitions the minimum is
-// the figure least disturbed by other work, so it is reported beside the median.
+// The machine is often shared: with --benchmark_repetitions the minimum time
+// is the figure least disturbed by other work, so it is reported beside the
+// median (for the rate counters it is the slowest rate instead).
 double Fastest(const std::vector<double>& values) {
   return values.empty() ? 0.0 : *std::min_element(values.begin(), values.end());
 }
+
+}  // namespace
+
+// The argument is how many other files the store has open besides the measured
+// one. Suggested run: --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true
 
 BENCHMARK(BM_PlainWrite)->ComputeStatistics("min", Fastest);
 BENCHMARK(BM_StoreWrite)->Arg(0)->Arg(64)->ComputeStatistics("min", Fastest);
