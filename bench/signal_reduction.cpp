@@ -106,15 +106,17 @@ void BlockReduction(benchmark::State& state) {
 }
 
 // The console output as usual, plus the best rate of each run kept for the summary: the
-// best of several runs is the one least disturbed by whatever else the machine does.
+// best of several runs is the one least disturbed by whatever else the machine does. When
+// only aggregates are reported, the medians stand in.
 class SummaryReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      const bool single = run.run_type == Run::RT_Iteration;
+      if (run.error_occurred || (!single && run.aggregate_name != "median")) continue;
       const auto rate = run.counters.find("bytes_per_second");
       if (rate == run.counters.end()) continue;
-      double& best = m_Best[run.run_name.function_name];
+      double& best = (single ? m_Best : m_Median)[run.run_name.function_name];
       best = std::max(best, static_cast<double>(rate->second));
     }
     ConsoleReporter::ReportRuns(runs);
@@ -132,10 +134,12 @@ class SummaryReporter : public benchmark::ConsoleReporter {
 
  private:
   double Find(const std::string& name) const {
-    const auto it = m_Best.find(name);
-    return it == m_Best.end() ? 0.0 : it->second;
+    const auto best = m_Best.find(name);
+    if (best != m_Best.end()) return best->second;
+    const auto median = m_Median.find(name);
+    return median == m_Median.end() ? 0.0 : median->second;
   }
-  std::map<std::string, double> m_Best;
+  std::map<std::string, double> m_Best, m_Median;
 };
 
 }  // namespace
