@@ -48,8 +48,9 @@ unsigned long long ReducedSize(unsigned long long samples, unsigned long long fa
 // double whatever the element type.
 //
 // An open group first takes min(samples, missing) samples; `missing` then becomes factor
-// minus that number (not missing minus it: older readers and files depend on the longer
-// group this gives), and the group stays open until the next stored pair closes it. The
+// minus that number (not missing minus it: a group spanning two calls thus grows longer
+// than `factor`, and views built from several blocks must keep coming out as they always
+// have), and the group stays open until the next stored pair closes it. The
 // last group of a block is stored even when short, so a capacity of ReducedSize() always
 // consumes the whole block and leaves no carry. When the capacity runs out with fewer
 // than `factor` samples left, those samples open a new group in the carry; more than that
@@ -95,7 +96,8 @@ void CascadeStep(const T* values, unsigned long long count, unsigned long long f
 // Writes `count` values to `level`, reduces them, and hands each completed pair on to the
 // next level until the last one, whose own reduction is dropped. False when `level` is
 // beyond the table, the factor is 0, or a write at this level or deeper failed; a failed
-// write at this level changes nothing, a deeper one leaves this level's carry updated.
+// write at this level leaves its carry as it was, a deeper one leaves this level's carry
+// updated.
 template <typename T, typename Levels>
 bool Cascade(Levels& levels, std::size_t level, const T* values, unsigned long long count,
              unsigned long long factor);
