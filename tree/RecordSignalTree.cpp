@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "section/RecordSectionTreeLink.h"
-#include "section/RecordSectionTreeLink.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
@@ -56,8 +55,6 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_OpenMode(mode),
       m_FileAccess(std::make_shared<CLocalFileAccess>()),
       m_MergeRecordParts(mergeRecordParts) {
-  // Sections reach their tree through entry points that only the tree can fill.
-  CRecordSection::LinkTrees();
   // Sections reach their tree through entry points that only this module can fill.
   CRecordSection::LinkTrees();
   m_FullRecordPath = tree::JoinPath(m_BasePath, m_MeasureName, *m_FileAccess);
