@@ -220,7 +220,8 @@ struct Lanes<float> {
   static void Store(float* p, Vec v) { _mm_storeu_ps(p, v); }
   template <int kBytes>
   static Vec Down(Vec v) {
-    return _mm_castsi128_ps(_mm_srli_si128(_mm_castps_si128(v), kBytes));
+    static_assert(kBytes == 8 || kBytes == 4, "whole floats");
+    return kBytes == 8 ? _mm_movehl_ps(v, v) : _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 2, 1, 1));
   }
   static Vec Min(Vec running, Vec x) { return _mm_min_ps(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_ps(running, x); }
@@ -238,7 +239,8 @@ struct Lanes<double> {
   static void Store(double* p, Vec v) { _mm_storeu_pd(p, v); }
   template <int kBytes>
   static Vec Down(Vec v) {
-    return _mm_castsi128_pd(_mm_srli_si128(_mm_castpd_si128(v), kBytes));
+    static_assert(kBytes == 8, "whole doubles");
+    return _mm_unpackhi_pd(v, v);
   }
   static Vec Min(Vec running, Vec x) { return _mm_min_pd(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_pd(running, x); }
@@ -314,16 +316,19 @@ inline T LastZero(const T* p, std::size_t count, std::size_t offset, T start) {
 }
 
 // Exact fold of a span whose length is a multiple of 2 * Lanes<T>::kCount, lanes first:
-// two registers per side keep two dependency chains in flight. A NaN anywhere (rare in
-// measured data) sends the span to the plain fold, whose order then matters.
+// two registers per side keep two dependency chains in flight. The lanes start from the
+// span's own first values and the running values are folded in at the end, which gives
+// the same result (a fold over a NaN-free span is just its min or max, ties aside) and
+// spares setting up the registers for every group. A NaN anywhere (rare in measured
+// data) sends the span to the plain fold, whose order then matters.
 template <typename T, bool kPairs>
 inline void FoldLanes(const T* p, std::size_t count, T& minimum, T& maximum) {
   using L = Lanes<T>;
   constexpr std::size_t kN = L::kCount;
-  typename L::Vec lo0 = L::Splat(minimum), lo1 = lo0;
-  typename L::Vec hi0 = L::Splat(maximum), hi1 = hi0;
-  typename L::Vec nan = L::NoNaN();
-  for (std::size_t i = 0; i < count; i += 2 * kN) {
+  typename L::Vec lo0 = L::Load(p), lo1 = L::Load(p + kN);
+  typename L::Vec hi0 = lo0, hi1 = lo1;
+  typename L::Vec nan = L::AddNaN(L::NoNaN(), lo0, lo1);
+  for (std::size_t i = 2 * kN; i < count; i += 2 * kN) {
     const typename L::Vec a = L::Load(p + i);
     const typename L::Vec b = L::Load(p + i + kN);
     lo0 = L::Min(lo0, a);
@@ -356,9 +361,9 @@ inline void FoldLanes(const T* p, std::size_t count, T& minimum, T& maximum) {
   constexpr std::size_t kHigh = kPairs ? 1 : 0;
   T lanes[kN];
   L::Store(lanes, lo);
-  T newMin = lanes[0];
+  T newMin = FoldMin(minimum, lanes[0]);
   L::Store(lanes, hi);
-  T newMax = lanes[kHigh];
+  T newMax = FoldMax(maximum, lanes[kHigh]);
   if constexpr (std::is_floating_point<T>::value) {
     if (newMin == T(0)) newMin = LastZero<T, kPairs>(p, count, 0, minimum);
     if (newMax == T(0)) newMax = LastZero<T, kPairs>(p, count, kHigh, maximum);
