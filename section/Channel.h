@@ -201,6 +201,35 @@ class CChannel {
   // changes nothing.
   void SetPostAnalysisCoeff(float sensitivity, float offset);
 
+  // --- Reading (ChannelRead.cpp) ----------------------------------------------------
+
+  // Moves the read position to `seconds` of the record (the signal before the
+  // retained part counted in), opening the part that holds it. A missing part is
+  // no failure: reads there give filler. On failure a reader that was open is put
+  // back on its old part.
+  bool SetReadPosition(double seconds);
+  // The same by samples. Kept apart from the time form on purpose: the offset to
+  // the retained signal counts as seconds here, the part number is taken from 0
+  // only when the position isn't 0, and the rounding margins differ.
+  bool SetReadPositionSpl(unsigned long long sample);
+  // Where the reader stands, counted from the first part still on disk; 0 without
+  // a reader.
+  double ReadPosition() const;
+  unsigned long long ReadPositionSpl() const;
+  // Reads up to `count` raw samples into `buffer`, across parts, with filler
+  // (0x00, 0xFF for a Trigger channel) for a part that is gone. Ends early at the
+  // end of a part shorter than its nominal length. Returns the samples read; 0
+  // also when a reader fails, whatever came before.
+  unsigned long long ReadRawBlock(void* buffer, unsigned long long count);
+  // As ReadRawBlock, converted as `mode` says into floats or doubles. 0 for a mode
+  // outside the six.
+  unsigned long long ReadConvertedBlock(void* buffer, unsigned long long count,
+                                        SampleReadMode_t mode);
+  // True when the reader can go no further: the ring dropped its part
+  // (`overtaken`), it stands at the moving end of a record still recording
+  // (`live`), or at the end of the signal.
+  bool EndOfChannel(bool& live, bool& overtaken) const;
+
   // --- What the section reads and sets --------------------------------------------
 
   // A copy of the last failure's text; not cleared.

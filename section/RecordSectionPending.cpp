@@ -1,39 +1,9 @@
-// Operations of the section that come with the reading, compressed-request,
-// post-analysis and surgery work. Until then each gives its failure value, so a
-// host sees a record that can be recorded but not yet read back or cut.
+// Operations of the section that come with the compressed-request, post-analysis
+// and surgery work. Until then each gives its failure value, so a host sees a
+// record that can be recorded and read back but not yet cut.
 #include <zsff/RecordSection.h>
 
 namespace zsff {
-
-// Reading path: comes with the reading work.
-bool CRecordSection::StopReading() { return false; }
-// Reading path: comes with the reading work.
-bool CRecordSection::GetTimeOffset(std::vector<float>&, long&) { return false; }
-// Reading path: comes with the reading work.
-bool CRecordSection::SetReadPos(const CChannelID&, double) { return false; }
-// Reading path: comes with the reading work.
-bool CRecordSection::SetReadPos(double) { return false; }
-// Reading path: comes with the reading work.
-bool CRecordSection::SetReadPosSpl(const CChannelID&, unsigned long long) { return false; }
-// Reading path: comes with the reading work.
-double CRecordSection::GetReadPos(const CChannelID&) const { return 0.0; }
-// Reading path: comes with the reading work.
-unsigned long long CRecordSection::GetReadPosSpl(const CChannelID&) const { return 0; }
-// Reading path: comes with the reading work.
-unsigned long long CRecordSection::ReadRawSampleBlock(const CChannelID&, void*,
-                                                      unsigned long long) {
-  return 0;
-}
-// Reading path: comes with the reading work.
-unsigned long long CRecordSection::ReadSampleBlock(const CChannelID&, void*, unsigned long long,
-                                                   SampleReadMode_t) {
-  return 0;
-}
-// Reading path: comes with the reading work. Ends a reading loop at once.
-bool CRecordSection::EndOfReading(const CChannelID&, ReadState_t& state) const {
-  state = ReadStateNone;
-  return true;
-}
 
 // Post-analysis: comes with the post-analysis work.
 bool CRecordSection::SetPostAnalysisSettings(const CChannelID&, const CPostAnalysisSettings&) {

@@ -17,10 +17,12 @@
 #include <zsff/RecordSignalTree.h>
 
 #include <memory>
+#include <vector>
 
 namespace zsff {
 
 class MetaDataContainer;
+class MetaDataRecord;
 
 struct SectionTreeCalls {
   // The tree's ChangeState: the host's listener hears it, then the tree's record
@@ -39,6 +41,10 @@ struct SectionTreeCalls {
   long (*RecordCounter)(const CRecordSignalTree& tree);
   // The tree's LoadMetaDataMeasurement.
   bool (*LoadMetaDataMeasurement)(const CRecordSignalTree& tree, MetaDataContainer& out);
+  // The tree's IsRecording(id, false): some section of the process records `id`.
+  bool (*IsRecording)(const CRecordSignalTree& tree, const CRecordId& id);
+  // The tree's GetRecordsVect from the measurement file.
+  bool (*GetRecordsVect)(const CRecordSignalTree& tree, std::vector<MetaDataRecord>& records);
 };
 
 // Installs the table for every section of the process (null uninstalls). The

@@ -33,6 +33,12 @@ inline void CRecordSection::LinkTrees() {
       [](const CRecordSignalTree& tree) { return tree.m_RecordCounter; },
       [](const CRecordSignalTree& tree, MetaDataContainer& out) {
         return tree.LoadMetaDataMeasurement(out);
+      },
+      [](const CRecordSignalTree& tree, const CRecordId& id) {
+        return tree.IsRecording(id, false);
+      },
+      [](const CRecordSignalTree& tree, std::vector<MetaDataRecord>& records) {
+        return tree.GetRecordsVect(records);
       }};
   SetSectionTreeCalls(&calls);
 }

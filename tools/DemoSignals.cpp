@@ -1,7 +1,7 @@
-// Generators of the demo signals. Phases are carried in turns and wrapped after
-// every sample: a phase in radians that grows for hours loses the low bits of
-// its sine, and a generator must give the same value at sample n whatever the
-// blocks that led there.
+// Generators of the demo signals. Phases are carried in turns and wrapped: a
+// phase in radians that grows for hours loses the low bits of its sine. State
+// changes only sample by sample, so a generator gives the same value at sample
+// n whatever the blocks that led there.
 #include "DemoSignals.h"
 
 #include <algorithm>
@@ -14,9 +14,23 @@ namespace {
 
 constexpr double kTwoPi = 6.283185307179586476925286766559;
 
-double Wrap(double turns) { return turns - std::floor(turns); }
-
 }  // namespace
+
+// ---- Oscillator ---------------------------------------------------------------------
+
+double Oscillator::Wrap(double turns) { return turns - std::floor(turns); }
+
+Oscillator::Oscillator(double step, double phase)
+    : m_Phase(Wrap(phase)), m_AnchorStep(Wrap(Wrap(step) * kAnchor)) {
+  m_StepCos = std::cos(kTwoPi * Wrap(step));
+  m_StepSin = std::sin(kTwoPi * Wrap(step));
+  Anchor();
+}
+
+void Oscillator::Anchor() {
+  m_Cos = std::cos(kTwoPi * m_Phase);
+  m_Sin = std::sin(kTwoPi * m_Phase);
+}
 
 // ---- ToneGenerator ------------------------------------------------------------------
 
@@ -25,8 +39,7 @@ ToneGenerator::ToneGenerator(double samplingRate, double offset)
 
 bool ToneGenerator::AddTone(double frequency, double amplitude, double phase) {
   if (m_Count == kMaxTones) return false;
-  m_Step[m_Count] = Wrap(frequency / m_SamplingRate);
-  m_Phase[m_Count] = Wrap(phase);
+  m_Tones[m_Count] = Oscillator(frequency / m_SamplingRate, phase);
   m_Amplitude[m_Count] = amplitude;
   ++m_Count;
   return true;
@@ -35,10 +48,7 @@ bool ToneGenerator::AddTone(double frequency, double amplitude, double phase) {
 void ToneGenerator::Next(double* out, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     double value = m_Offset;
-    for (int t = 0; t < m_Count; ++t) {
-      value += m_Amplitude[t] * std::sin(kTwoPi * m_Phase[t]);
-      m_Phase[t] = Wrap(m_Phase[t] + m_Step[t]);
-    }
+    for (int t = 0; t < m_Count; ++t) value += m_Amplitude[t] * m_Tones[t].Next();
     out[i] = value;
   }
 }
@@ -52,16 +62,40 @@ ChirpGenerator::ChirpGenerator(double samplingRate, double startFrequency, doubl
       m_SweepSamples(std::max(1ull, static_cast<unsigned long long>(sweepSeconds * samplingRate))),
       m_Amplitude(amplitude) {
   m_Slope = (stopFrequency - startFrequency) / static_cast<double>(m_SweepSamples);
+  m_SlopeCos = std::cos(kTwoPi * m_Slope / m_SamplingRate);
+  m_SlopeSin = std::sin(kTwoPi * m_Slope / m_SamplingRate);
+  Anchor();
+}
+
+void ChirpGenerator::Anchor() {
+  m_Cos = std::cos(kTwoPi * m_Phase);
+  m_Sin = std::sin(kTwoPi * m_Phase);
+  const double step =
+      (m_StartFrequency + m_Slope * static_cast<double>(m_Position)) / m_SamplingRate;
+  m_StepCos = std::cos(kTwoPi * step);
+  m_StepSin = std::sin(kTwoPi * step);
+  m_Count = 0;
 }
 
 void ChirpGenerator::Next(double* out, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
-    out[i] = m_Amplitude * std::sin(kTwoPi * m_Phase);
+    out[i] = m_Amplitude * m_Sin;
     // The frequency is recomputed from the position rather than accumulated, so
     // that it doesn't drift over a long sweep.
     const double frequency = m_StartFrequency + m_Slope * static_cast<double>(m_Position);
-    m_Phase = Wrap(m_Phase + frequency / m_SamplingRate);
+    m_Phase = Oscillator::Wrap(m_Phase + frequency / m_SamplingRate);
     if (++m_Position == m_SweepSamples) m_Position = 0;
+    if (++m_Count == Oscillator::kAnchor || m_Position == 0) {
+      // Also at the restart of the sweep, where the frequency jumps back.
+      Anchor();
+    } else {
+      const double c = m_Cos * m_StepCos - m_Sin * m_StepSin;
+      m_Sin = m_Cos * m_StepSin + m_Sin * m_StepCos;
+      m_Cos = c;
+      const double sc = m_StepCos * m_SlopeCos - m_StepSin * m_SlopeSin;
+      m_StepSin = m_StepCos * m_SlopeSin + m_StepSin * m_SlopeCos;
+      m_StepCos = sc;
+    }
   }
 }
 
@@ -89,10 +123,19 @@ void NoiseGenerator::Next(double* out, std::size_t count) {
       gauss = m_Spare;
       m_HasSpare = false;
     } else {
-      const double radius = std::sqrt(-2.0 * std::log(Uniform()));
-      const double angle = kTwoPi * Uniform();
-      gauss = radius * std::cos(angle);
-      m_Spare = radius * std::sin(angle);
+      // Marsaglia's polar form of Box-Muller: a point in the unit disc gives two
+      // normal values for one logarithm and no sine.
+      double u;
+      double v;
+      double r2;
+      do {
+        u = 2.0 * Uniform() - 1.0;
+        v = 2.0 * Uniform() - 1.0;
+        r2 = u * u + v * v;
+      } while (r2 >= 1.0 || r2 == 0.0);
+      const double scale = std::sqrt(-2.0 * std::log(r2) / r2);
+      gauss = u * scale;
+      m_Spare = v * scale;
       m_HasSpare = true;
     }
     out[i] = m_Mean + m_StandardDeviation * gauss;
@@ -124,7 +167,7 @@ ImpactGenerator::ImpactGenerator(double samplingRate, double periodSeconds, doub
                                  double amplitude, double decaySeconds)
     : m_PeriodSamples(
           std::max(1ull, static_cast<unsigned long long>(periodSeconds * samplingRate))),
-      m_Step(Wrap(frequency / samplingRate)),
+      m_Step(frequency / samplingRate),
       m_Decay(std::exp(-1.0 / (decaySeconds * samplingRate))),
       m_Amplitude(amplitude) {}
 
@@ -132,10 +175,9 @@ void ImpactGenerator::Next(double* out, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     if (m_Position == 0) {
       m_Envelope = m_Amplitude;
-      m_Phase = 0.0;
+      m_Ring = Oscillator(m_Step, 0.0);
     }
-    out[i] = m_Envelope * std::sin(kTwoPi * m_Phase);
-    m_Phase = Wrap(m_Phase + m_Step);
+    out[i] = m_Envelope * m_Ring.Next();
     m_Envelope *= m_Decay;
     if (++m_Position == m_PeriodSamples) m_Position = 0;
   }

@@ -19,9 +19,48 @@ class SignalGenerator {
   virtual void Next(double* out, std::size_t count) = 0;
 };
 
+// A sine by complex rotation: four multiplications a sample instead of a call
+// to sin, which would cost more than the library's whole write path. Every
+// kAnchor samples the rotation restarts from the exact phase, kept in turns and
+// wrapped, so rounding can't build up over hours. The anchors fall on sample
+// counts, never on block edges.
+class Oscillator {
+ public:
+  static constexpr unsigned kAnchor = 1024;
+  Oscillator() = default;
+  // `step` and `phase` in turns (per sample, and at the first sample).
+  Oscillator(double step, double phase);
+  // sin(2 pi phase) of this sample; then one sample on.
+  double Next() {
+    const double value = m_Sin;
+    if (++m_Count == kAnchor) {
+      m_Count = 0;
+      m_Phase = Wrap(m_Phase + m_AnchorStep);
+      Anchor();
+    } else {
+      const double c = m_Cos * m_StepCos - m_Sin * m_StepSin;
+      m_Sin = m_Cos * m_StepSin + m_Sin * m_StepCos;
+      m_Cos = c;
+    }
+    return value;
+  }
+  // Turns modulo 1.
+  static double Wrap(double turns);
+
+ private:
+  void Anchor();
+
+  double m_Phase = 0.0;       // turns at the last anchor, in [0, 1)
+  double m_AnchorStep = 0.0;  // turns from one anchor to the next, wrapped
+  double m_StepCos = 1.0;
+  double m_StepSin = 0.0;
+  double m_Cos = 1.0;
+  double m_Sin = 0.0;
+  unsigned m_Count = 0;  // samples since the last anchor
+};
+
 // A sum of up to four sines, each with its own frequency (Hz), amplitude and
-// phase (in turns, 0..1). Phases are kept in turns and wrapped, so hours of
-// signal lose no precision.
+// phase (in turns, 0..1).
 class ToneGenerator : public SignalGenerator {
  public:
   static constexpr int kMaxTones = 4;
@@ -34,13 +73,14 @@ class ToneGenerator : public SignalGenerator {
   double m_SamplingRate;
   double m_Offset;
   int m_Count = 0;
-  double m_Step[kMaxTones] = {};   // turns per sample
-  double m_Phase[kMaxTones] = {};  // turns, in [0, 1)
+  Oscillator m_Tones[kMaxTones];
   double m_Amplitude[kMaxTones] = {};
 };
 
 // A linear sweep from `startFrequency` to `stopFrequency` over `sweepSeconds`,
-// then again from the start, with a continuous phase across the restart.
+// then again from the start, with a continuous phase across the restart. The
+// phase is summed in turns sample by sample; the sine comes from a rotation
+// that is re-anchored on that phase as the Oscillator's is.
 class ChirpGenerator : public SignalGenerator {
  public:
   ChirpGenerator(double samplingRate, double startFrequency, double stopFrequency,
@@ -48,6 +88,8 @@ class ChirpGenerator : public SignalGenerator {
   void Next(double* out, std::size_t count) override;
 
  private:
+  void Anchor();
+
   double m_SamplingRate;
   double m_StartFrequency;
   double m_Slope;  // Hz per sample
@@ -55,9 +97,15 @@ class ChirpGenerator : public SignalGenerator {
   unsigned long long m_Position = 0;  // sample inside the sweep
   double m_Phase = 0.0;               // turns, in [0, 1)
   double m_Amplitude;
+  // The rotation: the phasor of this sample, the rotation to the next one, and
+  // how that rotation turns as the frequency rises.
+  double m_Cos = 1.0, m_Sin = 0.0;
+  double m_StepCos = 1.0, m_StepSin = 0.0;
+  double m_SlopeCos = 1.0, m_SlopeSin = 0.0;
+  unsigned m_Count = 0;  // samples since the last anchor
 };
 
-// Gaussian white noise, reproducible from its seed (xorshift64* and Box-Muller,
+// Gaussian white noise, reproducible from its seed (xorshift64* and Marsaglia's polar method,
 // the same numbers on every platform and compiler).
 class NoiseGenerator : public SignalGenerator {
  public:
@@ -105,7 +153,7 @@ class ImpactGenerator : public SignalGenerator {
   double m_Decay;                     // envelope factor per sample
   double m_Amplitude;
   double m_Envelope = 0.0;
-  double m_Phase = 0.0;
+  Oscillator m_Ring;
 };
 
 // A generator plus noise of its own: the sum of both, sample by sample.

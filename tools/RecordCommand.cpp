@@ -32,6 +32,18 @@ constexpr std::size_t kBlockSamples = 5120;
 
 volatile sig_atomic_t g_Interrupted = 0;
 
+// Adds the time of its scope to a total.
+class LibraryTimer {
+ public:
+  explicit LibraryTimer(std::chrono::steady_clock::duration& total)
+      : m_Total(total), m_Start(std::chrono::steady_clock::now()) {}
+  ~LibraryTimer() { m_Total += std::chrono::steady_clock::now() - m_Start; }
+
+ private:
+  std::chrono::steady_clock::duration& m_Total;
+  std::chrono::steady_clock::time_point m_Start;
+};
+
 void OnInterrupt(int) { g_Interrupted = 1; }
 
 void CatchInterrupts() {
@@ -126,7 +138,9 @@ bool WriteHeader(const fs::path& path) {
 class Recorder {
  public:
   explicit Recorder(const Options& options)
-      : m_Options(options), m_Channels(MakeDemoChannels(kBlockSamples)) {}
+      : m_Options(options),
+        m_Channels(MakeDemoChannels(kBlockSamples)),
+        m_Blocks(m_Channels.size(), nullptr) {}
 
   int Run();
 
@@ -147,7 +161,9 @@ class Recorder {
   unsigned long long m_TotalSamples = 0;
   unsigned long long m_SamplesDone = 0;  // per channel, over every record
   unsigned long long m_BytesDone = 0;
-  std::size_t m_BytesPerFrame = 0;  // one sample of every channel
+  std::size_t m_BytesPerFrame = 0;    // one sample of every channel
+  std::vector<const void*> m_Blocks;  // this block of each channel, in its stored format
+  std::chrono::steady_clock::duration m_LibraryTime{};  // spent in the library's calls
 };
 
 int Recorder::CreateMeasurement() {
@@ -188,6 +204,7 @@ int Recorder::CreateMeasurement() {
 }
 
 int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress) {
+  const auto setupStart = std::chrono::steady_clock::now();
   int handle = m_Tree->CreateRecord(0);
   if (handle == 0)
     return Fail("cannot create record " + std::to_string(index + 1) + ": " + LastTreeError());
@@ -234,6 +251,8 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
     return Fail(message);
   }
 
+  m_LibraryTime += std::chrono::steady_clock::now() - setupStart;
+
   const std::string label = Printf("record %d/%zu", index + 1, m_Plan.size());
   const auto start = std::chrono::steady_clock::now();
   unsigned long long done = 0;
@@ -245,16 +264,23 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
     }
     const std::size_t count =
         static_cast<std::size_t>(std::min<unsigned long long>(kBlockSamples, plan.Samples - done));
-    for (DemoChannel& channel : m_Channels) {
-      if (!section.WriteSampleBlock(channel.Id(), channel.NextBlock(count), count, true)) {
-        progress.Clear();
-        Fail(
-            sectionFailure("cannot write channel " + std::to_string(channel.Id().ChannelNumber())));
-        result = ExitFailure;
-        break;
+    // Generated first, so that the library's share of the time can be told.
+    for (std::size_t c = 0; c < m_Channels.size(); ++c)
+      m_Blocks[c] = m_Channels[c].NextBlock(count);
+    {
+      const LibraryTimer timer(m_LibraryTime);
+      for (std::size_t c = 0; c < m_Channels.size() && result == ExitOk; ++c) {
+        if (!section.WriteSampleBlock(m_Channels[c].Id(), m_Blocks[c], count, true)) {
+          result = ExitFailure;
+        }
       }
     }
-    if (result != ExitOk) break;
+    if (result != ExitOk) {
+      progress.Clear();
+      Fail(sectionFailure("cannot write a block at " +
+                          Printf("%.1f s", static_cast<double>(done) / kDemoSamplingRate)));
+      break;
+    }
     done += count;
     m_SamplesDone += count;
     m_BytesDone += count * m_BytesPerFrame;
@@ -268,13 +294,18 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   // Stopped also after a failed block, so that what reached the disk is a proper
   // record. StopRecord gives false only when the metadata lock can't be had; it
   // may be called again.
-  bool stopped = section.StopRecord();
-  for (int attempt = 0; !stopped && attempt < 3; ++attempt) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  bool stopped;
+  std::string stopFailure;
+  {
+    const LibraryTimer timer(m_LibraryTime);
     stopped = section.StopRecord();
+    for (int attempt = 0; !stopped && attempt < 3; ++attempt) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(200));
+      stopped = section.StopRecord();
+    }
+    if (!stopped) stopFailure = sectionFailure("cannot stop");
+    m_Tree->CloseRecord(handle, true);
   }
-  const std::string stopFailure = stopped ? std::string() : sectionFailure("cannot stop");
-  m_Tree->CloseRecord(handle, true);
   if (!stopped && result == ExitOk) {
     progress.Clear();
     return Fail(stopFailure);
@@ -355,6 +386,11 @@ void Recorder::PrintSummary(double seconds) const {
   std::printf("  %.1f s of signal, %s of samples in %.2f s: %s (%.1fx real time)\n", signalSeconds,
               FormatBytes(static_cast<double>(m_BytesDone)).c_str(), seconds,
               FormatRate(rate).c_str(), seconds > 0.0 ? signalSeconds / seconds : 0.0);
+  const double library = std::chrono::duration<double>(m_LibraryTime).count();
+  if (library > 0.0) {
+    std::printf("  of which %.2f s in the library's calls: %s written by the library\n", library,
+                FormatRate(static_cast<double>(m_BytesDone) / library).c_str());
+  }
   std::printf("  %s on disk with pyramids and metadata\n",
               FormatBytes(static_cast<double>(BytesUnder(m_Options.Directory))).c_str());
 }
@@ -391,6 +427,9 @@ int RunRecord(const std::vector<std::string>& args) {
   if (!directory.has_filename()) directory = directory.parent_path();
   if (directory.filename().empty() || directory == directory.root_path()) {
     return Fail(arguments.Positional().front() + ": not a directory a measurement can go in");
+  }
+  if (!fs::is_empty(directory, ec) && !ec) {
+    return Fail(directory.string() + " already exists and isn't empty: give a new directory");
   }
   options.Directory = directory;
   return Recorder(options).Run();

@@ -19,6 +19,17 @@ const std::vector<Command>& Commands() {
        RunRecord},
       {"info", "[options] DIR", "list the keys, records and channels of the measurement in DIR",
        "  --json        print the listing as JSON, for scripts\n", RunInfo},
+      {"read", "[options] DIR [FILE]",
+       "print or export the samples of one channel of a record, as CSV or raw floats",
+       "  --record N    the record, by its position in the measurement from 1 (default 1)\n"
+       "  --channel N   the channel number (default: the record's first channel)\n"
+       "  --analyzer A  the analyzer of the channel (default: any)\n"
+       "  --start S     seconds into the record to begin at (default 0)\n"
+       "  --seconds D   seconds to read (default: to the end)\n"
+       "  --recorded    the recorded units instead of volts\n"
+       "  --f32, --f64  raw little-endian 32- or 64-bit floats instead of CSV (time,value)\n"
+       "  FILE          where to write (default or \"-\": standard output)\n",
+       RunRead},
   };
   return commands;
 }

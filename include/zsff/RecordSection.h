@@ -203,6 +203,19 @@ class CRecordSection : public CAbstractRecordSection {
   // now on, and the host's listener hears that samples flow.
   void FirstBlock();
 
+  // Both reads: checks, following a recording, the read itself (raw, or converted
+  // as `mode` says) and the state changes at the start and the end of reading.
+  unsigned long long ReadSampleBlockPriv(const CChannelID& id, void* buffer,
+                                         unsigned long long count, bool raw, SampleReadMode_t mode);
+  // Whether some section of the process is recording this record; false without
+  // a tree.
+  bool IsRecordingNow() const;
+  // Every channel's reader can go no further.
+  bool ReadingEnded() const;
+  // The first seek or read after opening or stopping: the tree hears that the
+  // record is being read.
+  void BeginReading();
+
   // The channel of `id`, or null for an unknown id or one entered without a channel.
   CChannel* FindChannel(const CChannelID& id) const;
   // The first channel object in key order, or null.

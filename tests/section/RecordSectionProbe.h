@@ -54,8 +54,8 @@ class FakeTree {
 
   FakeTree(std::shared_ptr<zsff::CAbstractFileAccess> store, std::u16string lockDirectory)
       : m_Store(std::move(store)), m_LockDirectory(std::move(lockDirectory)) {
-    static const zsff::SectionTreeCalls kCalls{&ChangeState, &NotifyListener, &CreateLock, &Counter,
-                                               &LoadMeasurement};
+    static const zsff::SectionTreeCalls kCalls{
+        &ChangeState, &NotifyListener, &CreateLock, &Counter, &LoadMeasurement, nullptr, nullptr};
     zsff::SetSectionTreeCalls(&kCalls);
   }
   ~FakeTree() { zsff::SetSectionTreeCalls(nullptr); }

@@ -66,6 +66,20 @@ TEST(DemoSignals, EveryGeneratorGivesTheSameSignalWhateverTheBlocks) {
   }
 }
 
+TEST(DemoSignals, OscillatorFollowsTheSineAcrossItsAnchors) {
+  // A step that no binary fraction holds, and a start phase, over many anchors.
+  const double step = 997.0 / 51200.0;
+  Oscillator oscillator(step, 0.3);
+  double worst = 0.0;
+  for (unsigned long long n = 0; n < 100 * Oscillator::kAnchor + 17; ++n) {
+    const long double turns = 0.3L + static_cast<long double>(n) * (997.0L / 51200.0L);
+    const double expected = static_cast<double>(
+        std::sin(6.283185307179586476925286766559L * (turns - std::floor(turns))));
+    worst = std::max(worst, std::fabs(oscillator.Next() - expected));
+  }
+  EXPECT_LT(worst, 1e-9);
+}
+
 TEST(DemoSignals, TonesAndChirpHaveTheirFrequencies) {
   ToneGenerator tone(kRate);
   ASSERT_TRUE(tone.AddTone(1000.0, 1.0));

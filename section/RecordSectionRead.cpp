@@ -1,0 +1,291 @@
+// The section's reading path: seeking, reading raw or converted samples, where
+// each reader stands, and the state changes and notices of reading. The channels
+// do the arithmetic; the section checks states and follows a recording that
+// another section (possibly on another thread) carries on: it meets that section
+// only through "TmpRecord.zrm", the sizes of the part files and the record list of
+// the measurement file.
+#include <zsff/MetaDataRecord.h>
+#include <zsff/RecordSection.h>
+#include <zsff/SignalFile.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "section/Channel.h"
+#include "section/RecordSectionTree.h"
+#include "signal/CompressedSignalFileReader.h"
+
+namespace zsff {
+
+namespace {
+
+const char16_t kReadInvalidState[] = u"CRecordSection::ReadRawSampleBlock invalid state";
+const char16_t kReadChannelNotFound[] = u"CRecordSection::ReadRawSampleBlock channel not found";
+const char16_t kReadUnableToUpdate[] =
+    u"CRecordSection::ReadRawSampleBlock unable to update record info";
+const char16_t kReadUnableToRead[] = u"CRecordSection::ReadRawSampleBlock unable to read samples";
+
+}  // namespace
+
+// --- State and the tree ---------------------------------------------------------------
+
+bool CRecordSection::IsRecordingNow() const {
+  if (m_Tree == nullptr) return false;
+  const SectionTreeCalls* calls = GetSectionTreeCalls();
+  return calls != nullptr && calls->IsRecording != nullptr &&
+         calls->IsRecording(*m_Tree, m_RecordId);
+}
+
+void CRecordSection::BeginReading() {
+  ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStarted, nullptr);
+  m_State = SectionReading;
+}
+
+bool CRecordSection::ReadingEnded() const {
+  for (const auto& entry : m_Channels) {
+    ReadState_t state = ReadStateNone;
+    if (!EndOfReading(entry.first, state)) return false;
+  }
+  return true;
+}
+
+// --- Positions ------------------------------------------------------------------------
+
+bool CRecordSection::SetReadPos(const CChannelID& id, double seconds) {
+  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
+    m_LastError = u"CRecordSection::SetReadPos invalid state";
+    return false;
+  }
+  CChannel* channel = FindChannel(id);
+  if (channel == nullptr) {
+    m_LastError = u"CRecordSection::SetReadPos channel not found";
+    return false;
+  }
+  if (!channel->SetReadPosition(seconds)) {
+    m_LastError = u"CRecordSection::SetReadPos unable to set read position";
+    return false;
+  }
+  if (m_State != SectionReading) BeginReading();
+  return true;
+}
+
+bool CRecordSection::SetReadPos(double seconds) {
+  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
+    m_LastError = u"CRecordSection::SetReadPos invalid state";
+    return false;
+  }
+  for (const auto& entry : m_Channels) {
+    if (!SetReadPos(entry.first, seconds)) {
+      m_LastError = u"CRecordSection::SetReadPos invalid position";
+      return false;
+    }
+  }
+  return true;
+}
+
+bool CRecordSection::SetReadPosSpl(const CChannelID& id, unsigned long long sample) {
+  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
+    m_LastError = u"CRecordSection::SetReadPos invalid state";
+    return false;
+  }
+  CChannel* channel = FindChannel(id);
+  if (channel == nullptr) {
+    m_LastError = u"CRecordSection::SetReadPos channel not found";
+    return false;
+  }
+  if (!channel->SetReadPositionSpl(sample)) {
+    m_LastError = u"CRecordSection::SetReadPos unable to set read position";
+    return false;
+  }
+  if (m_State != SectionReading) BeginReading();
+  return true;
+}
+
+double CRecordSection::GetReadPos(const CChannelID& id) const {
+  const CChannel* channel = FindChannel(id);
+  return channel != nullptr ? channel->ReadPosition() : 0.0;
+}
+
+unsigned long long CRecordSection::GetReadPosSpl(const CChannelID& id) const {
+  const CChannel* channel = FindChannel(id);
+  return channel != nullptr ? channel->ReadPositionSpl() : 0;
+}
+
+// --- Reads ----------------------------------------------------------------------------
+
+unsigned long long CRecordSection::ReadRawSampleBlock(const CChannelID& id, void* buffer,
+                                                      unsigned long long count) {
+  return ReadSampleBlockPriv(id, buffer, count, true, SampleReadRecorded);
+}
+
+unsigned long long CRecordSection::ReadSampleBlock(const CChannelID& id, void* buffer,
+                                                   unsigned long long count,
+                                                   SampleReadMode_t mode) {
+  return ReadSampleBlockPriv(id, buffer, count, false, mode);
+}
+
+unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, void* buffer,
+                                                       unsigned long long count, bool raw,
+                                                       SampleReadMode_t mode) {
+  if (m_State != SectionOpened && m_State != SectionReading) {
+    m_LastError = kReadInvalidState;
+    return 0;
+  }
+  CChannel* channel = FindChannel(id);
+  if (channel == nullptr) {
+    m_LastError = kReadChannelNotFound;
+    return 0;
+  }
+  // What this read reports is what this read met.
+  channel->m_LastError.clear();
+
+  const bool recording = IsRecordingNow();
+  if (!recording && !m_RecordingSeen) {
+    // A finished record doesn't move: its information is loaded once.
+    if (!channel->m_TmpRecordFile->IsValid()) {
+      for (const auto& entry : m_Channels) {
+        if (entry.second && !entry.second->UpdateRecordInfo()) {
+          m_LastError = kReadUnableToUpdate;
+          return 0;
+        }
+      }
+    }
+  } else {
+    const bool tmpExists = channel->m_TmpRecordFile->Exists();
+    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Tree != nullptr) {
+      // The recording has just ended and its temporary files are gone: the
+      // measurement's record list now holds the parts it left.
+      const SectionTreeCalls* calls = GetSectionTreeCalls();
+      std::vector<MetaDataRecord> records;
+      if (calls != nullptr && calls->GetRecordsVect != nullptr &&
+          calls->GetRecordsVect(*m_Tree, records)) {
+        const auto found =
+            std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
+              return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
+            });
+        if (found != records.end()) {
+          const unsigned short first = CRecordId(found->RecordId()).PartNumber();
+          const unsigned short last = found->LastPartNumber();
+          for (const auto& entry : m_Channels) {
+            CChannel* each = entry.second.get();
+            if (each == nullptr) continue;
+            each->m_RecordId.SetPartNumber(first);
+            each->m_SignalParts.FirstPart = first;
+            each->m_PyramidParts.FirstPart = first;
+            each->m_SignalParts.LastPart = last;
+            each->m_PyramidParts.LastPart = last;
+          }
+        }
+      }
+    }
+    if (recording == m_RecordingSeen) {
+      channel->UpdateSignalLength(true, tmpExists);
+    } else {
+      for (const auto& entry : m_Channels) {
+        CChannel* each = entry.second.get();
+        if (each == nullptr) continue;
+        if (!each->UpdateRecordInfo()) {
+          m_LastError = kReadUnableToUpdate;
+          return 0;
+        }
+        each->UpdateSignalLength(true, each->m_TmpRecordFile->Exists());
+      }
+    }
+    m_RecordingSeen = recording;
+  }
+
+  const unsigned long long read =
+      raw ? channel->ReadRawBlock(buffer, count) : channel->ReadConvertedBlock(buffer, count, mode);
+  m_LastError = channel->m_LastError;
+
+  if (read == 0 && !recording) {
+    bool live = false;
+    bool overtaken = false;
+    if (!channel->EndOfChannel(live, overtaken)) {
+      if (m_LastError.empty()) m_LastError = kReadUnableToRead;
+      return 0;
+    }
+  }
+  if (m_State != SectionReading) BeginReading();
+
+  if (!recording && ReadingEnded()) {
+    ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);
+    // A recording may have started on this record meanwhile; then reading goes on.
+    if (!IsRecordingNow()) m_State = SectionStopped;
+  }
+  return read;
+}
+
+bool CRecordSection::EndOfReading(const CChannelID& id, ReadState_t& state) const {
+  state = ReadStateNone;
+  CChannel* channel = FindChannel(id);
+  if (channel == nullptr) return true;
+  if (m_RecordingSeen) channel->UpdateSignalLength(true, channel->m_TmpRecordFile->Exists());
+  bool live = false;
+  bool overtaken = false;
+  bool ended = channel->EndOfChannel(live, overtaken);
+  if (m_RecordingSeen && ended && !live && !overtaken) {
+    // The recorder may have written its last block and removed its temporary
+    // file between the length just taken and the look for that file. It removes
+    // the file only once its parts are complete, so a length taken now is final.
+    channel->UpdateSignalLength(true, false);
+    ended = channel->EndOfChannel(live, overtaken);
+  }
+  if (overtaken) {
+    state = ReadStateOvertaken;
+  } else if (live) {
+    state = ReadStateLiveEnd;
+  } else if (ended) {
+    state = ReadStateEnd;
+  }
+  return ended;
+}
+
+bool CRecordSection::StopReading() {
+  if (m_State != SectionReading) {
+    m_LastError = u"CRecordSection::StopReading invalid state";
+    return false;
+  }
+  for (const auto& entry : m_Channels) {
+    CChannel* channel = entry.second.get();
+    if (channel == nullptr) continue;
+    if (channel->m_SignalFileReader) channel->m_SignalFileReader->CloseSignalFile(false);
+    if (channel->m_CompressedSignalFileReader) {
+      channel->m_CompressedSignalFileReader->CloseLevelFiles();
+    }
+    std::vector<unsigned short> notDeleted;
+    channel->DeleteParts(notDeleted, PartKindSignal);
+    channel->DeleteParts(notDeleted, PartKindPyramid);
+  }
+  m_State = SectionStopped;
+  ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);
+  return true;
+}
+
+// --- Offsets --------------------------------------------------------------------------
+
+bool CRecordSection::GetTimeOffset(std::vector<float>& offsets, long& timeStep) {
+  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
+    return false;
+  }
+  std::vector<float> signalOffsets;
+  for (const auto& entry : m_Channels) {
+    if (entry.second) {
+      signalOffsets.push_back(entry.second->m_TmpRecordFile->RecordInfo().SignalOffset);
+    }
+  }
+  // Shifted by the largest offset in either direction, every channel's offset is
+  // a delay of 0 or more that lines it up with the others.
+  float largest = 0.0f;
+  for (float offset : signalOffsets) largest = std::max(largest, std::fabs(offset));
+  float latest = 0.0f;
+  for (float& offset : signalOffsets) {
+    offset += largest;
+    latest = std::max(latest, offset);
+  }
+  offsets = signalOffsets;
+  timeStep = static_cast<long>(std::ceil(latest));
+  return true;
+}
+
+}  // namespace zsff

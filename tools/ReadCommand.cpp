@@ -1,0 +1,209 @@
+// zsff read: the samples of one channel of one record over a span of time, in
+// volts or in the recorded units, as CSV text (time, value) or as raw
+// little-endian 32- or 64-bit floats, to a file or to standard output. A record
+// still being recorded is read up to where it stands.
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelId.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/RecordId.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/TextConversion.h>
+#include <zsff/TmpRecordFile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Arguments.h"
+#include "Commands.h"
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+enum OutputForm_t { OutputCsv, OutputFloat32, OutputFloat64 };
+
+struct ReadOptions {
+  fs::path Directory;
+  std::string OutputPath;  // empty: standard output
+  long long Record = 1;    // position in the measurement's record list, from 1
+  long long Channel = -1;  // channel number; -1: the record's first channel
+  long long Analyzer = -1;
+  double Start = 0.0;
+  double Seconds = -1.0;  // -1: to the end
+  bool Recorded = false;  // the recorded units instead of volts
+  OutputForm_t Form = OutputCsv;
+};
+
+std::string TreeError() {
+  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
+  return text.empty() ? "the measurement can't be opened" : text;
+}
+
+// Closes the record and the tree however the command ends.
+struct OpenMeasurement {
+  std::unique_ptr<zsff::CRecordSignalTree> Tree;
+  int Handle = 0;
+  ~OpenMeasurement() {
+    if (Tree && Handle != 0) Tree->CloseRecord(Handle, false);
+    zsff::CRecordSignalTree::CloseSignalTree(Tree);
+  }
+};
+
+bool PickChannel(const zsff::CAbstractRecordSection& section, const ReadOptions& options,
+                 zsff::CChannelID& out) {
+  std::vector<zsff::CChannelID> ids;
+  section.ListChannelsID(ids);
+  for (const zsff::CChannelID& id : ids) {
+    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
+    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
+    out = id;
+    return true;
+  }
+  return false;
+}
+
+int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, float rate,
+           const ReadOptions& options, std::FILE* out, unsigned long long& written) {
+  const bool wide = options.Form != OutputFloat32;
+  const zsff::SampleReadMode_t mode =
+      options.Recorded ? (wide ? zsff::SampleReadRecordedDouble : zsff::SampleReadRecorded)
+                       : (wide ? zsff::SampleReadVoltDouble : zsff::SampleReadVolt);
+  // -1 reads to the end; a span gives its samples, rounded.
+  const unsigned long long wanted =
+      options.Seconds < 0.0 ? ~0ULL
+                            : static_cast<unsigned long long>(std::llround(options.Seconds * rate));
+  constexpr unsigned long long kBlock = 65536;
+  std::vector<double> doubles(wide ? kBlock : 0);
+  std::vector<float> floats(wide ? 0 : kBlock);
+  void* buffer = wide ? static_cast<void*>(doubles.data()) : static_cast<void*>(floats.data());
+
+  written = 0;
+  while (written < wanted) {
+    const unsigned long long count = std::min(kBlock, wanted - written);
+    const unsigned long long read = section.ReadSampleBlock(id, buffer, count, mode);
+    if (read == 0) {
+      zsff::CAbstractRecordSection::ReadState_t state = zsff::CAbstractRecordSection::ReadStateNone;
+      if (section.EndOfReading(id, state)) break;
+      const std::string text = zsff::WideToUtf8(section.LastErrorString());
+      return Fail(text.empty() ? "the samples can't be read" : text);
+    }
+    if (options.Form == OutputCsv) {
+      for (unsigned long long i = 0; i < read; ++i) {
+        const double time = options.Start + static_cast<double>(written + i) / rate;
+        std::fprintf(out, "%.9f,%.9g\n", time, doubles[i]);
+      }
+    } else {
+      // The machine's byte order, which is what the files hold too: little-endian.
+      const std::size_t size = wide ? sizeof(double) : sizeof(float);
+      if (std::fwrite(buffer, size, read, out) != read) return Fail("the output can't be written");
+    }
+    written += read;
+  }
+  return ExitOk;
+}
+
+int ParseOptions(const Command& command, const std::vector<std::string>& args,
+                 ReadOptions& options) {
+  Arguments arguments;
+  std::string error;
+  if (!arguments.Parse(args,
+                       {{"record", true},
+                        {"channel", true},
+                        {"analyzer", true},
+                        {"start", true},
+                        {"seconds", true},
+                        {"recorded", false},
+                        {"f32", false},
+                        {"f64", false}},
+                       error) ||
+      !arguments.GetInteger("record", 1, 65535, options.Record, error) ||
+      !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
+      !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error) ||
+      !arguments.GetDouble("start", 0.0, 1e12, options.Start, error) ||
+      !arguments.GetDouble("seconds", 0.0, 1e12, options.Seconds, error)) {
+    return UsageError(command, error);
+  }
+  const std::vector<std::string>& positional = arguments.Positional();
+  if (positional.empty() || positional.size() > 2) {
+    return UsageError(command, positional.empty() ? "which measurement directory?"
+                                                  : "a directory and at most one output file");
+  }
+  if (arguments.Has("f32") && arguments.Has("f64")) {
+    return UsageError(command, "--f32 and --f64 exclude each other");
+  }
+  options.Form = arguments.Has("f32")   ? OutputFloat32
+                 : arguments.Has("f64") ? OutputFloat64
+                                        : OutputCsv;
+  options.Recorded = arguments.Has("recorded");
+  options.Directory = fs::absolute(positional[0]).lexically_normal();
+  // "DIR/" names the directory too.
+  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  if (positional.size() == 2 && positional[1] != "-") options.OutputPath = positional[1];
+  return ExitOk;
+}
+
+}  // namespace
+
+int RunRead(const std::vector<std::string>& args) {
+  const Command& command = *FindCommand("read");
+  ReadOptions options;
+  if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
+
+  OpenMeasurement measurement;
+  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
+  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
+      zsff::Utf8ToWide(options.Directory.parent_path().string()),
+      zsff::Utf8ToWide(options.Directory.filename().string()),
+      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  if (!measurement.Tree) return Fail(TreeError());
+  // A record id without a base is a position in the measurement's list.
+  measurement.Handle =
+      measurement.Tree->OpenRecord(zsff::CRecordId(static_cast<unsigned long long>(options.Record)),
+                                   zsff::CRecordSignalTree::TreeOpenDefault, 0);
+  if (measurement.Handle == 0) return Fail(TreeError());
+  zsff::CAbstractRecordSection& section = measurement.Tree->wRecord(measurement.Handle);
+
+  zsff::CChannelID id;
+  if (!PickChannel(section, options, id)) {
+    return Fail("record " + std::to_string(options.Record) + " has no such channel");
+  }
+  zsff::MetaDataContainer metaData;
+  zsff::TAG_RECORD_INFO info;
+  float rate = 0.0f;
+  if (!section.ReadChannelMetaData(id, metaData, info, false) ||
+      !metaData.FindMetadata("SamplingRate", rate) || rate <= 0.0f) {
+    return Fail("the channel's metadata can't be read: " +
+                zsff::WideToUtf8(section.LastErrorString()));
+  }
+  if (!section.SetReadPos(id, options.Start)) {
+    return Fail("cannot seek to " + std::to_string(options.Start) +
+                " s: " + zsff::WideToUtf8(section.LastErrorString()));
+  }
+
+  std::FILE* out = stdout;
+  if (!options.OutputPath.empty()) {
+    out = std::fopen(options.OutputPath.c_str(), "wb");
+    if (out == nullptr) return Fail("cannot create " + options.OutputPath);
+  }
+  unsigned long long written = 0;
+  int code = Export(section, id, rate, options, out, written);
+  if (out != stdout) {
+    if (std::fclose(out) != 0 && code == ExitOk) code = Fail("cannot finish " + options.OutputPath);
+    if (code == ExitOk) {
+      std::fprintf(stderr, "%llu samples of %s written to %s\n", written,
+                   zsff::WideToUtf8(id.ToFileName()).c_str(), options.OutputPath.c_str());
+    }
+  } else if (std::fflush(stdout) != 0 && code == ExitOk) {
+    code = Fail("the output can't be written");
+  }
+  return code;
+}
+
+}  // namespace zsff_tools
