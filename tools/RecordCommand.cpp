@@ -204,10 +204,15 @@ int Recorder::CreateMeasurement() {
 }
 
 int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress) {
+  // An error line must not run on from the progress bar.
+  auto fail = [&progress](const std::string& message) {
+    progress.Clear();
+    return Fail(message);
+  };
   const auto setupStart = std::chrono::steady_clock::now();
   int handle = m_Tree->CreateRecord(0);
   if (handle == 0)
-    return Fail("cannot create record " + std::to_string(index + 1) + ": " + LastTreeError());
+    return fail("cannot create record " + std::to_string(index + 1) + ": " + LastTreeError());
   zsff::CAbstractRecordSection& section = m_Tree->wRecord(handle);
   const std::string what = "record " + std::to_string(index + 1);
   auto sectionFailure = [&](const std::string& step) {
@@ -223,7 +228,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
         const std::string message =
             sectionFailure("cannot add channel " + std::to_string(channel.Id().ChannelNumber()));
         m_Tree->CloseRecord(handle, true);
-        return Fail(message);
+        return fail(message);
       }
     }
   }
@@ -233,7 +238,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
                          !ring)) {
     const std::string message = sectionFailure("cannot arm");
     m_Tree->CloseRecord(handle, true);
-    return Fail(message);
+    return fail(message);
   }
 
   std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
@@ -248,7 +253,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   if (!section.StartRecord(infos)) {
     const std::string message = sectionFailure("cannot start");
     m_Tree->CloseRecord(handle, true);
-    return Fail(message);
+    return fail(message);
   }
 
   m_LibraryTime += std::chrono::steady_clock::now() - setupStart;
@@ -276,8 +281,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
       }
     }
     if (result != ExitOk) {
-      progress.Clear();
-      Fail(sectionFailure("cannot write a block at " +
+      fail(sectionFailure("cannot write a block at " +
                           Printf("%.1f s", static_cast<double>(done) / kDemoSamplingRate)));
       break;
     }
@@ -307,8 +311,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
     m_Tree->CloseRecord(handle, true);
   }
   if (!stopped && result == ExitOk) {
-    progress.Clear();
-    return Fail(stopFailure);
+    return fail(stopFailure);
   }
   return result;
 }

@@ -1,0 +1,91 @@
+# Records two seconds with "zsff record", then reads channels back with
+# "zsff read": the CSV, the 32-bit and the 64-bit forms of one channel give the
+# same number of samples, as many as "zsff info" says the record holds; a span
+# gives its samples, starting at its start time; impossible requests fail with
+# one line.
+#   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenRead.cmake
+
+cmake_minimum_required(VERSION 3.20)
+
+function(fail message)
+  message(FATAL_ERROR "${message}")
+endfunction()
+
+set(measurement "${WORK_DIR}/measurement")
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+
+execute_process(
+  COMMAND "${ZSFF}" record --seconds 2 --records 1 --quiet "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff record failed (${result}): ${err}${out}")
+endif()
+execute_process(
+  COMMAND "${ZSFF}" info --json "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff info --json failed (${result}): ${err}")
+endif()
+string(JSON duration GET "${json}" records 0 channels 0 duration)
+string(JSON number GET "${json}" records 0 channels 0 number)
+# The demo's rate is 51200 Hz, 51.2 samples a millisecond; CMake counts in
+# integers, so the duration is taken apart in milliseconds.
+string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${duration}")
+list(GET parts 0 whole)
+list(GET parts 1 fraction)
+string(SUBSTRING "${fraction}000" 0 3 fraction)
+math(EXPR expected "(${whole} * 1000 + 1${fraction} - 1000) * 512 / 10")
+
+# The whole first channel in each form.
+execute_process(
+  COMMAND "${ZSFF}" read "${measurement}" "${WORK_DIR}/all.csv"
+  RESULT_VARIABLE result ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff read to CSV failed (${result}): ${err}")
+endif()
+file(STRINGS "${WORK_DIR}/all.csv" lines)
+list(LENGTH lines csv_samples)
+foreach(form f32 f64)
+  execute_process(
+    COMMAND "${ZSFF}" read --${form} --channel ${number} "${measurement}" "${WORK_DIR}/all.${form}"
+    RESULT_VARIABLE result ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    fail("zsff read --${form} failed (${result}): ${err}")
+  endif()
+  file(SIZE "${WORK_DIR}/all.${form}" size)
+  string(SUBSTRING ${form} 1 2 bits)
+  math(EXPR samples "${size} * 8 / ${bits}")
+  if(NOT samples EQUAL csv_samples)
+    fail("--${form} gives ${samples} samples, the CSV ${csv_samples}")
+  endif()
+endforeach()
+if(NOT csv_samples EQUAL expected)
+  fail("read ${csv_samples} samples, info says ${duration} s: ${expected}")
+endif()
+
+# A span of half a second from 0.5 s: its samples, its times.
+execute_process(
+  COMMAND "${ZSFF}" read --start 0.5 --seconds 0.5 --recorded "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE text ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff read of a span failed (${result}): ${err}")
+endif()
+string(REGEX MATCHALL "\n" newlines "${text}")
+list(LENGTH newlines span_samples)
+if(NOT span_samples EQUAL 25600 OR NOT text MATCHES "^0\\.500000000,")
+  string(SUBSTRING "${text}" 0 40 head)
+  fail("the span gives ${span_samples} samples beginning '${head}'")
+endif()
+
+# Requests that can't be served end with one line on stderr.
+foreach(request "--channel;999" "--record;99" "--start;9999")
+  execute_process(
+    COMMAND "${ZSFF}" read ${request} "${measurement}"
+    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(result EQUAL 0 OR NOT err MATCHES "^zsff: [^\n]*\n$")
+    fail("zsff read ${request}: expected one error line, got (${result}) '${err}'")
+  endif()
+endforeach()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
