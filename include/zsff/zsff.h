@@ -26,6 +26,7 @@
 #include <zsff/RecordId.h>
 #include <zsff/RecordSection.h>
 #include <zsff/RecordSignalTree.h>
+#include <zsff/RecordZoomer.h>
 #include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
 #include <zsff/TextConversion.h>
