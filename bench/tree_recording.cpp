@@ -134,25 +134,43 @@ void BM_PlainWrite(benchmark::State& state) {
 BENCHMARK(BM_TreeRecording)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_PlainWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 
-// The console report, and the ratio of the tree's time to the plain writes'.
+// The console report, and the ratios of the tree's mean times to the plain
+// writes', over every repetition (or from the means when only those are reported).
 class RatioReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-        m_Times[run.benchmark_name()] = run.real_accumulated_time / run.iterations;
+    for (const Run& run : runs) {
+      const bool mean = run.run_type == Run::RT_Aggregate && run.aggregate_name == "mean";
+      if (run.run_type != Run::RT_Iteration && !mean) continue;
+      Totals& totals = m_Totals[run.run_name.str() + (mean ? "/mean" : "")];
+      totals.Real += run.real_accumulated_time;
+      totals.Cpu += run.cpu_accumulated_time;
+      totals.Iterations += static_cast<double>(run.iterations);
+    }
   }
   void Finalize() override {
     ConsoleReporter::Finalize();
-    const auto tree = m_Times.find("BM_TreeRecording/real_time");
-    const auto plain = m_Times.find("BM_PlainWrite/real_time");
-    if (tree != m_Times.end() && plain != m_Times.end() && plain->second > 0.0)
-      std::printf("tree recording / plain write() time: %.2f\n", tree->second / plain->second);
+    const Totals tree = Mean("BM_TreeRecording/real_time");
+    const Totals plain = Mean("BM_PlainWrite/real_time");
+    if (tree.Iterations > 0.0 && plain.Iterations > 0.0)
+      std::printf("tree recording / plain write(): %.2f real time, %.2f CPU time\n",
+                  (tree.Real / tree.Iterations) / (plain.Real / plain.Iterations),
+                  (tree.Cpu / tree.Iterations) / (plain.Cpu / plain.Iterations));
   }
 
  private:
-  std::map<std::string, double> m_Times;
+  struct Totals {
+    double Real = 0.0;
+    double Cpu = 0.0;
+    double Iterations = 0.0;
+  };
+  Totals Mean(const std::string& name) const {
+    auto found = m_Totals.find(name);
+    if (found == m_Totals.end()) found = m_Totals.find(name + "/mean");
+    return found == m_Totals.end() ? Totals() : found->second;
+  }
+  std::map<std::string, Totals> m_Totals;
 };
 
 }  // namespace
