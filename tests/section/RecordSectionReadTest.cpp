@@ -576,6 +576,50 @@ TEST(RecordSectionRead, ReaderSeesTheLiveEndTheRingOvertakingItAndTheEnd) {
   EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionStopped);
 }
 
+TEST(RecordSectionRead, OvertakenIsToldFromInsideAfterThePartNumbersWrap) {
+  TempDir dir;
+  auto store = std::make_shared<CLocalFileAccess>();
+  ReadingTree tree(store, dir.Wide());
+  // The record's first part is 65534: its parts run 65534, 65535, 0, ...
+  CRecordId id = kRecord;
+  id.SetPartNumber(65534);
+  auto recorder = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), id,
+                                           CAbstractRecordSection::OpenCreate, store.get());
+  ASSERT_TRUE(recorder->AddChannel(kChannel, Describe(ChannelSpec())));
+  ASSERT_TRUE(recorder->ArmRecord(128.0, PartLengthShort, false));
+  ASSERT_TRUE(recorder->StartRecord(StartInfo({kChannel}, ChannelSpec())));
+  const std::vector<unsigned char> all = Samples<float>(4 * kPart, 0);
+  ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
+
+  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), id,
+                                         CAbstractRecordSection::OpenRead, store.get(), true);
+  std::vector<float> samples(kPart);
+  ASSERT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), kPart), 10u);
+
+  // Parts 65535 and 0 follow; the ring then drops 65534, under the reader.
+  ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data() + 10 * 4, 2 * kPart + 90, false));
+  ASSERT_FALSE(fs::exists(PartFile(dir, 65534)));
+  CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
+  EXPECT_TRUE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateOvertaken);
+
+  // Parts 65535 and 0, on both sides of the wrap, are inside. (While the record
+  // is recorded, the state says so even inside the signal.)
+  ASSERT_TRUE(reader->SetReadPosSpl(kChannel, 65535ULL * kPart + 3));
+  EXPECT_FALSE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateLiveEnd);
+  EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), 1), 1u);
+  EXPECT_EQ(std::memcmp(samples.data(), all.data() + (kPart + 3) * 4, 4), 0);
+  ASSERT_TRUE(reader->SetReadPosSpl(kChannel, 5));
+  EXPECT_FALSE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateLiveEnd);
+  EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), kPart), 95u);
+  EXPECT_EQ(std::memcmp(samples.data(), all.data() + (2 * kPart + 5) * 4, 95 * 4), 0);
+  EXPECT_TRUE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateLiveEnd);
+  EXPECT_TRUE(recorder->StopRecord());
+}
+
 TEST(RecordSectionRead, ReaderOnAnotherThreadFollowsARecordingToItsEnd) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
