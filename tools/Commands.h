@@ -36,5 +36,6 @@ const Command* FindCommand(const std::string& name);
 int RunRecord(const std::vector<std::string>& args);
 int RunInfo(const std::vector<std::string>& args);
 int RunRead(const std::vector<std::string>& args);
+int RunZoom(const std::vector<std::string>& args);
 
 }  // namespace zsff_tools

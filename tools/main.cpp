@@ -30,6 +30,15 @@ const std::vector<Command>& Commands() {
        "  --f32, --f64  raw little-endian 32- or 64-bit floats instead of CSV (time,value)\n"
        "  FILE          where to write (default or \"-\": standard output)\n",
        RunRead},
+      {"zoom", "[options] DIR",
+       "print the min/max pairs a display draws of one channel over all records",
+       "  --channel N   the channel number (default: the first record's first channel)\n"
+       "  --analyzer A  the analyzer of the channel (default: any)\n"
+       "  --start S     seconds on the records' common time axis (default 0)\n"
+       "  --stop S      end of the span (default: the end of the last record)\n"
+       "  --points N    at most this many (min, max) pairs (default 100)\n"
+       "  --json        print the pairs as JSON instead of CSV (point,time,min,max)\n",
+       RunZoom},
   };
   return commands;
 }

@@ -1,0 +1,175 @@
+// zsff zoom: what a display draws of one channel over a span of the whole
+// measurement, its records end to end: at most N (min, max) pairs, as CSV text
+// (point, time, min, max) or as JSON. Seconds not yet recorded by a running
+// record come out empty (NaN in CSV, null in JSON).
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelId.h>
+#include <zsff/RecordId.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/RecordZoomer.h>
+#include <zsff/TextConversion.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Arguments.h"
+#include "Commands.h"
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+struct ZoomOptions {
+  fs::path Directory;
+  long long Channel = -1;  // -1: the first record's first channel
+  long long Analyzer = -1;
+  double Start = 0.0;
+  double Stop = -1.0;  // -1: the end of the last record
+  long long Points = 100;
+  bool Json = false;
+};
+
+std::string TreeError() {
+  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
+  return text.empty() ? "the measurement can't be opened" : text;
+}
+
+// The zoomer gives its records back before the tree closes, however the command
+// ends.
+struct ZoomedMeasurement {
+  std::unique_ptr<zsff::CRecordSignalTree> Tree;
+  zsff::CRecordZoomer Zoomer;
+  ~ZoomedMeasurement() {
+    Zoomer.Clean(true);
+    zsff::CRecordSignalTree::CloseSignalTree(Tree);
+  }
+};
+
+// The channel asked for, looked up in the first record: every record of a
+// measurement has the channels of the one before.
+bool PickChannel(zsff::CRecordSignalTree& tree, const ZoomOptions& options, zsff::CChannelID& out) {
+  int handle = tree.OpenRecord(zsff::CRecordId(1ULL), zsff::CRecordSignalTree::TreeOpenRead, 0);
+  if (handle == 0) return false;
+  std::vector<zsff::CChannelID> ids;
+  tree.rRecord(handle).ListChannelsID(ids);
+  tree.CloseRecord(handle, false);
+  for (const zsff::CChannelID& id : ids) {
+    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
+    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
+    out = id;
+    return true;
+  }
+  return false;
+}
+
+int ParseOptions(const Command& command, const std::vector<std::string>& args,
+                 ZoomOptions& options) {
+  Arguments arguments;
+  std::string error;
+  if (!arguments.Parse(args,
+                       {{"channel", true},
+                        {"analyzer", true},
+                        {"start", true},
+                        {"stop", true},
+                        {"points", true},
+                        {"json", false}},
+                       error) ||
+      !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
+      !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error) ||
+      !arguments.GetDouble("start", 0.0, 1e9, options.Start, error) ||
+      !arguments.GetDouble("stop", 0.0, 1e9, options.Stop, error) ||
+      !arguments.GetInteger("points", 1, 10000000, options.Points, error)) {
+    return UsageError(command, error);
+  }
+  const std::vector<std::string>& positional = arguments.Positional();
+  if (positional.size() != 1) {
+    return UsageError(command, positional.empty() ? "which measurement directory?"
+                                                  : "one measurement directory only");
+  }
+  if (options.Stop >= 0.0 && options.Stop <= options.Start) {
+    return UsageError(command, "--stop must lie after --start");
+  }
+  options.Json = arguments.Has("json");
+  options.Directory = fs::absolute(positional[0]).lexically_normal();
+  // "DIR/" names the directory too.
+  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  return ExitOk;
+}
+
+void PrintCsv(const std::vector<float>& values, double start, double step) {
+  std::printf("point,time,min,max\n");
+  for (std::size_t i = 0; i + 1 < values.size(); i += 2) {
+    std::printf("%zu,%.6f,%.9g,%.9g\n", i / 2, start + static_cast<double>(i / 2) * step, values[i],
+                values[i + 1]);
+  }
+}
+
+// JSON has no NaN: a value not yet recorded is null.
+std::string JsonNumber(float value) {
+  if (std::isnan(value)) return "null";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.9g", static_cast<double>(value));
+  return text;
+}
+
+void PrintJson(const std::vector<float>& values, const zsff::CChannelID& id,
+               const ZoomOptions& options, double stop) {
+  std::printf("{\n  \"channel\": %u,\n  \"analyzer\": %u,\n", id.ChannelNumber(),
+              id.AnalyzerIndex());
+  std::printf("  \"start\": %.6f,\n  \"stop\": %.6f,\n  \"points\": %lld,\n  \"pairs\": [",
+              options.Start, stop, options.Points);
+  for (std::size_t i = 0; i + 1 < values.size(); i += 2) {
+    std::printf("%s\n    [%s, %s]", i == 0 ? "" : ",", JsonNumber(values[i]).c_str(),
+                JsonNumber(values[i + 1]).c_str());
+  }
+  std::printf("%s]\n}\n", values.empty() ? "" : "\n  ");
+}
+
+}  // namespace
+
+int RunZoom(const std::vector<std::string>& args) {
+  const Command& command = *FindCommand("zoom");
+  ZoomOptions options;
+  if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
+
+  ZoomedMeasurement measurement;
+  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
+  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
+      zsff::Utf8ToWide(options.Directory.parent_path().string()),
+      zsff::Utf8ToWide(options.Directory.filename().string()),
+      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  if (!measurement.Tree) return Fail(TreeError());
+
+  zsff::CChannelID id;
+  if (!PickChannel(*measurement.Tree, options, id)) {
+    return Fail("the measurement has no such channel");
+  }
+  if (!measurement.Zoomer.Init(measurement.Tree.get(), id)) {
+    return Fail("the records of the measurement can't be opened");
+  }
+  const double stop =
+      options.Stop >= 0.0 ? options.Stop : measurement.Zoomer.VectRecordInfo().back().End;
+  if (stop <= options.Start) return Fail("--start lies past the end of the measurement");
+
+  std::vector<float> values;
+  if (!measurement.Zoomer.GetCompressedSignal(
+          id, static_cast<float>(options.Start), static_cast<float>(stop),
+          static_cast<unsigned long long>(options.Points), false, 0, values)) {
+    return Fail("the span can't be zoomed");
+  }
+  if (options.Json) {
+    PrintJson(values, id, options, stop);
+  } else {
+    PrintCsv(values, options.Start, (stop - options.Start) / static_cast<double>(options.Points));
+  }
+  if (std::fflush(stdout) != 0) return Fail("the output can't be written");
+  return ExitOk;
+}
+
+}  // namespace zsff_tools
