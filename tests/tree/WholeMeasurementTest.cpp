@@ -289,4 +289,74 @@ TEST_F(WholeMeasurement, ARecordClosedWithoutAStopIsListedAsFinished) {
   EXPECT_FALSE(RecordSignalTreeProbe::State(CRecordId(3201, 2)));
 }
 
+TEST_F(WholeMeasurement, AStopFindingTheMeasurementsBeginningErasedMovesTheChannelDates) {
+  auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"m", kNoStore, false);
+  ASSERT_TRUE(tree->SetRecordBase(3301));
+  int recorded = tree->CreateRecord(0);
+  CAbstractRecordSection& section = tree->wRecord(recorded);
+  ASSERT_TRUE(section.AddChannel(kFirst, ChannelMetaData(u"Left")));
+  ASSERT_TRUE(section.AddChannel(kSecond, ChannelMetaData(u"Right")));
+  Record(section, 0.0, PartLengthShort, true, kStart, 200);  // parts 0 to 3 of 64 s
+  ASSERT_TRUE(section.StopRecord());
+  ASSERT_TRUE(tree->CloseRecord(recorded, true));
+
+  // The list now says that the record begins at part 3, as after the first three
+  // parts were cut off, and a reader holds it open under the tree's last handle.
+  CRecordId cut(3301, 1);
+  cut.SetPartNumber(3);
+  {
+    auto lock = tree->CreateMetaDataLock(MetaDataFileLock::LockTryOnce);
+    ASSERT_TRUE(tree->UpdateRecordsVect(
+        lock.get(), {CRecordId(3301, 1)},
+        {MetaDataRecord(cut.RecordId(), 3, kStart, 0.0, 200.0, false, 64.0, 0)}));
+  }
+  int reader = tree->OpenRecord(cut, Tree::TreeOpenRead, 0);
+  ASSERT_NE(reader, 0);
+  MetaDataContainer before;
+  TAG_RECORD_INFO info;
+  ASSERT_TRUE(tree->wRecord(reader).ReadChannelMetaData(kSecond, before, info, false));
+  long long relative = 0, start = 0;
+  ASSERT_TRUE(CMetaDataChannelReader(before).RelativeDate(relative));
+  ASSERT_TRUE(CMetaDataChannelReader(before).StartOfRecord(start));
+
+  // A stop of that record, still listed as recording, without a stop time.
+  {
+    auto lock = tree->CreateMetaDataLock(MetaDataFileLock::LockTryOnce);
+    ASSERT_TRUE(tree->UpdateRecordsVect(
+        lock.get(), {cut}, {MetaDataRecord(cut.RecordId(), 3, kStart, 0.0, 200.0, true, 64.0, 0)}));
+  }
+  Tree::CChangeActionParam_t stop;
+  stop.RecordNumber = 2;  // not the number of the last stop, so the record is finished
+  stop.Duration = 200.0;
+  stop.PartLength = 64.0;
+  stop.FirstPart = 3;
+  stop.LastPart = 3;
+  stop.AbsDate = kStart;
+  tree->ChangeState(CRecordId(3301, 1), Tree::ChangeRecordStopped, &stop);
+
+  const std::vector<MetaDataRecord> list = RecordList(m_Dir.Path() / "m", 3301);
+  ASSERT_EQ(list.size(), 1u);
+  EXPECT_FALSE(list[0].Recording());
+  EXPECT_EQ(list[0].Duration(), 8.0);  // 200 s less the three parts of 64 s
+  // Every channel moves on by the 192 s erased: 196608 samples in the fixed-point
+  // form, twice over for the end.
+  const long long shift = 196608LL << 16;
+  for (const CChannelID& id : {kFirst, kSecond}) {
+    MetaDataContainer after;
+    ASSERT_TRUE(tree->wRecord(reader).ReadChannelMetaData(id, after, info, false));
+    CMetaDataChannelReader channel(after);
+    long long movedRelative = 0, movedEnd = 0, movedStart = 0;
+    double length = 0.0;
+    ASSERT_TRUE(channel.RelativeDate(movedRelative));
+    ASSERT_TRUE(channel.RelativeDateEnd(movedEnd));
+    ASSERT_TRUE(channel.StartOfRecord(movedStart));
+    ASSERT_TRUE(channel.RecordLength(length));
+    EXPECT_EQ(movedRelative, relative + shift);
+    EXPECT_EQ(movedEnd, relative + 2 * shift);
+    EXPECT_EQ(movedStart, start + 192 * kTicksPerSecond);
+    EXPECT_EQ(length, 8.0);
+  }
+  EXPECT_TRUE(tree->CloseRecord(reader, true));
+}
+
 }  // namespace
