@@ -23,6 +23,14 @@ bool LastIsRecording(const std::vector<MetaDataRecord>& records) {
   return !records.empty() && records.back().Recording();
 }
 
+// The section behind a bound handle. The quiet look-up: a handle the host closed
+// behind the zoomer's back gives the null section, whose request fails, without
+// the line that wRecord prints. The section is the tree's own and not const; only
+// the look-up is.
+CAbstractRecordSection& BoundSection(const CRecordSignalTree& tree, int handle) {
+  return const_cast<CAbstractRecordSection&>(tree.rRecord(handle));
+}
+
 }  // namespace
 
 CRecordZoomer::CRecordZoomer(const CRecordZoomer& other)
@@ -205,8 +213,8 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
   bool result = false;
   if (lastUsed == first) {
     const RecordInfo_t& info = m_VectRecordInfo[first];
-    result = CompressSignal(const_cast<CAbstractRecordSection&>(m_Tree->rRecord(info.Handle)),
-                            channel, static_cast<float>(info.RequestStart),
+    result = CompressSignal(BoundSection(*m_Tree, info.Handle), channel,
+                            static_cast<float>(info.RequestStart),
                             static_cast<float>(info.RequestStop), points, sliding, context, output);
     if (!result) {
       std::printf(
@@ -221,10 +229,9 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
     for (std::size_t r = first; r <= lastUsed; ++r) {
       const RecordInfo_t& info = m_VectRecordInfo[r];
       if (info.RequestPoints == 0) break;
-      result = CompressSignal(const_cast<CAbstractRecordSection&>(m_Tree->rRecord(info.Handle)),
-                              channel, static_cast<float>(info.RequestStart),
-                              static_cast<float>(info.RequestStop), info.RequestPoints, sliding,
-                              context, piece);
+      result = CompressSignal(
+          BoundSection(*m_Tree, info.Handle), channel, static_cast<float>(info.RequestStart),
+          static_cast<float>(info.RequestStop), info.RequestPoints, sliding, context, piece);
       if (!result) {
         std::printf(
             "CRecordZoomer::GetCompressedSignal r=%d : start=%f stop=%f size=%d/%d, failed\n",
