@@ -37,242 +37,166 @@ std::string JoinNumbers(const std::vector<T>& values, const char* format) {
   return text + "]";
 }
 
-// A metadata value as one line of text.
-std::string ValueText(const zsff::MetaDataContainer& metaData, const std::string& key) {
+template <typename T, typename Visit>
+auto VisitAs(const zsff::MetaDataContainer& metaData, const std::string& key, Visit& visit) {
+  T value{};
+  metaData.FindMetadata(key, value);
+  return visit(value);
+}
+
+// Hands the value under `key` to `visit` in the C++ type it is stored as (floats
+// widened to double), or calls visit() when the key holds nothing known. The
+// tables and the JSON both go through here so they cannot disagree on a value.
+template <typename Visit>
+auto VisitValue(const zsff::MetaDataContainer& metaData, const std::string& key, Visit visit) {
   switch (metaData.GetMetadataType(key)) {
-    case zsff::MetaDataValue::TypeString: {
-      std::u16string value;
-      metaData.FindMetadata(key, value);
-      return zsff::WideToUtf8(value);
-    }
-    case zsff::MetaDataValue::TypeLong: {
-      long value = 0;
-      metaData.FindMetadata(key, value);
-      return std::to_string(value);
-    }
-    case zsff::MetaDataValue::TypeLongLong: {
-      long long value = 0;
-      metaData.FindMetadata(key, value);
-      return std::to_string(value);
-    }
+    case zsff::MetaDataValue::TypeString:
+      return VisitAs<std::u16string>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeLong:
+      return VisitAs<long>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeLongLong:
+      return VisitAs<long long>(metaData, key, visit);
     case zsff::MetaDataValue::TypeFloat:
-    case zsff::MetaDataValue::TypeDouble: {
-      double value = 0.0;
-      metaData.FindMetadata(key, value);
-      return Printf("%.10g", value);
-    }
-    case zsff::MetaDataValue::TypeVectorFloat: {
-      std::vector<float> value;
-      metaData.FindMetadata(key, value);
-      std::vector<double> wide(value.begin(), value.end());
-      return JoinNumbers(wide, "%g");
-    }
-    case zsff::MetaDataValue::TypeVectorLong: {
-      std::vector<long> value;
-      metaData.FindMetadata(key, value);
-      return JoinNumbers(value, "%ld");
-    }
-    case zsff::MetaDataValue::TypeVectorUInt64: {
-      std::vector<unsigned long long> value;
-      metaData.FindMetadata(key, value);
-      return JoinNumbers(value, "%llu");
-    }
-    case zsff::MetaDataValue::TypeBool: {
-      bool value = false;
-      metaData.FindMetadata(key, value);
-      return value ? "true" : "false";
-    }
+    case zsff::MetaDataValue::TypeDouble:
+      return VisitAs<double>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeVectorFloat:
+      return VisitAs<std::vector<float>>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeVectorLong:
+      return VisitAs<std::vector<long>>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeVectorUInt64:
+      return VisitAs<std::vector<unsigned long long>>(metaData, key, visit);
+    case zsff::MetaDataValue::TypeBool:
+      return VisitAs<bool>(metaData, key, visit);
     default:
-      return "";
+      return visit();
   }
 }
 
-void WriteValue(JsonWriter& json, const zsff::MetaDataContainer& metaData, const std::string& key) {
-  switch (metaData.GetMetadataType(key)) {
-    case zsff::MetaDataValue::TypeString: {
-      std::u16string value;
-      metaData.FindMetadata(key, value);
-      json.String(zsff::WideToUtf8(value).c_str());
-      break;
-    }
-    case zsff::MetaDataValue::TypeLong: {
-      long value = 0;
-      metaData.FindMetadata(key, value);
-      json.Int64(value);
-      break;
-    }
-    case zsff::MetaDataValue::TypeLongLong: {
-      long long value = 0;
-      metaData.FindMetadata(key, value);
-      json.Int64(value);
-      break;
-    }
-    case zsff::MetaDataValue::TypeFloat:
-    case zsff::MetaDataValue::TypeDouble: {
-      double value = 0.0;
-      metaData.FindMetadata(key, value);
-      json.Double(value);
-      break;
-    }
-    case zsff::MetaDataValue::TypeVectorFloat: {
-      std::vector<float> value;
-      metaData.FindMetadata(key, value);
-      json.StartArray();
-      for (const float v : value) json.Double(v);
-      json.EndArray();
-      break;
-    }
-    case zsff::MetaDataValue::TypeVectorLong: {
-      std::vector<long> value;
-      metaData.FindMetadata(key, value);
-      json.StartArray();
-      for (const long v : value) json.Int64(v);
-      json.EndArray();
-      break;
-    }
-    case zsff::MetaDataValue::TypeVectorUInt64: {
-      std::vector<unsigned long long> value;
-      metaData.FindMetadata(key, value);
-      json.StartArray();
-      for (const unsigned long long v : value) json.Uint64(v);
-      json.EndArray();
-      break;
-    }
-    case zsff::MetaDataValue::TypeBool: {
-      bool value = false;
-      metaData.FindMetadata(key, value);
-      json.Bool(value);
-      break;
-    }
-    default:
-      json.Null();
+// A metadata value as one line of text; long lists are cut short.
+struct ValueText {
+  std::string operator()(const std::u16string& value) const { return zsff::WideToUtf8(value); }
+  std::string operator()(long value) const { return std::to_string(value); }
+  std::string operator()(long long value) const { return std::to_string(value); }
+  std::string operator()(double value) const { return Printf("%.10g", value); }
+  std::string operator()(const std::vector<float>& value) const {
+    return JoinNumbers(std::vector<double>(value.begin(), value.end()), "%g");
   }
+  std::string operator()(const std::vector<long>& value) const { return JoinNumbers(value, "%ld"); }
+  std::string operator()(const std::vector<unsigned long long>& value) const {
+    return JoinNumbers(value, "%llu");
+  }
+  std::string operator()(bool value) const { return value ? "true" : "false"; }
+  std::string operator()() const { return ""; }
+};
+
+// Writes a value of any type the report holds, in its JSON form; lists in full.
+struct JsonValue {
+  JsonWriter& json;
+  void operator()(const char* value) const { json.String(value); }
+  void operator()(const std::string& value) const { json.String(value.c_str()); }
+  void operator()(const std::u16string& value) const { (*this)(zsff::WideToUtf8(value)); }
+  void operator()(bool value) const { json.Bool(value); }
+  void operator()(int value) const { json.Int(value); }
+  void operator()(unsigned value) const { json.Uint(value); }
+  void operator()(long value) const { json.Int64(value); }
+  void operator()(unsigned long value) const { json.Uint64(value); }
+  void operator()(long long value) const { json.Int64(value); }
+  void operator()(unsigned long long value) const { json.Uint64(value); }
+  void operator()(double value) const { json.Double(value); }
+  template <typename T>
+  void operator()(const std::vector<T>& values) const {
+    json.StartArray();
+    for (const T& value : values) (*this)(value);
+    json.EndArray();
+  }
+  void operator()() const { json.Null(); }
+};
+
+template <typename T>
+void Member(JsonWriter& json, const char* key, const T& value) {
+  json.Key(key);
+  JsonValue{json}(value);
 }
 
-void Key(JsonWriter& json, const char* key) { json.Key(key); }
+void WriteMetaData(JsonWriter& json, const char* key, const zsff::MetaDataContainer& metaData) {
+  json.Key(key);
+  json.StartObject();
+  for (const std::string& name : metaData.GetMetadataKeys()) {
+    json.Key(name.c_str());
+    VisitValue(metaData, name, JsonValue{json});
+  }
+  json.EndObject();
+}
 
 void PrintJson(const MeasurementSummary& m) {
   rapidjson::StringBuffer buffer;
   JsonWriter json(buffer);
   json.SetIndent(' ', 2);
   json.StartObject();
-  Key(json, "path");
-  json.String(m.Path.c_str());
-  Key(json, "baseName");
-  json.String(m.BaseName.c_str());
-  Key(json, "unfinished");
-  json.Bool(m.Unfinished);
-  Key(json, "endedUp");
-  json.Bool(m.EndedUp);
-  Key(json, "totalBytes");
-  json.Uint64(m.TotalBytes);
+  Member(json, "path", m.Path);
+  Member(json, "baseName", m.BaseName);
+  Member(json, "unfinished", m.Unfinished);
+  Member(json, "endedUp", m.EndedUp);
+  Member(json, "totalBytes", m.TotalBytes);
+  WriteMetaData(json, "keys", m.MetaData);
 
-  Key(json, "keys");
-  json.StartObject();
-  for (const std::string& key : m.MetaData.GetMetadataKeys()) {
-    json.Key(key.c_str());
-    WriteValue(json, m.MetaData, key);
-  }
-  json.EndObject();
-
-  Key(json, "properties");
+  json.Key("properties");
   json.StartObject();
   for (const std::string& key : m.MetaData.GetMeasPropertiesKeys()) {
     std::pair<std::u16string, std::u16string> property;
     m.MetaData.FindMeasProperty(key, property);
     json.Key(key.c_str());
     json.StartObject();
-    Key(json, "title");
-    json.String(zsff::WideToUtf8(property.first).c_str());
-    Key(json, "value");
-    json.String(zsff::WideToUtf8(property.second).c_str());
+    Member(json, "title", property.first);
+    Member(json, "value", property.second);
     json.EndObject();
   }
   json.EndObject();
 
-  Key(json, "records");
+  json.Key("records");
   json.StartArray();
   for (const RecordSummary& r : m.Records) {
     json.StartObject();
-    Key(json, "id");
-    json.Uint64(r.Id.RecordId());
-    Key(json, "name");
-    json.String(r.Directory.c_str());
-    Key(json, "number");
-    json.Uint(r.Id.RecordNumber());
-    Key(json, "inMetaData");
-    json.Bool(r.InMetaData);
-    Key(json, "onDisk");
-    json.Bool(r.OnDisk);
-    Key(json, "firstPart");
-    json.Uint(r.Id.PartNumber());
-    Key(json, "lastPart");
-    json.Uint(r.LastPart);
-    Key(json, "absDate");
-    json.Int64(r.AbsDate);
-    Key(json, "startDate");
-    json.String(r.AbsDate > 0 ? zsff::WideToUtf8(zsff::FileTimeToString(r.AbsDate)).c_str() : "");
-    Key(json, "relDate");
-    json.Double(r.RelDate);
-    Key(json, "duration");
-    json.Double(r.Duration);
-    Key(json, "partLength");
-    json.Double(r.PartLength);
-    Key(json, "recording");
-    json.Bool(r.Recording);
-    Key(json, "offsetTimeToStop");
-    json.Int64(r.OffsetTimeToStop);
-    Key(json, "totalBytes");
-    json.Uint64(r.TotalBytes);
-    Key(json, "channels");
+    Member(json, "id", r.Id.RecordId());
+    Member(json, "name", r.Directory);
+    Member(json, "number", r.Id.RecordNumber());
+    Member(json, "inMetaData", r.InMetaData);
+    Member(json, "onDisk", r.OnDisk);
+    Member(json, "firstPart", r.Id.PartNumber());
+    Member(json, "lastPart", r.LastPart);
+    Member(json, "absDate", r.AbsDate);
+    Member(json, "startDate",
+           r.AbsDate > 0 ? zsff::WideToUtf8(zsff::FileTimeToString(r.AbsDate)) : std::string());
+    Member(json, "relDate", r.RelDate);
+    Member(json, "duration", r.Duration);
+    Member(json, "partLength", r.PartLength);
+    Member(json, "recording", r.Recording);
+    Member(json, "offsetTimeToStop", r.OffsetTimeToStop);
+    Member(json, "totalBytes", r.TotalBytes);
+    json.Key("channels");
     json.StartArray();
     for (const ChannelSummary& c : r.Channels) {
       json.StartObject();
-      Key(json, "id");
-      json.Uint64(c.Id.Id());
-      Key(json, "directory");
-      json.String(c.Directory.c_str());
-      Key(json, "number");
-      json.Uint(c.Id.ChannelNumber());
-      Key(json, "analyzer");
-      json.Uint(c.Id.AnalyzerIndex());
-      Key(json, "serial");
-      json.Uint64(c.Id.DeviceSerialNumber());
-      Key(json, "name");
-      json.String(c.Name.c_str());
-      Key(json, "format");
-      json.String(c.Format.c_str());
-      Key(json, "type");
-      json.String(c.Type.c_str());
-      Key(json, "unit");
-      json.String(c.Unit.c_str());
-      Key(json, "samplingRate");
-      json.Double(c.SamplingRate);
-      Key(json, "duration");
-      json.Double(c.Duration);
-      Key(json, "recording");
-      json.Bool(c.Recording);
-      Key(json, "partFiles");
-      json.Int(c.PartFiles);
-      Key(json, "firstPart");
-      json.Uint(c.FirstPart);
-      Key(json, "lastPart");
-      json.Uint(c.LastPart);
-      Key(json, "signalBytes");
-      json.Uint64(c.SignalBytes);
-      Key(json, "pyramidBytes");
-      json.Uint64(c.PyramidBytes);
-      Key(json, "totalBytes");
-      json.Uint64(c.TotalBytes);
-      Key(json, "error");
-      json.String(c.Error.c_str());
-      Key(json, "metaData");
-      json.StartObject();
-      for (const std::string& key : c.MetaData.GetMetadataKeys()) {
-        json.Key(key.c_str());
-        WriteValue(json, c.MetaData, key);
-      }
-      json.EndObject();
+      Member(json, "id", c.Id.Id());
+      Member(json, "directory", c.Directory);
+      Member(json, "number", c.Id.ChannelNumber());
+      Member(json, "analyzer", c.Id.AnalyzerIndex());
+      Member(json, "serial", c.Id.DeviceSerialNumber());
+      Member(json, "name", c.Name);
+      Member(json, "format", c.Format);
+      Member(json, "type", c.Type);
+      Member(json, "unit", c.Unit);
+      Member(json, "samplingRate", c.SamplingRate);
+      Member(json, "duration", c.Duration);
+      Member(json, "recording", c.Recording);
+      Member(json, "partFiles", c.PartFiles);
+      Member(json, "firstPart", c.FirstPart);
+      Member(json, "lastPart", c.LastPart);
+      Member(json, "signalBytes", c.SignalBytes);
+      Member(json, "pyramidBytes", c.PyramidBytes);
+      Member(json, "totalBytes", c.TotalBytes);
+      Member(json, "error", c.Error);
+      WriteMetaData(json, "metaData", c.MetaData);
       json.EndObject();
     }
     json.EndArray();
@@ -300,7 +224,7 @@ void PrintText(const MeasurementSummary& m) {
   keys.AddColumn("key");
   keys.AddColumn("value");
   for (const std::string& key : m.MetaData.GetMetadataKeys()) {
-    keys.AddRow({key, ValueText(m.MetaData, key)});
+    keys.AddRow({key, VisitValue(m.MetaData, key, ValueText())});
   }
   keys.Print(stdout, "  ");
 
