@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "support/FileContents.h"
 
 using namespace zsff;
 using zsff_test::TempDir;
 namespace fs = std::filesystem;
+using zsff_test::FileText;
 
 namespace {
 
@@ -20,17 +22,12 @@ void Put(const fs::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
 
-std::string Contents(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
 // Every file below `root`, relative, with its contents, sorted.
 std::vector<std::string> Snapshot(const fs::path& root) {
   std::vector<std::string> entries;
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     const std::string relative = fs::relative(entry.path(), root).string();
-    entries.push_back(entry.is_directory() ? relative + "/" : relative + "=" + Contents(entry));
+    entries.push_back(entry.is_directory() ? relative + "/" : relative + "=" + FileText(entry));
   }
   std::sort(entries.begin(), entries.end());
   return entries;
@@ -91,9 +88,9 @@ TEST(LocalFileAccessDirectories, CopyTreeMergesIntoTheDestination) {
   Put(dir.Path() / "merge/a.zrs", "old a");
   Put(dir.Path() / "merge/Channel_1/own", "own");
   EXPECT_TRUE(store.CopyDirectoryTree(dir.Wide("src/"), dir.Wide("merge")));
-  EXPECT_EQ(Contents(dir.Path() / "merge/a.zrs"), "new a");
-  EXPECT_EQ(Contents(dir.Path() / "merge/Channel_1/Deep/c"), "c");
-  EXPECT_EQ(Contents(dir.Path() / "merge/Channel_1/own"), "own");
+  EXPECT_EQ(FileText(dir.Path() / "merge/a.zrs"), "new a");
+  EXPECT_EQ(FileText(dir.Path() / "merge/Channel_1/Deep/c"), "c");
+  EXPECT_EQ(FileText(dir.Path() / "merge/Channel_1/own"), "own");
 
   // An empty source copies nothing but still makes the destination.
   EXPECT_TRUE(store.CopyDirectoryTree(dir.Wide("src/Empty"), dir.Wide("fromEmpty")));
@@ -120,12 +117,12 @@ TEST(LocalFileAccessDirectories, CopyFileListCopiesWhatItCanAndReportsTheRest) {
 
   EXPECT_FALSE(store.CopyFileList(src, dst, {}));
   EXPECT_TRUE(store.CopyFileList(src, dst, {u"one.zrm", u"two.zrm"}));
-  EXPECT_EQ(Contents(dir.Path() / "dst/one.zrm"), "1");
-  EXPECT_EQ(Contents(dir.Path() / "dst/two.zrm"), "2");  // overwritten
+  EXPECT_EQ(FileText(dir.Path() / "dst/one.zrm"), "1");
+  EXPECT_EQ(FileText(dir.Path() / "dst/two.zrm"), "2");  // overwritten
 
   fs::remove(dir.Path() / "dst/two.zrm");
   EXPECT_FALSE(store.CopyFileList(src, dst + u"/", {u"missing.zrm", u"two.zrm", u""}));
-  EXPECT_EQ(Contents(dir.Path() / "dst/two.zrm"), "2");  // the failure didn't stop the rest
+  EXPECT_EQ(FileText(dir.Path() / "dst/two.zrm"), "2");  // the failure didn't stop the rest
 
   EXPECT_FALSE(store.CopyFileList(src, dir.Wide("nowhere"), {u"one.zrm"}));
   EXPECT_FALSE(store.CopyFileList(std::u16string(), dst, {u"one.zrm"}));

@@ -11,16 +11,13 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "support/FileContents.h"
 
 using namespace zsff;
 using zsff_test::TempDir;
+using zsff_test::FileText;
 
 namespace {
-
-std::string Contents(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 void Put(const std::filesystem::path& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
@@ -118,7 +115,7 @@ TEST(LocalFileAccessFiles, OpenModesCreateTruncateAppendAndRefuse) {
   EXPECT_EQ(Read(store, handle, 4), "0123");
   ASSERT_TRUE(Write(store, handle, "ab"));
   store.CloseFile(handle, true);
-  EXPECT_EQ(Contents(file), "0123ab6789");
+  EXPECT_EQ(FileText(file), "0123ab6789");
 
   ASSERT_TRUE(store.OpenFile(dir.Wide("data.bin"), FileModeAppend, handle));
   unsigned long long position = 99;
@@ -126,12 +123,12 @@ TEST(LocalFileAccessFiles, OpenModesCreateTruncateAppendAndRefuse) {
   EXPECT_EQ(position, 10u);
   ASSERT_TRUE(Write(store, handle, "Z"));
   store.CloseFile(handle, true);
-  EXPECT_EQ(Contents(file), "0123ab6789Z");
+  EXPECT_EQ(FileText(file), "0123ab6789Z");
 
   ASSERT_TRUE(store.OpenFile(dir.Wide("data.bin"), FileModeCreate, handle));  // truncates
   ASSERT_TRUE(Write(store, handle, "new"));
   store.CloseFile(handle, true);
-  EXPECT_EQ(Contents(file), "new");
+  EXPECT_EQ(FileText(file), "new");
 
   ASSERT_TRUE(store.OpenFile(dir.Wide("fresh.bin"), FileModeReadWrite, handle));  // creates
   store.CloseFile(handle, true);
@@ -363,12 +360,12 @@ TEST(LocalFileAccessFiles, RenameNeverReplacesATarget) {
   Put(dir.Path() / "b.zxf", "b");
 
   EXPECT_FALSE(store.RenameFile(dir.Wide("a.zff"), dir.Wide("b.zxf")));
-  EXPECT_EQ(Contents(dir.Path() / "a.zff"), "a");
-  EXPECT_EQ(Contents(dir.Path() / "b.zxf"), "b");
+  EXPECT_EQ(FileText(dir.Path() / "a.zff"), "a");
+  EXPECT_EQ(FileText(dir.Path() / "b.zxf"), "b");
 
   EXPECT_TRUE(store.RenameFile(dir.Wide("a.zff"), dir.Wide("c.zxf")));
   EXPECT_FALSE(store.FileExists(dir.Wide("a.zff")));
-  EXPECT_EQ(Contents(dir.Path() / "c.zxf"), "a");
+  EXPECT_EQ(FileText(dir.Path() / "c.zxf"), "a");
   EXPECT_FALSE(store.RenameFile(dir.Wide("a.zff"), dir.Wide("d.zxf")));
 
   ASSERT_TRUE(store.CreateDirectory(dir.Wide("Record_1")));

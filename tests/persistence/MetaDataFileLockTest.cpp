@@ -14,10 +14,12 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "support/FileContents.h"
 
 namespace fs = std::filesystem;
 using zsff::CLocalFileAccess;
 using zsff::MetaDataFileLock;
+using zsff_test::FileBytes;
 
 namespace {
 
@@ -34,11 +36,6 @@ class CountingStore : public CLocalFileAccess {
   }
   int createNewAttempts = 0;
 };
-
-std::vector<char> FileBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 // Forks a child that runs `body` and exits with its result; returns that result,
 // or -1 when the child didn't exit normally.

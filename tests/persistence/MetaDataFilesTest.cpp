@@ -13,6 +13,7 @@
 
 #include "TempDir.h"
 #include "support/FaultInjectingFileAccess.h"
+#include "support/FileContents.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -27,17 +28,13 @@ using zsff::CTmpRecordFile;
 using zsff::MetaDataContainer;
 using zsff::TAG_RECORD_INFO;
 using zsff_test::FaultInjectingFileAccess;
+using zsff_test::FileText;
 
 namespace {
 
 void WriteText(const fs::path& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out << text;
-}
-
-std::string ReadText(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 double Duration(const MetaDataContainer& container) {
@@ -117,9 +114,9 @@ TEST(MetaDataFiles, SavedContainerLoadsBack) {
   // the class's own.
   ASSERT_TRUE(CMetaDataFileWriter(&store).Save(Measurement(), u"Meas.zsfh", dir.Wide()));
   ASSERT_TRUE(CMetaDataFileWriter().Save(Measurement(), dir.Wide("Copy.zsfh"), u""));
-  EXPECT_EQ(ReadText(dir.Path() / "Meas.zsfh"), ReadText(dir.Path() / "Copy.zsfh"));
+  EXPECT_EQ(FileText(dir.Path() / "Meas.zsfh"), FileText(dir.Path() / "Copy.zsfh"));
   EXPECT_EQ(zsff::MetaDataContainerJson().ToJSONString(Measurement()),
-            ReadText(dir.Path() / "Meas.zsfh"));
+            FileText(dir.Path() / "Meas.zsfh"));
 
   MetaDataContainer out;
   CMetaDataFileReader reader;

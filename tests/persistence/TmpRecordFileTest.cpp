@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "support/FileContents.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -21,6 +22,7 @@ using zsff::CLocalFileAccess;
 using zsff::CTmpRecordFile;
 using zsff::MetaDataContainer;
 using zsff::TAG_RECORD_INFO;
+using zsff_test::ReadWholeFile;
 
 namespace {
 
@@ -74,11 +76,6 @@ void WriteBytes(const fs::path& path, const Bytes& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()),
             static_cast<std::streamsize>(bytes.size()));
-}
-
-Bytes ReadBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void ExpectSameInfo(const TAG_RECORD_INFO& actual, const TAG_RECORD_INFO& expected) {
@@ -163,14 +160,14 @@ TEST(TmpRecordFileTest, WritesVersion2ByteForByteAndRewritesInPlace) {
   tmp.SetParts(kFirstPart, kLastPart);
   ASSERT_TRUE(tmp.Write());
   EXPECT_TRUE(tmp.Exists());
-  EXPECT_EQ(ReadBytes(f.file), Version2File());
+  EXPECT_EQ(ReadWholeFile<Bytes>(f.file), Version2File());
 
   // The next part: same handle, same 48 bytes overwritten.
   tmp.SetParts(kFirstPart, kLastPart + 1);
   ASSERT_TRUE(tmp.Write());
   Bytes expected = Version2File();
   expected[46] = 0x09;
-  EXPECT_EQ(ReadBytes(f.file), expected);
+  EXPECT_EQ(ReadWholeFile<Bytes>(f.file), expected);
   EXPECT_EQ(f.store.createOpens, 1);
 
   // A reader of its own sees what the writer left.
@@ -204,7 +201,7 @@ TEST(TmpRecordFileTest, ReadsBothVersionsAndRewritesVersion1AsVersion2) {
   EXPECT_EQ(v1.Parts(), std::make_pair(kFirstPart, kLastPart));
   // The first write of an object truncates: the old 64 bytes become the new 48.
   ASSERT_TRUE(v1.Write());
-  EXPECT_EQ(ReadBytes(f.file), Version2File());
+  EXPECT_EQ(ReadWholeFile<Bytes>(f.file), Version2File());
 }
 
 TEST(TmpRecordFileTest, RefusesBadVersionOrMissingDateAfterTakingFields) {
@@ -318,7 +315,7 @@ TEST(TmpRecordFileTest, WriteReportsStoreFailuresAndRecovers) {
   WriteBytes(f.file, Bytes(100, 0x11));
   EXPECT_TRUE(tmp.Write());
   EXPECT_EQ(f.store.createOpens, 2);
-  EXPECT_EQ(ReadBytes(f.file), Version2File());
+  EXPECT_EQ(ReadWholeFile<Bytes>(f.file), Version2File());
 }
 
 TEST(TmpRecordFileTest, DeleteClosesRetriesAndKeepsTheInformation) {
@@ -345,7 +342,7 @@ TEST(TmpRecordFileTest, DeleteClosesRetriesAndKeepsTheInformation) {
 
   // The handle was closed by the first Delete: the next Write creates the file anew.
   ASSERT_TRUE(tmp.Write());
-  EXPECT_EQ(ReadBytes(f.file).size(), 48u);
+  EXPECT_EQ(ReadWholeFile<Bytes>(f.file).size(), 48u);
 }
 
 TEST(TmpRecordFileTest, FromContainerFillsFieldsAndResetsNumberAndStep) {
