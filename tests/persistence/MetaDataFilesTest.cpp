@@ -14,6 +14,7 @@
 #include "TempDir.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
+#include "support/RecordInfoExpectations.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -27,6 +28,7 @@ using zsff::CMetaDataHeaderFileWriter;
 using zsff::CTmpRecordFile;
 using zsff::MetaDataContainer;
 using zsff::TAG_RECORD_INFO;
+using zsff_test::ExpectSameInfo;
 using zsff_test::FaultInjectingFileAccess;
 using zsff_test::FileText;
 
@@ -75,17 +77,6 @@ TAG_RECORD_INFO RecordingInfo() {
   info.RecordNumber = 4;
   info.TimeStep = 2;
   return info;
-}
-
-void ExpectSameInfo(const TAG_RECORD_INFO& actual, const TAG_RECORD_INFO& expected) {
-  EXPECT_EQ(expected.AbsoluteDate, actual.AbsoluteDate);
-  EXPECT_EQ(expected.RelativeDate, actual.RelativeDate);
-  EXPECT_EQ(expected.CumulativeDate, actual.CumulativeDate);
-  EXPECT_EQ(expected.SignalOffset, actual.SignalOffset);
-  EXPECT_EQ(expected.UncompactCoeff, actual.UncompactCoeff);
-  EXPECT_EQ(expected.UncompactOffset, actual.UncompactOffset);
-  EXPECT_EQ(expected.RecordNumber, actual.RecordNumber);
-  EXPECT_EQ(expected.TimeStep, actual.TimeStep);
 }
 
 // A recording channel: its ".zrm", its "TmpRecord.zrm" and two part files.

@@ -14,6 +14,7 @@
 
 #include "TempDir.h"
 #include "support/FileContents.h"
+#include "support/RecordInfoExpectations.h"
 
 namespace fs = std::filesystem;
 using testing::internal::CaptureStdout;
@@ -22,6 +23,7 @@ using zsff::CLocalFileAccess;
 using zsff::CTmpRecordFile;
 using zsff::MetaDataContainer;
 using zsff::TAG_RECORD_INFO;
+using zsff_test::ExpectSameInfo;
 using zsff_test::ReadWholeFile;
 
 namespace {
@@ -76,17 +78,6 @@ void WriteBytes(const fs::path& path, const Bytes& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   out.write(reinterpret_cast<const char*>(bytes.data()),
             static_cast<std::streamsize>(bytes.size()));
-}
-
-void ExpectSameInfo(const TAG_RECORD_INFO& actual, const TAG_RECORD_INFO& expected) {
-  EXPECT_EQ(actual.AbsoluteDate, expected.AbsoluteDate);
-  EXPECT_EQ(actual.RelativeDate, expected.RelativeDate);
-  EXPECT_EQ(actual.CumulativeDate, expected.CumulativeDate);
-  EXPECT_EQ(actual.SignalOffset, expected.SignalOffset);
-  EXPECT_EQ(actual.UncompactCoeff, expected.UncompactCoeff);
-  EXPECT_EQ(actual.UncompactOffset, expected.UncompactOffset);
-  EXPECT_EQ(actual.RecordNumber, expected.RecordNumber);
-  EXPECT_EQ(actual.TimeStep, expected.TimeStep);
 }
 
 // The value under `key`, which must be there in a form that converts to T.
