@@ -25,6 +25,11 @@ class Arguments {
 
   bool Has(const std::string& name) const { return m_Options.count(name) != 0; }
   const std::vector<std::string>& Positional() const { return m_Positional; }
+  // The option's text; empty when the option is absent.
+  std::string Value(const std::string& name) const {
+    const auto found = m_Options.find(name);
+    return found == m_Options.end() ? std::string() : found->second;
+  }
 
   // The option's value as a number; `out` keeps its default when the option is
   // absent. False with `error` set when the text isn't a number within

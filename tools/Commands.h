@@ -37,5 +37,6 @@ int RunRecord(const std::vector<std::string>& args);
 int RunInfo(const std::vector<std::string>& args);
 int RunRead(const std::vector<std::string>& args);
 int RunZoom(const std::vector<std::string>& args);
+int RunPlot(const std::vector<std::string>& args);
 
 }  // namespace zsff_tools

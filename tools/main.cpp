@@ -39,6 +39,14 @@ const std::vector<Command>& Commands() {
        "  --points N    at most this many (min, max) pairs (default 100)\n"
        "  --json        print the pairs as JSON instead of CSV (point,time,min,max)\n",
        RunZoom},
+      {"plot", "[options] DIR",
+       "draw every channel's min/max envelope over the whole measurement as a PNG or SVG picture",
+       "  --out FILE    the picture; \".svg\" at its end gives SVG, else PNG (default: DIR.png)\n"
+       "  --width W     pixels across (default 1200)\n"
+       "  --height H    pixels down (default: 110 per channel, plus the axis)\n"
+       "  --channel N   only this channel number (default: every channel)\n"
+       "  --analyzer A  only the channels of this analyzer (default: any)\n",
+       RunPlot},
   };
   return commands;
 }

@@ -1,0 +1,211 @@
+// zsff plot: the whole measurement as a picture, one strip per channel with its
+// (min, max) envelope, records end to end on one time axis in seconds. The
+// envelopes come from the record zoomer, one pair per pixel column, so the
+// picture of hours of signal is read from the pyramids in a moment. The output
+// file's extension chooses the form: ".svg" for SVG, anything else PNG.
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelId.h>
+#include <zsff/ChannelMetaData.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataRecord.h>
+#include <zsff/RecordId.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/RecordZoomer.h>
+#include <zsff/TextConversion.h>
+#include <zsff/TmpRecordFile.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "Format.h"
+#include "Plot.h"
+#include "PlotRaster.h"
+#include "PlotSvg.h"
+#include "PngWriter.h"
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+struct PlotOptions {
+  fs::path Directory;
+  fs::path Out;  // default: the directory's path with ".png" appended
+  long long Width = 1200;
+  long long Height = -1;   // -1: kDefaultStripHeight per channel
+  long long Channel = -1;  // -1: every channel
+  long long Analyzer = -1;
+  bool Svg = false;
+};
+
+std::string TreeError() {
+  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
+  return text.empty() ? "the measurement can't be opened" : text;
+}
+
+// The zoomer gives its records back before the tree closes, however the command
+// ends.
+struct ZoomedMeasurement {
+  std::unique_ptr<zsff::CRecordSignalTree> Tree;
+  zsff::CRecordZoomer Zoomer;
+  ~ZoomedMeasurement() {
+    Zoomer.Clean(true);
+    zsff::CRecordSignalTree::CloseSignalTree(Tree);
+  }
+};
+
+bool EndsWithSvg(const fs::path& path) {
+  std::string extension = path.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension == ".svg";
+}
+
+int ParseOptions(const Command& command, const std::vector<std::string>& args,
+                 PlotOptions& options) {
+  Arguments arguments;
+  std::string error;
+  if (!arguments.Parse(
+          args,
+          {{"out", true}, {"width", true}, {"height", true}, {"channel", true}, {"analyzer", true}},
+          error) ||
+      !arguments.GetInteger("width", kMinimumWidth, 20000, options.Width, error) ||
+      !arguments.GetInteger("height", 1, 20000, options.Height, error) ||
+      !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
+      !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error)) {
+    return UsageError(command, error);
+  }
+  const std::vector<std::string>& positional = arguments.Positional();
+  if (positional.size() != 1) {
+    return UsageError(command, positional.empty() ? "which measurement directory?"
+                                                  : "one measurement directory only");
+  }
+  options.Directory = fs::absolute(positional[0]).lexically_normal();
+  // "DIR/" names the directory too.
+  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  const std::string out = arguments.Value("out");
+  if (arguments.Has("out") && out.empty()) return UsageError(command, "--out needs a file name");
+  options.Out = out.empty() ? fs::path(options.Directory.string() + ".png") : fs::path(out);
+  options.Svg = EndsWithSvg(options.Out);
+  return ExitOk;
+}
+
+// The channels to draw, from the first record: every record of a measurement
+// has the channels of the one before. Names and units are the post-analysis
+// ones where an operator set them, as the zoomer's values are.
+bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
+                  std::vector<zsff::CChannelID>& ids, PlotData& data, std::string& error) {
+  std::vector<zsff::MetaDataRecord> records;
+  if (!tree.GetRecordsVect(records) || records.empty()) {
+    error = "the measurement holds no record";
+    return false;
+  }
+  int handle = tree.OpenRecord(zsff::CRecordId(records.front().RecordId()),
+                               zsff::CRecordSignalTree::TreeOpenRead, 0);
+  if (handle == 0) {
+    error = "the first record can't be opened";
+    return false;
+  }
+  std::vector<zsff::CChannelID> all;
+  tree.rRecord(handle).ListChannelsID(all);
+  for (const zsff::CChannelID& id : all) {
+    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
+    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
+    zsff::MetaDataContainer metaData;
+    zsff::TAG_RECORD_INFO recordInfo{};
+    PlotChannel channel;
+    std::u16string name = u"Channel " + zsff::Utf8ToWide(std::to_string(id.ChannelNumber()));
+    std::u16string unit;
+    if (tree.wRecord(handle).ReadChannelMetaData(id, metaData, recordInfo, false)) {
+      const zsff::CMetaDataChannelReader reader(metaData);
+      if (!reader.PAName(name) || name.empty()) reader.Name(name);
+      if (!reader.PAUnit(unit) || unit.empty()) reader.Unit(unit);
+    }
+    channel.Name = zsff::WideToUtf8(name);
+    channel.Unit = zsff::WideToUtf8(unit);
+    ids.push_back(id);
+    data.Channels.push_back(channel);
+  }
+  tree.CloseRecord(handle, false);
+  if (ids.empty()) {
+    error =
+        all.empty() ? "the first record holds no channel" : "the measurement has no such channel";
+    return false;
+  }
+  return true;
+}
+
+bool WriteSvg(const std::string& svg, const fs::path& path, std::string& error) {
+  std::ofstream file(path, std::ios::binary | std::ios::trunc);
+  if (file) file.write(svg.data(), static_cast<std::streamsize>(svg.size()));
+  if (file) file.close();
+  if (!file) {
+    error = path.string() + ": can't be written";
+    std::error_code ignored;
+    fs::remove(path, ignored);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+int RunPlot(const std::vector<std::string>& args) {
+  const Command& command = *FindCommand("plot");
+  PlotOptions options;
+  if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
+
+  ZoomedMeasurement measurement;
+  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
+  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
+      zsff::Utf8ToWide(options.Directory.parent_path().string()),
+      zsff::Utf8ToWide(options.Directory.filename().string()),
+      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  if (!measurement.Tree) return Fail(TreeError());
+
+  PlotData data;
+  std::vector<zsff::CChannelID> ids;
+  std::string error;
+  if (!ListChannels(*measurement.Tree, options, ids, data, error)) return Fail(error);
+  if (!measurement.Zoomer.Init(measurement.Tree.get(), ids.front())) {
+    return Fail("the records of the measurement can't be opened");
+  }
+  const std::vector<zsff::CRecordZoomer::RecordInfo_t>& records =
+      measurement.Zoomer.VectRecordInfo();
+  data.Duration = records.back().End;
+  for (std::size_t i = 1; i < records.size(); ++i) data.RecordStarts.push_back(records[i].Start);
+  data.Title = options.Directory.filename().string() + "  -  " + FormatSeconds(data.Duration, 1) +
+               " s in " + std::to_string(records.size()) +
+               (records.size() == 1 ? " record" : " records");
+
+  const int height =
+      options.Height > 0 ? static_cast<int>(options.Height) : DefaultHeight(data.Channels.size());
+  PlotLayout layout;
+  if (!ComputeLayout(data, static_cast<int>(options.Width), height, layout, error)) {
+    return UsageError(command, error);
+  }
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    if (!measurement.Zoomer.GetCompressedSignal(ids[i], 0.0f, static_cast<float>(data.Duration),
+                                                static_cast<unsigned long long>(layout.PlotWidth),
+                                                false, 0, data.Channels[i].Pairs)) {
+      return Fail("channel " + std::to_string(ids[i].ChannelNumber()) + " can't be zoomed");
+    }
+  }
+
+  const bool written = options.Svg ? WriteSvg(PlotToSvg(data, layout), options.Out, error)
+                                   : WritePng(DrawPlot(data, layout), options.Out.string(), error);
+  if (!written) return Fail(error);
+  std::printf("%s\n", options.Out.string().c_str());
+  return ExitOk;
+}
+
+}  // namespace zsff_tools
