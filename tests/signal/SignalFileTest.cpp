@@ -17,20 +17,17 @@
 
 #include "TempDir.h"
 #include "support/FaultInjectingFileAccess.h"
+#include "support/FileContents.h"
 
 namespace fs = std::filesystem;
 using namespace zsff;
 using zsff_test::FaultInjectingFileAccess;
 using zsff_test::TempDir;
+using zsff_test::FileBytes;
 
 namespace {
 
 const std::string kPart = "Part_0";
-
-std::vector<char> FileBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::vector<char>(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 template <typename T>
 void WriteSamples(const fs::path& path, const std::vector<T>& samples, std::size_t extraBytes = 0) {
