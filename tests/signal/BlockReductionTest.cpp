@@ -12,32 +12,15 @@
 #include <vector>
 
 #include "signal/BlockReduction.h"
+#include "support/SampleFormatOf.h"
 
 namespace {
 
 using namespace zsff;
 using namespace zsff::reduction;
+using zsff_test::SampleFormatOf;
 
 using ull = unsigned long long;
-
-template <typename T>
-struct Format;
-template <>
-struct Format<float> {
-  static constexpr SampleFormat_t kValue = SIFloat;
-};
-template <>
-struct Format<double> {
-  static constexpr SampleFormat_t kValue = SIDouble;
-};
-template <>
-struct Format<std::int16_t> {
-  static constexpr SampleFormat_t kValue = Compact16;
-};
-template <>
-struct Format<std::int32_t> {
-  static constexpr SampleFormat_t kValue = Raw32;
-};
 
 // ---- Plain references, one value at a time ---------------------------------------------
 
@@ -394,7 +377,7 @@ TYPED_TEST(BlockReductionTest, OutputSizeRuleConsumesTheWholeBlock) {
       ull missing = 0;
       double lo = 0, hi = 0;
       // Through the dispatcher, which must pick this element type.
-      ReduceBlock(out.data(), need, in.data(), n, f, Format<T>::kValue, missing, lo, hi);
+      ReduceBlock(out.data(), need, in.data(), n, f, SampleFormatOf<T>::kValue, missing, lo, hi);
       EXPECT_EQ(0u, missing);
       EXPECT_EQ(Sentinel<T>(), out[need]);
       EXPECT_EQ(need, ull(std::count_if(out.begin(), out.end(),
@@ -470,7 +453,7 @@ TYPED_TEST(BlockReductionTest, CascadeFeedsEachLevelAndStopsAtAFailedWrite) {
   std::vector<std::vector<T>> expectedFiles(4);
   for (int block = 0; block < 40; ++block) {
     auto values = MakeSamples<T>(rng, 2 * (rng() % 40));
-    ASSERT_TRUE(Cascade(Format<T>::kValue, levels, 0, values.data(), values.size(), f));
+    ASSERT_TRUE(Cascade(SampleFormatOf<T>::kValue, levels, 0, values.data(), values.size(), f));
     for (std::size_t level = 0; level < 4 && !values.empty(); ++level) {
       expectedFiles[level].insert(expectedFiles[level].end(), values.begin(), values.end());
       values = RefCascadeStep(values, f, reference[level]);
@@ -514,7 +497,7 @@ TYPED_TEST(BlockReductionTest, ProportionalReductionMapsPairsOntoTargets) {
     const auto in = MakeSamples<T>(rng, s, run % 2 ? 2 : 150);
     std::vector<T> expected(d, Sentinel<T>()), actual = expected;
     RefProportional(expected, in);
-    ReduceProportional(actual.data(), d, in.data(), s, Format<T>::kValue);
+    ReduceProportional(actual.data(), d, in.data(), s, SampleFormatOf<T>::kValue);
     ASSERT_TRUE(SameBits(expected, actual)) << "from " << s << " to " << d;
     if (d <= s && d != 0) {  // in place, as the final shrink of a request does it
       std::vector<T> inPlace = in, expectedInPlace(in.begin(), in.begin() + d);
