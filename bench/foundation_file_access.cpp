@@ -10,9 +10,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
+
+#include "bench/PlainWriteBaseline.h"
 
 namespace {
 
@@ -21,33 +22,14 @@ constexpr unsigned int kBlock = 16 * 1024;
 // already in the cache and neither is throttled by writeback to the disk.
 constexpr long long kFileSize = 1024 * 1024;
 
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zsff-bench-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    m_Dir = pattern;
-  }
-  ~Scratch() {
-    std::error_code ec;
-    std::filesystem::remove_all(m_Dir, ec);
-  }
-  std::string File(const char* name) const { return (m_Dir / name).string(); }
-  std::u16string WideFile(const char* name) const {
-    const std::string path = File(name);
-    return std::u16string(path.begin(), path.end());  // the scratch path is ASCII
-  }
-
- private:
-  std::filesystem::path m_Dir;
-};
+using zsff_bench::Scratch;
+using zsff_bench::WriteAll;
 
 // A file of kFileSize bytes to read from.
 void Fill(const std::string& path) {
   const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   std::vector<char> block(kBlock, 'x');
-  for (long long done = 0; done < kFileSize; done += kBlock)
-    if (::write(fd, block.data(), kBlock) != static_cast<ssize_t>(kBlock)) std::abort();
+  for (long long done = 0; done < kFileSize; done += kBlock) WriteAll(fd, block.data(), kBlock);
   ::close(fd);
 }
 
@@ -81,7 +63,7 @@ void BM_PlainWrite(benchmark::State& state) {
   std::vector<char> block(kBlock, 'p');
   long long position = 0;
   for (auto _ : state) {
-    if (::write(fd, block.data(), kBlock) != static_cast<ssize_t>(kBlock)) std::abort();
+    WriteAll(fd, block.data(), kBlock);
     if ((position += kBlock) == kFileSize) {
       ::lseek(fd, 0, SEEK_SET);
       position = 0;

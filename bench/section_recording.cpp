@@ -17,10 +17,11 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "bench/PlainWriteBaseline.h"
 
 // The benchmark makes sections as the tree does, through the tests' friend.
 namespace zsff_test {
@@ -44,31 +45,7 @@ constexpr unsigned long long kBlock = 4096;
 constexpr unsigned long long kBlockBytes = kBlock * sizeof(float);
 constexpr long kBlocksPerRecording = 1000;
 
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zsff-bench-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    m_Dir = pattern;
-  }
-  ~Scratch() {
-    std::error_code ec;
-    std::filesystem::remove_all(m_Dir, ec);
-  }
-  const std::filesystem::path& Dir() const { return m_Dir; }
-  std::u16string Wide() const {
-    const std::string path = m_Dir.string();
-    return std::u16string(path.begin(), path.end());  // the scratch path is ASCII
-  }
-  void Empty() const {
-    for (const auto& entry : std::filesystem::directory_iterator(m_Dir)) {
-      std::filesystem::remove_all(entry.path());
-    }
-  }
-
- private:
-  std::filesystem::path m_Dir;
-};
+using zsff_bench::Scratch;
 
 std::vector<float> Signal() {
   std::vector<float> samples(kBlock);
@@ -127,43 +104,23 @@ void BM_SectionRecording(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * kChannels * static_cast<long long>(kBlockBytes));
 }
 
-void OpenPlainFiles(const Scratch& scratch, std::vector<int>& files) {
-  files.clear();
-  for (int c = 0; c < kChannels; ++c) {
-    const std::string path = (scratch.Dir() / ("plain_" + std::to_string(c) + ".raw")).string();
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) std::abort();
-    files.push_back(fd);
-  }
-}
-
-void ClosePlainFiles(std::vector<int>& files) {
-  for (int fd : files) ::close(fd);
-  files.clear();
-}
-
 void BM_PlainWrite(benchmark::State& state) {
   Scratch scratch;
   const std::vector<float> samples = Signal();
-  std::vector<int> files;
-  OpenPlainFiles(scratch, files);
+  std::vector<int> files = zsff_bench::CreatePlainFiles(scratch, kChannels, "plain_");
   long blocks = 0;
   for (auto _ : state) {
-    for (int fd : files) {
-      if (::write(fd, samples.data(), kBlockBytes) != static_cast<ssize_t>(kBlockBytes)) {
-        std::abort();
-      }
-    }
+    for (int fd : files) zsff_bench::WriteAll(fd, samples.data(), kBlockBytes);
     if (++blocks == kBlocksPerRecording) {
       state.PauseTiming();
-      ClosePlainFiles(files);
+      zsff_bench::ClosePlainFiles(files);
       scratch.Empty();
-      OpenPlainFiles(scratch, files);
+      files = zsff_bench::CreatePlainFiles(scratch, kChannels, "plain_");
       blocks = 0;
       state.ResumeTiming();
     }
   }
-  ClosePlainFiles(files);
+  zsff_bench::ClosePlainFiles(files);
   state.SetBytesProcessed(state.iterations() * kChannels * static_cast<long long>(kBlockBytes));
 }
 
@@ -208,10 +165,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
+  return zsff_bench::RunBenchmarks(argc, argv, reporter);
 }

@@ -16,11 +16,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "bench/PlainWriteBaseline.h"
 
 namespace {
 
@@ -30,30 +31,7 @@ constexpr unsigned long long kBlock = 4096;
 constexpr double kSeconds = 10.0;
 const unsigned long long kBlocks = static_cast<unsigned long long>(kSeconds * kRate) / kBlock;
 
-class Scratch {
- public:
-  Scratch() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zsff-bench-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) std::abort();
-    m_Dir = pattern;
-  }
-  ~Scratch() {
-    Empty();
-    std::filesystem::remove(m_Dir);
-  }
-  void Empty() {
-    for (const auto& entry : std::filesystem::directory_iterator(m_Dir))
-      std::filesystem::remove_all(entry.path());
-  }
-  const std::filesystem::path& Path() const { return m_Dir; }
-  std::u16string Wide() const {
-    const std::string path = m_Dir.string();
-    return std::u16string(path.begin(), path.end());  // the scratch path is ASCII
-  }
-
- private:
-  std::filesystem::path m_Dir;
-};
+using zsff_bench::Scratch;
 
 // One block per channel, a tone of its own frequency, written again and again.
 std::vector<std::vector<float>> Blocks() {
@@ -111,18 +89,12 @@ void BM_PlainWrite(benchmark::State& state) {
   Scratch scratch;
   const auto blocks = Blocks();
   for (auto _ : state) {
-    int files[kChannels];
-    for (int channel = 0; channel < kChannels; ++channel) {
-      const std::string path = (scratch.Path() / ("plain" + std::to_string(channel))).string();
-      files[channel] = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-      if (files[channel] < 0) std::abort();
-    }
+    std::vector<int> files = zsff_bench::CreatePlainFiles(scratch, kChannels, "plain");
     const size_t bytes = kBlock * sizeof(float);
     for (unsigned long long block = 0; block < kBlocks; ++block)
       for (int channel = 0; channel < kChannels; ++channel)
-        if (::write(files[channel], blocks[channel].data(), bytes) != static_cast<ssize_t>(bytes))
-          std::abort();
-    for (int file : files) ::close(file);
+        zsff_bench::WriteAll(files[channel], blocks[channel].data(), bytes);
+    zsff_bench::ClosePlainFiles(files);
 
     state.PauseTiming();
     scratch.Empty();
@@ -176,10 +148,6 @@ class RatioReporter : public benchmark::ConsoleReporter {
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  benchmark::Shutdown();
-  return 0;
+  return zsff_bench::RunBenchmarks(argc, argv, reporter);
 }
