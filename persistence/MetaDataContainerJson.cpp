@@ -426,9 +426,7 @@ MetaDataContainerJson::MetaDataContainerJson() : m_Document(std::make_unique<Doc
 MetaDataContainerJson::~MetaDataContainerJson() = default;
 
 std::string MetaDataContainerJson::LastError() const {
-  std::string message;
-  message.swap(m_LastError);
-  return message;
+  return std::exchange(m_LastError, std::string());
 }
 
 std::string MetaDataContainerJson::ToJSONString(const MetaDataContainer& in) const {

@@ -7,6 +7,7 @@
 
 #include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "persistence/MetaDataFileSupport.h"
@@ -21,9 +22,7 @@ CMetaDataFileReader::CMetaDataFileReader(CAbstractFileAccess* access) : m_FileAc
 CMetaDataFileReader::~CMetaDataFileReader() = default;
 
 std::u16string CMetaDataFileReader::LastError() const {
-  std::u16string message;
-  message.swap(m_LastError);
-  return message;
+  return std::exchange(m_LastError, std::u16string());
 }
 
 bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& name,

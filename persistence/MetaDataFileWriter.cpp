@@ -6,6 +6,7 @@
 #include <zsff/TextConversion.h>
 
 #include <string>
+#include <utility>
 
 #include "persistence/MetaDataFileSupport.h"
 
@@ -53,9 +54,7 @@ CMetaDataFileWriter::CMetaDataFileWriter(CAbstractFileAccess* access) : m_FileAc
 CMetaDataFileWriter::~CMetaDataFileWriter() = default;
 
 std::u16string CMetaDataFileWriter::LastError() const {
-  std::u16string message;
-  message.swap(m_LastError);
-  return message;
+  return std::exchange(m_LastError, std::u16string());
 }
 
 bool CMetaDataFileWriter::Save(const MetaDataContainer& in, const std::u16string& name,
