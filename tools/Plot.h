@@ -15,6 +15,9 @@ struct PlotChannel {
   // (min, max) pairs, min first, spread evenly over the measurement; a NaN pair
   // is a stretch not recorded and is left blank.
   std::vector<float> Pairs;
+  // Which of the envelope colours: the channel's place in the measurement, so
+  // that a channel keeps its colour in a picture of fewer channels.
+  std::size_t ColorIndex = 0;
 };
 
 struct PlotData {

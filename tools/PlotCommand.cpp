@@ -117,12 +117,14 @@ bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
   }
   std::vector<zsff::CChannelID> all;
   tree.rRecord(handle).ListChannelsID(all);
-  for (const zsff::CChannelID& id : all) {
+  for (std::size_t index = 0; index < all.size(); ++index) {
+    const zsff::CChannelID& id = all[index];
     if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
     if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
     zsff::MetaDataContainer metaData;
     zsff::TAG_RECORD_INFO recordInfo{};
     PlotChannel channel;
+    channel.ColorIndex = index;
     std::u16string name = u"Channel " + zsff::Utf8ToWide(std::to_string(id.ChannelNumber()));
     std::u16string unit;
     if (tree.wRecord(handle).ReadChannelMetaData(id, metaData, recordInfo, false)) {

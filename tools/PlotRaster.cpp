@@ -43,7 +43,7 @@ void DrawStrip(Canvas& canvas, const PlotData& data, const PlotLayout& layout,
     }
   }
   DrawEnvelope(canvas, columns, range, layout.PlotLeft, top, layout.StripHeight,
-               ChannelColor(index));
+               ChannelColor(channel.ColorIndex));
   canvas.FrameRect(layout.PlotLeft - 1, top - 1, layout.PlotWidth + 2, layout.StripHeight + 2,
                    kFrame);
 

@@ -62,7 +62,7 @@ std::string Strip(const PlotData& data, const PlotLayout& layout, const TimeTick
     svg += Printf("<path stroke=\"#aaafb9\" stroke-dasharray=\"1 1\" d=\"M%d %d.5H%d\"/>\n",
                   layout.PlotLeft, zero, layout.PlotLeft + layout.PlotWidth);
   }
-  svg += "<path class=\"envelope\" stroke=\"" + Hex(ChannelColor(index)) + "\" d=\"" +
+  svg += "<path class=\"envelope\" stroke=\"" + Hex(ChannelColor(channel.ColorIndex)) + "\" d=\"" +
          EnvelopePath(columns, range, layout.PlotLeft, top, height) + "\"/>\n";
 
   const int labelRight = layout.PlotLeft - 4;

@@ -143,8 +143,8 @@ PlotData TwoChannels(int pairs) {
   data.Title = "demo <1> & \"2\"";
   data.Duration = 120.0;
   data.RecordStarts = {40.0, 80.0};
-  PlotChannel sine{"Sine 1 kHz", "V", {}};
-  PlotChannel ramp{"Ramp", "m/s²", {}};
+  PlotChannel sine{"Sine 1 kHz", "V", {}, 0};
+  PlotChannel ramp{"Ramp", "m/s²", {}, 5};
   for (int i = 0; i < pairs; ++i) {
     const float value = static_cast<float>(std::sin(i * 0.05));
     sine.Pairs.insert(sine.Pairs.end(), {value - 0.2f, value + 0.2f});
@@ -235,12 +235,13 @@ TEST(PngWriter, WritesAPngThatReadsBackPixelForPixel) {
 
   // Each channel shows its own colour within its own strip only.
   for (std::size_t i = 0; i < 2; ++i) {
+    const Rgb color = ChannelColor(data.Channels[i].ColorIndex);
     const int top = layout.TopOfStrip(i);
     const int inStrip =
-        CountPixels(canvas, ChannelColor(i), layout.PlotLeft, top,
-                    layout.PlotLeft + layout.PlotWidth - 1, top + layout.StripHeight - 1);
+        CountPixels(canvas, color, layout.PlotLeft, top, layout.PlotLeft + layout.PlotWidth - 1,
+                    top + layout.StripHeight - 1);
     EXPECT_GE(inStrip, layout.PlotWidth) << i;
-    EXPECT_EQ(CountPixels(canvas, ChannelColor(i), 0, 0, 899, 299), inStrip) << i;
+    EXPECT_EQ(CountPixels(canvas, color, 0, 0, 899, 299), inStrip) << i;
   }
 
   EXPECT_FALSE(WritePng(canvas, (dir.Path() / "missing" / "plot.png").string(), error));
@@ -282,9 +283,9 @@ TEST(PlotSvg, OnePathPerChannelWithTheRasterRowsAndEscapedText) {
     const int from = std::stoi((*it)[2]);
     const int to = std::stoi((*it)[3]);
     ASSERT_LT(from, to);
-    for (int y = from; y < to; ++y) EXPECT_EQ(canvas.Pixel(x, y), ChannelColor(1)) << x << "," << y;
-    EXPECT_NE(canvas.Pixel(x, from - 1), ChannelColor(1));
-    EXPECT_NE(canvas.Pixel(x, to), ChannelColor(1));
+    for (int y = from; y < to; ++y) EXPECT_EQ(canvas.Pixel(x, y), ChannelColor(5)) << x << "," << y;
+    EXPECT_NE(canvas.Pixel(x, from - 1), ChannelColor(5));
+    EXPECT_NE(canvas.Pixel(x, to), ChannelColor(5));
   }
   EXPECT_EQ(strokes, layout.PlotWidth);
 
