@@ -31,6 +31,7 @@ class CCompressedSignalFileReader;
 class CCompressedSignalFileWriter;
 class CSignalFileReader;
 class CSignalFileWriter;
+struct CompressedSignalPlan_t;
 class MetaDataContainer;
 class MetaDataFileLock;
 
@@ -179,6 +180,29 @@ class CChannel {
   // pyramids. 0 for a ring whose part numbers have wrapped.
   unsigned long long SignalSizeInBytes();
 
+  // --- Compressed requests (ChannelCompressed.cpp) ----------------------------------
+
+  // Prepares a min/max view of [start, stop] seconds in `points` points: relative
+  // to the retained signal, or with `absolute` counted from the signal's first
+  // sample. The span is cut along the parts; each piece comes from the part's
+  // pyramid, from its raw samples when no level is coarse enough, or as blanks
+  // for a part that is gone. Leaves the read position as it found it. With 0
+  // points nothing is read: only the description (time offset included) is
+  // refreshed. False, with the text in LastErrorString, for a span beyond the
+  // record's margins (0.1 s before, 0.4 s after) or a piece that can't be served;
+  // the result then holds the pieces served so far.
+  bool RequestCompressedSignal(float start, float stop, unsigned long long points, bool absolute);
+  // One piece: [start, stop] seconds of `part`, planned into `plan` and started
+  // on the pyramid reader (pending on a level, or ready from blanks or raw
+  // samples).
+  bool RequestCompressedSignalPart(unsigned short part, float start, float stop,
+                                   unsigned long long points, CompressedSignalPlan_t& plan);
+  // Delivers the prepared view into `buffer` (twice Points values at most, floats
+  // or doubles as `mode` says); a Trigger channel gives 0.0 and 1.0 only.
+  // CompressFailed before any request, after a failed one, or for an unknown mode.
+  CompressStatus_t GetCompressedSignal(void* buffer, SampleReadMode_t mode);
+  const CompressedSignalInfo_t& CompressedSignalInfo() const { return m_CompressedSignalInfo; }
+
   // --- Metadata ------------------------------------------------------------------
 
   // Loads the ".zrm" file into `out` and the record information into `info`,
@@ -279,6 +303,10 @@ class CChannel {
   bool RefreshFromMetaData(unsigned long long dataSize);
   // Reads scaling keys of the metadata into the reader.
   void ApplyScaling(const MetaDataContainer& metaData);
+  // The raw-sample piece of a compressed request; puts a reader that was open
+  // back where it stood.
+  bool RequestCompressedFromSamples(unsigned short part, float start, float stop,
+                                    unsigned long long points);
 
   ChannelPartState_t& PartState(PartKind_t kind) {
     return kind == PartKindSignal ? m_SignalParts : m_PyramidParts;

@@ -1,6 +1,6 @@
-// Operations of the section that come with the compressed-request, post-analysis
-// and surgery work. Until then each gives its failure value, so a host sees a
-// record that can be recorded and read back but not yet cut.
+// Operations of the section that come with the post-analysis and surgery work.
+// Until then each gives its failure value, so a host sees a record that can be
+// recorded, read back and viewed but not yet cut.
 #include <zsff/RecordSection.h>
 
 namespace zsff {
@@ -12,20 +12,6 @@ bool CRecordSection::SetPostAnalysisSettings(const CChannelID&, const CPostAnaly
 // Post-analysis: comes with the post-analysis work.
 bool CRecordSection::SavePostAnalysisSettings(const CChannelID&, const CPostAnalysisSettings&) {
   return false;
-}
-
-// Compressed requests: come with the compressed-request work.
-bool CRecordSection::RequestCompressedSignal(const CChannelID&, float, float, unsigned long long,
-                                             bool) {
-  return false;
-}
-// Compressed requests: come with the compressed-request work.
-CompressStatus_t CRecordSection::GetCompressedSignal(const CChannelID&, void*, SampleReadMode_t) {
-  return CompressFailed;
-}
-// Compressed requests: come with the compressed-request work.
-CompressedSignalInfo_t CRecordSection::GetCompressedSignalInfo(const CChannelID&) {
-  return CompressedSignalInfo_t();
 }
 
 // Surgery: comes with the surgery work.

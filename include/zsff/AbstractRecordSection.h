@@ -161,12 +161,25 @@ class CAbstractRecordSection {
 
   // --- Compressed requests -------------------------------------------------------
 
-  // Plans a min/max view of [start, stop] seconds in `points` points.
+  // Prepares a min/max view of [start, stop] seconds in `points` points, held by
+  // the channel until the next request. The seconds count from the retained
+  // signal, or with `fromPartZero` from the signal's first sample. The bounds may
+  // be swapped, and may reach 0.1 s before the record and 0.4 s beyond its end;
+  // a part that is gone gives blank values. The read position and the section's
+  // state are the same afterwards. With 0 points nothing is read: only the
+  // description (GetCompressedSignalInfo) is refreshed. False, with the text in
+  // LastErrorString, for an unknown channel, bounds beyond the margins, or a part
+  // that can't be read.
   virtual bool RequestCompressedSignal(const CChannelID& id, float start, float stop,
                                        unsigned long long points, bool fromPartZero) = 0;
-  // Delivers the planned view into `buffer`, scaled as `mode` says.
+  // Delivers the prepared view into `buffer`, which holds twice the points asked
+  // for, as 32- or 64-bit floats scaled as `mode` says; GetCompressedSignalInfo
+  // tells how many values came. A Trigger channel gives 0.0 and 1.0 only.
+  // CompressFailed before any request, after a failed one, for an unknown channel
+  // or mode.
   virtual CompressStatus_t GetCompressedSignal(const CChannelID& id, void* buffer,
                                                SampleReadMode_t mode) = 0;
+  // What the last request holds; all fields 0 for an unknown channel.
   virtual CompressedSignalInfo_t GetCompressedSignalInfo(const CChannelID& id) = 0;
 
   // --- The record ----------------------------------------------------------------

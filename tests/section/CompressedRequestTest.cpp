@@ -1,0 +1,367 @@
+// Min/max views of a record written through a section in several parts, checked
+// point by point against the samples that were written: spans inside one part and
+// across parts, at and beyond the record's ends, with ratios that take the raw
+// path, the first level exactly, and coarser levels; a part that is gone; the
+// read position and the section's state around a request; a trigger channel.
+#include <gtest/gtest.h>
+#include <zsff/ChannelMetaData.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/RecordSection.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TempDir.h"
+#include "section/RecordSectionProbe.h"
+
+namespace fs = std::filesystem;
+using namespace zsff;
+using zsff_test::ChannelMetaData;
+using zsff_test::FakeTree;
+using zsff_test::RecordSectionProbe;
+using zsff_test::TempDir;
+
+namespace {
+
+const CRecordId kRecord(1000, 1);
+const CChannelID kData(1, 0, 77);
+const CChannelID kTrigger(2, 0, 77);
+constexpr float kRate = 1024.0f;
+// 64 s parts of 65536 samples: two full parts and a shorter third.
+constexpr unsigned long long kSamples = 150000;
+constexpr unsigned long long kPartSamples = 65536;
+constexpr double kLength = static_cast<double>(kSamples) / kRate;
+
+std::string Narrow(const std::u16string& text) { return std::string(text.begin(), text.end()); }
+
+// A slow triangle (slope 1 per sample) under an alternation of 5000 between even
+// and odd samples: every window of two samples or more spans at least 5000, its
+// minimum lies on an even sample and its maximum on an odd one, and both move by
+// at most one per sample that the window moves. Always well above 0, so that a
+// blank can't pass for data.
+float DataSample(unsigned long long i) {
+  const long long phase = static_cast<long long>(i % 20000) - 10000;
+  return 1000.0f + static_cast<float>(std::llabs(phase)) + ((i & 1) != 0 ? 5000.0f : 0.0f);
+}
+
+// Long stretches of a trigger level below and above 0.
+float TriggerSample(unsigned long long i) { return (i / 20000) % 2 == 0 ? -2.0f : 3.0f; }
+
+struct Extremes {
+  float low;
+  float high;
+};
+
+// Extremes of samples [a, b) of `signal`, the window cut to the signal.
+Extremes Window(const std::vector<float>& signal, double a, double b) {
+  const long long first = std::max(0LL, static_cast<long long>(std::floor(a)));
+  const long long last =
+      std::min(static_cast<long long>(signal.size()), static_cast<long long>(std::ceil(b)));
+  Extremes e{signal[first], signal[first]};
+  for (long long i = first; i < last; ++i) {
+    e.low = std::min(e.low, signal[i]);
+    e.high = std::max(e.high, signal[i]);
+  }
+  return e;
+}
+
+// Compares a view of the samples [first, first + count) with the samples: point i
+// stands for an equal share of them. Its values must be found in its share widened
+// by `slack` samples on each side (nothing is invented), and must reach the
+// extremes of its share within `slack` (nothing is lost), the signal moving by at
+// most one per sample.
+void ExpectView(const std::vector<float>& view, const std::vector<float>& signal, double first,
+                double count, double slack, const std::string& label) {
+  ASSERT_FALSE(view.empty()) << label;
+  const std::size_t points = view.size() / 2;
+  const double share = count / static_cast<double>(points);
+  int failures = 0;
+  for (std::size_t i = 0; i < points && failures < 5; ++i) {
+    const double a = first + static_cast<double>(i) * share;
+    const double b = a + share;
+    const Extremes exact = Window(signal, a, b);
+    const Extremes wide = Window(signal, a - slack, b + slack);
+    const float low = view[2 * i];
+    const float high = view[2 * i + 1];
+    const bool good = low >= wide.low && high <= wide.high && low <= exact.low + slack + 2 &&
+                      high >= exact.high - slack - 2;
+    EXPECT_TRUE(good) << label << ": point " << i << " of " << points << " is (" << low << ", "
+                      << high << "), samples " << a << " to " << b << " hold (" << exact.low << ", "
+                      << exact.high << ")";
+    if (!good) ++failures;
+  }
+}
+
+class CompressedRequest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    store = std::make_shared<CLocalFileAccess>();
+    tree = std::make_unique<FakeTree>(store, dir.Wide());
+    data.resize(kSamples);
+    trigger.resize(kSamples);
+    for (unsigned long long i = 0; i < kSamples; ++i) {
+      data[i] = DataSample(i);
+      trigger[i] = TriggerSample(i);
+    }
+
+    auto writer = RecordSectionProbe::Open(tree->Tree(), dir.Wide(), kRecord,
+                                           CAbstractRecordSection::OpenCreate, store.get());
+    ASSERT_TRUE(writer->AddChannel(kData, ChannelMetaData(kRate)));
+    MetaDataContainer triggerMetaData = ChannelMetaData(kRate);
+    CMetaDataChannelWriter(triggerMetaData).Type("Trigger");
+    ASSERT_TRUE(writer->AddChannel(kTrigger, triggerMetaData));
+    ASSERT_TRUE(writer->ArmRecord(0.0, PartLengthShort, false));
+    TAG_RECORD_INFO info;
+    info.AbsoluteDate = 132000000000000000LL;
+    ASSERT_TRUE(writer->StartRecord({{kData, info}, {kTrigger, info}}));
+    // Blocks of a multiple of 32 samples, as hosts deliver them: each block closes
+    // its own first-level group, so other sizes would shift the pyramid against
+    // the samples. 150000 isn't a multiple: the last block is short.
+    constexpr unsigned long long kBlock = 4096;
+    for (unsigned long long done = 0; done < kSamples; done += kBlock) {
+      const unsigned long long n = std::min(kBlock, kSamples - done);
+      ASSERT_TRUE(writer->WriteSampleBlock(kData, data.data() + done, n, true));
+      ASSERT_TRUE(writer->WriteSampleBlock(kTrigger, trigger.data() + done, n, true));
+    }
+    ASSERT_TRUE(writer->StopRecord()) << Narrow(writer->LastErrorString());
+    ASSERT_TRUE(fs::exists(ChannelDir(kData) / "Part_2.zrs"));
+    ASSERT_FALSE(fs::exists(ChannelDir(kData) / "Part_3.zrs"));
+  }
+
+  fs::path ChannelDir(const CChannelID& id) const {
+    return dir.Path() / "Record_1000_1" / Narrow(id.ToFilePath());
+  }
+
+  std::unique_ptr<CRecordSection> OpenForReading() {
+    return RecordSectionProbe::Open(tree->Tree(), dir.Wide(), kRecord,
+                                    CAbstractRecordSection::OpenRead, store.get(), false, 2);
+  }
+
+  // Requests and fetches a view in recorded units; empty when either step fails.
+  static std::vector<float> View(CRecordSection& section, const CChannelID& id, float start,
+                                 float stop, unsigned long long points) {
+    if (!section.RequestCompressedSignal(id, start, stop, points, false)) return {};
+    const CompressedSignalInfo_t info = section.GetCompressedSignalInfo(id);
+    std::vector<float> view(std::max(info.Size, 2 * points));
+    if (section.GetCompressedSignal(id, view.data(), SampleReadRecorded) != CompressReady) {
+      return {};
+    }
+    view.resize(section.GetCompressedSignalInfo(id).Size);
+    return view;
+  }
+
+  TempDir dir;
+  std::shared_ptr<CLocalFileAccess> store;
+  std::unique_ptr<FakeTree> tree;
+  std::vector<float> data;
+  std::vector<float> trigger;
+};
+
+TEST_F(CompressedRequest, ViewsMatchTheSamplesOnEveryPath) {
+  auto section = OpenForReading();
+  ASSERT_EQ(section->ChannelCount(), 2u);
+
+  struct Case {
+    const char* label;
+    float start;
+    float stop;
+    unsigned long long points;
+  };
+  // Ratios of 10.24 and 5.12 take the raw path; 32 is the first level read
+  // straight; the others are coarser levels reduced further in memory.
+  const Case cases[] = {
+      {"raw, inside a part", 10.0f, 20.0f, 1000},
+      {"first level exactly", 0.0f, 32.0f, 1024},
+      {"first level reduced", 2.0f, 62.0f, 100},
+      {"raw, across parts", 60.0f, 70.0f, 2000},
+      {"levels, across parts", 30.0f, 140.0f, 200},
+      {"second level, whole record", 0.0f, static_cast<float>(kLength), 100},
+      {"last part", 130.0f, static_cast<float>(kLength), 50},
+  };
+  for (const Case& c : cases) {
+    const std::vector<float> view = View(*section, kData, c.start, c.stop, c.points);
+    ASSERT_FALSE(view.empty()) << c.label << ": " << Narrow(section->LastErrorString());
+    const CompressedSignalInfo_t info = section->GetCompressedSignalInfo(kData);
+    EXPECT_EQ(info.Points, c.points) << c.label;
+    EXPECT_EQ(info.SamplingRate, kRate) << c.label;
+    // Each part's piece rounds its own points; together they come within one per
+    // piece of what was asked, and never above it.
+    EXPECT_LE(info.Size, 2 * c.points) << c.label;
+    EXPECT_GE(info.Size + 6, 2 * c.points) << c.label;
+    EXPECT_NEAR(info.Span, c.stop - c.start, 0.01) << c.label;
+    const double count = (static_cast<double>(c.stop) - c.start) * kRate;
+    const double samplesPerPoint = count / static_cast<double>(c.points);
+    ExpectView(view, data, c.start * kRate, count, 2 * samplesPerPoint + 32, c.label);
+  }
+
+  // Swapped bounds are the same request.
+  EXPECT_EQ(View(*section, kData, 70.0f, 60.0f, 2000), View(*section, kData, 60.0f, 70.0f, 2000));
+
+  // The same view in doubles, and in volts (unscaled here), holds the same values.
+  ASSERT_TRUE(section->RequestCompressedSignal(kData, 30.0f, 140.0f, 200, false));
+  const CompressedSignalInfo_t info = section->GetCompressedSignalInfo(kData);
+  std::vector<double> doubles(info.Size);
+  ASSERT_EQ(section->GetCompressedSignal(kData, doubles.data(), SampleReadRecordedDouble),
+            CompressReady);
+  const std::vector<float> floats = View(*section, kData, 30.0f, 140.0f, 200);
+  ASSERT_EQ(floats.size(), doubles.size());
+  for (std::size_t i = 0; i < floats.size(); ++i) EXPECT_EQ(floats[i], doubles[i]);
+  EXPECT_EQ(section->GetCompressedSignal(kData, doubles.data(), static_cast<SampleReadMode_t>(6)),
+            CompressFailed);
+}
+
+TEST_F(CompressedRequest, BoundsCarryMarginsAndFailuresLeaveTheirText) {
+  auto section = OpenForReading();
+  const float end = static_cast<float>(kLength);
+
+  // Before any request there is nothing to fetch.
+  std::vector<float> view(400);
+  EXPECT_EQ(section->GetCompressedSignal(kData, view.data(), SampleReadRecorded), CompressFailed);
+
+  // Up to 0.1 s before the start and 0.4 s after the end are accepted; what lies
+  // beyond the last sample simply isn't there.
+  const std::vector<float> tail = View(*section, kData, 140.0f, end + 0.3f, 100);
+  ASSERT_FALSE(tail.empty()) << Narrow(section->LastErrorString());
+  const Extremes last = Window(data, 140.0 * kRate - 100, kSamples);
+  for (const float value : tail) {
+    EXPECT_GE(value, last.low);
+    EXPECT_LE(value, last.high);
+  }
+  ASSERT_FALSE(View(*section, kData, -0.05f, 5.0f, 100).empty())
+      << Narrow(section->LastErrorString());
+
+  EXPECT_FALSE(section->RequestCompressedSignal(kData, 140.0f, end + 0.5f, 100, false));
+  EXPECT_EQ(section->LastErrorString(),
+            u"CRecordSection::RequestCompressedSignal() start or stop position out of bound");
+  EXPECT_FALSE(section->RequestCompressedSignal(kData, -0.2f, 5.0f, 100, false));
+  EXPECT_EQ(section->LastErrorString(),
+            u"CRecordSection::RequestCompressedSignal() start or stop position out of bound");
+  // A refused request leaves nothing to fetch from the one before.
+  EXPECT_EQ(section->GetCompressedSignalInfo(kData).Size, 0u);
+  EXPECT_EQ(section->GetCompressedSignal(kData, view.data(), SampleReadRecorded), CompressFailed);
+
+  // No points: nothing is read, only the description is refreshed.
+  ASSERT_FALSE(View(*section, kData, 0.0f, 10.0f, 100).empty());
+  EXPECT_TRUE(section->RequestCompressedSignal(kData, 0.0f, 10.0f, 0, false));
+  const CompressedSignalInfo_t none = section->GetCompressedSignalInfo(kData);
+  EXPECT_EQ(none.Size, 0u);
+  EXPECT_EQ(none.Points, 0u);
+  EXPECT_EQ(none.TimeOffset, 0.0);
+  EXPECT_EQ(section->GetCompressedSignal(kData, view.data(), SampleReadRecorded), CompressFailed);
+
+  // An unknown channel.
+  const CChannelID unknown(9, 0, 77);
+  EXPECT_FALSE(section->RequestCompressedSignal(unknown, 0.0f, 10.0f, 100, false));
+  EXPECT_EQ(section->LastErrorString(),
+            u"CRecordSection::RequestCompressedSignal() Error channel not found: " +
+                unknown.ToFileName());
+  EXPECT_EQ(section->GetCompressedSignal(unknown, view.data(), SampleReadRecorded), CompressFailed);
+  const CompressedSignalInfo_t nothing = section->GetCompressedSignalInfo(unknown);
+  EXPECT_EQ(nothing.Size, 0u);
+  EXPECT_EQ(nothing.SamplingRate, 0.0f);
+}
+
+TEST_F(CompressedRequest, MissingPartGivesBlanksBetweenItsNeighbours) {
+  // The middle part's samples and pyramid are gone, as after a crash that took
+  // them; the record's metadata still counts them.
+  for (const auto& entry : fs::directory_iterator(ChannelDir(kData))) {
+    if (entry.path().filename().string().rfind("Part_1", 0) == 0) fs::remove(entry.path());
+  }
+  std::vector<float> expected = data;
+  std::fill(expected.begin() + kPartSamples, expected.begin() + 2 * kPartSamples, 0.0f);
+
+  auto section = OpenForReading();
+  const struct {
+    const char* label;
+    float start;
+    float stop;
+    unsigned long long points;
+  } cases[] = {{"levels", 30.0f, 140.0f, 220}, {"raw", 60.0f, 70.0f, 2000}};
+  for (const auto& c : cases) {
+    const std::vector<float> view = View(*section, kData, c.start, c.stop, c.points);
+    ASSERT_FALSE(view.empty()) << c.label << ": " << Narrow(section->LastErrorString());
+    const double first = c.start * kRate;
+    const double share = (c.stop - c.start) * kRate / static_cast<double>(view.size() / 2);
+    const double slack = 2 * share + 32;
+    int blanks = 0;
+    for (std::size_t i = 0; i < view.size() / 2; ++i) {
+      const double a = first + static_cast<double>(i) * share;
+      const double b = a + share;
+      // Points well inside the missing part are blank; points well away from it
+      // are data.
+      if (a - slack >= kPartSamples && b + slack <= 2 * kPartSamples) {
+        EXPECT_EQ(view[2 * i], 0.0f) << c.label << " point " << i;
+        EXPECT_EQ(view[2 * i + 1], 0.0f) << c.label << " point " << i;
+        ++blanks;
+      } else if (b + slack <= kPartSamples || a - slack >= 2 * kPartSamples) {
+        const Extremes wide = Window(expected, a - slack, b + slack);
+        EXPECT_GE(view[2 * i], wide.low) << c.label << " point " << i;
+        EXPECT_LE(view[2 * i + 1], wide.high) << c.label << " point " << i;
+        EXPECT_GT(view[2 * i + 1], 0.0f) << c.label << " point " << i;
+      }
+    }
+    EXPECT_GT(blanks, 0) << c.label;
+  }
+}
+
+TEST_F(CompressedRequest, RequestLeavesTheReaderAndTheSectionAsTheyWere) {
+  auto section = OpenForReading();
+  const CAbstractRecordSection::SingleRecordState_t opened = section->State();
+  ASSERT_TRUE(section->RequestCompressedSignal(kData, 0.0f, 20.0f, 100, false));
+  EXPECT_EQ(section->State(), opened);
+
+  // The reader stands in the second part; raw-sample requests open the first and
+  // the last.
+  ASSERT_TRUE(section->SetReadPos(kData, 70.0)) << Narrow(section->LastErrorString());
+  std::vector<float> samples(10);
+  ASSERT_EQ(section->ReadRawSampleBlock(kData, samples.data(), 10), 10u);
+  const unsigned long long position = section->GetReadPosSpl(kData);
+  const CAbstractRecordSection::SingleRecordState_t reading = section->State();
+
+  ASSERT_FALSE(View(*section, kData, 10.0f, 20.0f, 1000).empty());
+  ASSERT_FALSE(View(*section, kData, 135.0f, 140.0f, 1000).empty());
+  EXPECT_EQ(section->State(), reading);
+  EXPECT_EQ(section->GetReadPosSpl(kData), position);
+  ASSERT_EQ(section->ReadRawSampleBlock(kData, samples.data(), 10), 10u);
+  for (unsigned long long i = 0; i < 10; ++i) EXPECT_EQ(samples[i], data[position + i]) << i;
+}
+
+TEST_F(CompressedRequest, TriggerChannelGivesOnAndOff) {
+  auto section = OpenForReading();
+  for (const unsigned long long points : {2000ULL, 200ULL}) {  // raw and levels
+    const float start = points == 2000 ? 50.0f : 0.0f;
+    const float stop = points == 2000 ? 60.0f : 140.0f;
+    const std::vector<float> view = View(*section, kTrigger, start, stop, points);
+    ASSERT_FALSE(view.empty()) << Narrow(section->LastErrorString());
+    const double share = (stop - start) * kRate / static_cast<double>(view.size() / 2);
+    const double slack = 2 * share + 32;
+    int on = 0;
+    int off = 0;
+    for (std::size_t i = 0; i < view.size() / 2; ++i) {
+      const float low = view[2 * i];
+      const float high = view[2 * i + 1];
+      EXPECT_TRUE(low == 0.0f || low == 1.0f) << low;
+      EXPECT_TRUE(high == 0.0f || high == 1.0f) << high;
+      const double a = start * kRate + static_cast<double>(i) * share;
+      const Extremes wide = Window(trigger, a - slack, a + share + slack);
+      if (wide.low > 0.0f) {
+        EXPECT_EQ(low, 1.0f) << "point " << i;
+        ++on;
+      }
+      if (wide.high < 0.0f) {
+        EXPECT_EQ(high, 0.0f) << "point " << i;
+        ++off;
+      }
+    }
+    EXPECT_GT(on, 0);
+    EXPECT_GT(off, 0);
+  }
+}
+
+}  // namespace
