@@ -1,0 +1,83 @@
+// One channel zoomed across finished records of a measurement recorded through
+// the tree: spans inside one record, across two and past the end, and the share
+// of points that the ceilings push over the limit. Every view is checked point by
+// point against the samples that were written.
+#include <zsff/RecordZoomer.h>
+
+#include <cmath>
+#include <vector>
+
+#include "zoom/ZoomTestSupport.h"
+
+using namespace zsff;
+using namespace zsff_test;
+
+namespace {
+
+TEST_F(RecordZoomerTest, SharesASpanOutOverTheRecordsItCrosses) {
+  const int lengths[] = {10, 6, 8};
+  for (int r = 0; r < 3; ++r) {
+    int handle = StartRecord(0.0, PartLengthShort);
+    Write(handle, lengths[r], r);
+    Stop(handle);
+  }
+
+  CRecordZoomer zoomer;
+  ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
+  const std::vector<CRecordZoomer::RecordInfo_t>& records = zoomer.VectRecordInfo();
+  ASSERT_EQ(records.size(), 3u);
+  const std::vector<int> handles{records[0].Handle, records[1].Handle, records[2].Handle};
+
+  std::vector<float> view;
+  // Inside the second record.
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 11.0f, 15.0f, 40, false, 0, view));
+  ASSERT_EQ(view.size(), 80u);
+  ExpectView(view, 0, 40, axis, 11.0, 15.0, "inside");
+  EXPECT_EQ(records[1].RequestStart, 1.0);
+  EXPECT_EQ(records[1].RequestStop, 5.0);
+
+  // Across the first two: half the seconds, half the points each.
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 5.0f, 15.0f, 100, false, 0, view));
+  ASSERT_EQ(view.size(), 200u);
+  EXPECT_EQ(records[0].RequestPoints, 50u);
+  EXPECT_EQ(records[1].RequestPoints, 50u);
+  EXPECT_EQ(records[1].RequestStart, 0.0);
+  EXPECT_EQ(records[1].RequestStop, 5.0);
+  ExpectView(view, 0, 100, axis, 5.0, 15.0, "across two");
+
+  // Past the end of the last record alone: it gives all the points to what it has.
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 20.0f, 30.0f, 100, false, 0, view));
+  ASSERT_EQ(view.size(), 200u);
+  ExpectView(view, 0, 100, axis, 20.0, 24.0, "past the end of one");
+
+  // Past the end across records: each gives its share of the 16 s asked, and the
+  // view is as much shorter as the seconds that no record holds.
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 14.0f, 30.0f, 160, false, 0, view));
+  EXPECT_EQ(records[1].RequestPoints, 20u);
+  EXPECT_EQ(records[2].RequestPoints, 80u);
+  ASSERT_EQ(view.size(), 200u);
+  ExpectView(view, 0, 100, axis, 14.0, 24.0, "past the end of two");
+
+  // 3 + 6 + 3 seconds of 12 for 10 points: ceil(2.5) + 5 + ceil(2.5) = 11 points,
+  // brought back to 10 without losing the extremes of the span.
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 7.0f, 19.0f, 10, false, 0, view));
+  EXPECT_EQ(records[0].RequestPoints + records[1].RequestPoints + records[2].RequestPoints, 11u);
+  ASSERT_EQ(view.size(), 20u);
+  const Extremes whole = Window(axis, 7.0 * kRate, 19.0 * kRate);
+  float low = view[0], high = view[1];
+  for (std::size_t i = 0; i < view.size(); i += 2) {
+    EXPECT_LE(view[i], view[i + 1]) << i;
+    low = std::min(low, view[i]);
+    high = std::max(high, view[i + 1]);
+  }
+  EXPECT_EQ(low, whole.low);
+  EXPECT_EQ(high, whole.high);
+  // The first points come from the first record, the last ones from the third.
+  EXPECT_LT(view[1], 20000.0f);
+  EXPECT_GT(view[18], 40000.0f);
+
+  // Nothing changed in the tree: the records were never reopened.
+  EXPECT_EQ(handles, (std::vector<int>{records[0].Handle, records[1].Handle, records[2].Handle}));
+}
+
+}  // namespace
