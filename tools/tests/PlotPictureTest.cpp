@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <fstream>
 #include <limits>
-#include <regex>
 
 #include "Canvas.h"
 #include "Plot.h"
@@ -263,25 +262,27 @@ TEST(PlotSvg, OnePathPerChannelWithTheRasterRowsAndEscapedText) {
   EXPECT_EQ(svg.find("demo <1>"), std::string::npos);
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
 
-  const std::regex envelope("<path class=\"envelope\" stroke=\"(#[0-9a-f]{6})\" d=\"([^\"]*)\"");
-  std::vector<std::smatch> paths;
-  for (auto it = std::sregex_iterator(svg.begin(), svg.end(), envelope);
-       it != std::sregex_iterator(); ++it) {
-    paths.push_back(*it);
+  // Each envelope path: its colour and its drawing. (std::regex recurses per
+  // character and overflows the stack on paths this long.)
+  const std::string opening = "<path class=\"envelope\" stroke=\"";
+  std::vector<std::pair<std::string, std::string>> paths;
+  for (std::size_t at = svg.find(opening); at != std::string::npos;
+       at = svg.find(opening, at + 1)) {
+    const std::size_t color = at + opening.size();
+    const std::size_t d = svg.find("d=\"", color) + 3;
+    paths.emplace_back(svg.substr(color, 7), svg.substr(d, svg.find('"', d) - d));
   }
   ASSERT_EQ(paths.size(), 2u);
-  EXPECT_NE(paths[0][1].str(), paths[1][1].str());
+  EXPECT_NE(paths[0].first, paths[1].first);
 
   // The strokes of the ramp cover the rows the raster fills, column by column.
   const Canvas canvas = DrawPlot(data, layout);
-  const std::string d = paths[1][2].str();
-  const std::regex stroke("M(\\d+)\\.5 (\\d+)V(\\d+)");
+  const std::string& d = paths[1].second;
   int strokes = 0;
-  for (auto it = std::sregex_iterator(d.begin(), d.end(), stroke); it != std::sregex_iterator();
-       ++it, ++strokes) {
-    const int x = std::stoi((*it)[1]);
-    const int from = std::stoi((*it)[2]);
-    const int to = std::stoi((*it)[3]);
+  for (std::size_t at = d.find('M'); at != std::string::npos; at = d.find('M', at + 1)) {
+    int x = 0, from = 0, to = 0;
+    ASSERT_EQ(std::sscanf(d.c_str() + at, "M%d.5 %dV%d", &x, &from, &to), 3) << d.substr(at, 20);
+    ++strokes;
     ASSERT_LT(from, to);
     for (int y = from; y < to; ++y) EXPECT_EQ(canvas.Pixel(x, y), ChannelColor(5)) << x << "," << y;
     EXPECT_NE(canvas.Pixel(x, from - 1), ChannelColor(5));
