@@ -3,7 +3,6 @@
 
 #include <zsff/FileAccess.h>
 
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -14,20 +13,6 @@ namespace {
 // Blocks up to this size pass through buffers made at open; a larger block
 // enlarges them once.
 constexpr unsigned long long kPreparedBlockSamples = 1ULL << 16;
-
-// The first level's buffer. A system call per level and block cost as much as the
-// reduction itself; written in chunks of this size the pyramid costs a few percent
-// of the raw writes. Larger chunks only make a reader of the recording wait longer.
-constexpr std::size_t kFirstLevelBufferBytes = 64 * 1024;
-// A level gets 1/32 of the bytes of the level below, since all are written out
-// together; this floor keeps the coarse levels' chunks from becoming tiny.
-constexpr std::size_t kSmallestBufferBytes = 4 * 1024;
-
-std::size_t BufferBytes(std::size_t level) {
-  const std::size_t shift = 5 * level;
-  const std::size_t bytes = shift < 8 * sizeof(std::size_t) ? kFirstLevelBufferBytes >> shift : 0;
-  return bytes > kSmallestBufferBytes ? bytes : kSmallestBufferBytes;
-}
 
 unsigned long long EffectiveSampleSize(unsigned long long given, SampleFormat_t format) {
   const unsigned long long own = SampleSize(format);
@@ -58,11 +43,10 @@ CCompressedSignalFileWriter::CCompressedSignalFileWriter(
       m_TmpRecordFile(tmpRecordFile) {}
 
 CCompressedSignalFileWriter::~CCompressedSignalFileWriter() {
-  // Normally closed already. If not, a level that holds data is written out and
-  // closed as written, so that a remote store still takes it over.
+  // Normally closed already. If not, a level that holds data is closed as
+  // written, so that a remote store still takes it over.
   if (m_FileAccess == nullptr) return;
   for (Level& level : m_Levels) {
-    if (level.Handle != 0) WritePending(level);
     if (level.Handle != 0) m_FileAccess->CloseFile(level.Handle, !level.NeverWritten);
     if (level.NeverWritten) m_FileAccess->DeleteFile(level.Path);
   }
@@ -80,7 +64,6 @@ bool CCompressedSignalFileWriter::OpenLevelFiles() {
     Level record;
     record.Path = LevelFilePath(m_BasePath, level);
     if (!m_FileAccess->OpenFile(record.Path, FileModeCreate, record.Handle)) return false;
-    record.Buffer.resize(BufferBytes(m_Levels.size()));
     m_Levels.push_back(std::move(record));
   }
   m_PreparedSamples = 0;
@@ -118,49 +101,13 @@ void CCompressedSignalFileWriter::Prepare(unsigned long long samples) {
   }
 }
 
-bool CCompressedSignalFileWriter::WriteLevel(Level& level, const void* data,
-                                             unsigned long long bytes) {
+bool CCompressedSignalFileWriter::Append(Level& level, const void* data, unsigned long long bytes) {
+  if (bytes != 0) level.NeverWritten = false;
   if (bytes > std::numeric_limits<unsigned int>::max()) return false;
-  unsigned int written = 0;
-  if (!m_FileAccess->WriteFile(level.Handle, data, static_cast<unsigned int>(bytes), written) ||
-      written != bytes) {
-    return false;
-  }
-  level.OnDisk = true;
-  return true;
-}
-
-bool CCompressedSignalFileWriter::WritePending(Level& level) {
-  if (level.Pending == 0) return true;
-  const std::size_t bytes = level.Pending;
-  level.Pending = 0;
-  return WriteLevel(level, level.Buffer.data(), bytes);
-}
-
-bool CCompressedSignalFileWriter::WriteAllPending(std::size_t from) {
-  bool result = true;
-  for (std::size_t level = from; level < m_Levels.size(); ++level) {
-    if (m_Levels[level].Handle != 0) result = WritePending(m_Levels[level]) && result;
-  }
-  return result;
-}
-
-bool CCompressedSignalFileWriter::Append(std::size_t index, const void* data,
-                                         unsigned long long bytes) {
-  Level& level = m_Levels[index];
   if (bytes == 0) return true;
-  level.NeverWritten = false;
-  if (level.Pending + bytes > level.Buffer.size()) {
-    // The first level sets the pace: the coarser levels go out with it, so that
-    // none lags behind it on disk. Their values of this block come later.
-    if (!(index == 0 ? WriteAllPending(0) : WritePending(level))) return false;
-  }
-  // A level reached for the first time shows on disk at once; a share larger than
-  // the buffer goes straight through.
-  if (!level.OnDisk || bytes > level.Buffer.size()) return WriteLevel(level, data, bytes);
-  std::memcpy(level.Buffer.data() + level.Pending, data, static_cast<std::size_t>(bytes));
-  level.Pending += static_cast<std::size_t>(bytes);
-  return true;
+  unsigned int written = 0;
+  return m_FileAccess->WriteFile(level.Handle, data, static_cast<unsigned int>(bytes), written) &&
+         written == bytes;
 }
 
 template <typename T>
@@ -171,7 +118,7 @@ bool CCompressedSignalFileWriter::CascadeFrom(std::size_t level, const T* values
   for (;; ++level) {
     if (level >= m_Levels.size()) return false;
     Level& current = m_Levels[level];
-    if (!Append(level, values, count * sizeof(T))) return false;
+    if (!Append(current, values, count * sizeof(T))) return false;
     std::vector<T>& next = Next<T>(current);
     reduction::CascadeStep(values, count, m_CompressionFactor, current.Carry, next);
     if (next.empty() || level + 1 >= m_Levels.size()) return true;
@@ -212,20 +159,19 @@ bool CCompressedSignalFileWriter::WriteCompressedBlock(const void* values,
 }
 
 bool CCompressedSignalFileWriter::Flush() {
-  if (m_FileAccess == nullptr) return true;
-  bool result = WriteAllPending(0);
+  bool result = true;
   for (const Level& level : m_Levels) {
-    if (level.Handle != 0) result = m_FileAccess->FlushFile(level.Handle) && result;
+    if (level.Handle != 0 && m_FileAccess != nullptr) {
+      result = m_FileAccess->FlushFile(level.Handle) && result;
+    }
   }
   return result;
 }
 
-bool CCompressedSignalFileWriter::Close(bool written) {
-  bool result = true;
+void CCompressedSignalFileWriter::Close(bool written) {
   for (Level& level : m_Levels) {
     if (m_FileAccess == nullptr) break;
     if (level.Handle != 0) {
-      result = WritePending(level) && result;
       m_FileAccess->CloseFile(level.Handle, written);
       level.Handle = 0;
     }
@@ -233,7 +179,6 @@ bool CCompressedSignalFileWriter::Close(bool written) {
   }
   m_Levels.clear();
   m_PreparedSamples = 0;
-  return result;
 }
 
 }  // namespace zsff

@@ -4,23 +4,10 @@
 // (min, max) pairs in the channel's sample format, no header, and a pair of
 // level n summarises 32^n raw samples. A level the recording never reached is
 // deleted when the writer closes, so a level file exists only if it has data.
-//
-// The level files are written in chunks, not once per block: each level collects
-// its values in a buffer of its own, made when the levels are opened, and the
-// whole pyramid is written out together when the first level's buffer is full,
-// on Flush() and on Close(). A level's very first values go to the disk at once.
-// What a reader following the recording sees (its pair counts come from the file
-// sizes): a level appears on disk as soon as the recording reaches it, but its
-// later pairs only when the chunk is written, at most one first-level buffer
-// behind (about 260000 samples of 32-bit floats, 5 s at 51.2 kHz), or when the
-// section flushes, which it does every second for a slow channel. A request for
-// the newest seconds of a fast channel thus gets fewer pairs than the raw part
-// holds, as it always did for the pairs still carried, never an empty level.
 #pragma once
 
 #include <zsff/SignalTypes.h>
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -62,30 +49,23 @@ class CCompressedSignalFileWriter {
   bool OpenLevelFiles();
 
   // Reduces `count` raw samples to pairs of 32 (each block closes its own last,
-  // possibly short, group) and cascades them through the levels' buffers; a
-  // block that fills the first level's buffer writes every level out. False when
-  // a level write made during the call failed, when the levels aren't open, or
-  // for an unknown format. A failed write stops the cascade where it happened:
-  // the values it held are lost, and so is this block's share of the level it
-  // had reached and of the coarser ones; the carries from there on stay as they
-  // were. A pyramid of 0 levels has nothing to build: true. A count of 0 is
-  // true.
+  // possibly short, group) and cascades them through the levels: one write per
+  // level file per block. False when a level write failed (the cascade stops
+  // there), when the levels aren't open, or for an unknown format. A pyramid of
+  // 0 levels has nothing to build: true. A count of 0 is true.
   bool WriteRawBlock(const void* samples, unsigned long long count);
 
   // Feeds `count` values (min, max pairs already reduced by 32) straight into
   // level 1, for a host that computes the first level itself. Results as above.
   bool WriteCompressedBlock(const void* values, unsigned long long count);
 
-  // Writes out every level's buffer and calls FlushFile on every open level; the
-  // results and-ed. True when nothing is open. Afterwards the level files hold
-  // every pair made so far.
+  // FlushFile on every open level; the results and-ed. True when nothing is open.
   bool Flush();
 
-  // Writes out the buffers, closes every level (`written` goes to the store) and
-  // deletes the file of a level that never received a value. The level table is
-  // emptied; the first stage's carry is kept. False when a buffer couldn't be
-  // written (its values are lost; the file is closed all the same).
-  bool Close(bool written);
+  // Closes every level (`written` goes to the store) and deletes the file of a
+  // level that never received a value. The level table is emptied; the first
+  // stage's carry is kept.
+  void Close(bool written);
 
   unsigned long long CompressionFactor() const { return m_CompressionFactor; }
   // The depth of the pyramid opened by the next OpenLevelFiles, 0 to 4. A part
@@ -102,10 +82,6 @@ class CCompressedSignalFileWriter {
     reduction::LevelCarry Carry;  // values received but not yet summarised for the next level
     std::string Path;
     bool NeverWritten = true;
-    bool OnDisk = false;  // a write of this level has succeeded
-    // Values waiting for the file. Sized once at open; its size is the capacity.
-    std::vector<unsigned char> Buffer;
-    std::size_t Pending = 0;  // bytes of Buffer in use
     // What this level hands on to the next one, kept between blocks so that the
     // write path doesn't allocate. Only the vector of the format's type is used.
     std::vector<float> NextFloat;
@@ -119,16 +95,8 @@ class CCompressedSignalFileWriter {
   template <typename T>
   bool CascadeFrom(std::size_t level, const T* values, unsigned long long count);
   bool Cascade(const void* values, unsigned long long count);
-  // Takes one level's share of a block into its buffer, writing the buffer out
-  // first when the share doesn't fit (and, for the first level, the buffers of all
-  // the levels with it); clears the never-written mark. False when a write failed.
-  bool Append(std::size_t level, const void* data, unsigned long long bytes);
-  // Writes `bytes` to the level's file in one call.
-  bool WriteLevel(Level& level, const void* data, unsigned long long bytes);
-  // Writes out the level's buffer. What a failed write held is dropped: after a
-  // short write, retrying would put its first bytes into the file twice.
-  bool WritePending(Level& level);
-  bool WriteAllPending(std::size_t from);
+  // Writes one level's share of a block in one call; clears its never-written mark.
+  bool Append(Level& level, const void* data, unsigned long long bytes);
   // Sizes the first-stage buffer and each level's hand-on buffer for `samples`.
   void Prepare(unsigned long long samples);
 
