@@ -372,52 +372,6 @@ inline void FoldLanes(const T* p, std::size_t count, T& minimum, T& maximum) {
   maximum = newMax;
 }
 
-// Four whole groups of `factor` floats (a multiple of 8) reduced at once, each starting
-// from its own first sample, their pairs stored at `out`. A group costs a few
-// instructions, so its horizontal fold dominates when each group does its own; here one
-// transposition folds the lanes of all four. The result is the plain fold's, ties and
-// zeros by the same argument as FoldLanes. False, with nothing stored, when a NaN is
-// among the samples: the caller then takes the groups one by one.
-inline bool FoldFourGroups(const float* p, std::size_t factor, float* out) {
-  __m128 lo[4], hi[4];
-  __m128 nan = _mm_setzero_ps();
-  for (std::size_t g = 0; g < 4; ++g) {
-    const float* q = p + g * factor;
-    __m128 lo0 = _mm_loadu_ps(q), lo1 = _mm_loadu_ps(q + 4);
-    __m128 hi0 = lo0, hi1 = lo1;
-    nan = _mm_or_ps(nan, _mm_cmpunord_ps(lo0, lo1));
-    for (std::size_t i = 8; i < factor; i += 8) {
-      const __m128 a = _mm_loadu_ps(q + i), b = _mm_loadu_ps(q + i + 4);
-      lo0 = _mm_min_ps(lo0, a);
-      hi0 = _mm_max_ps(hi0, a);
-      lo1 = _mm_min_ps(lo1, b);
-      hi1 = _mm_max_ps(hi1, b);
-      nan = _mm_or_ps(nan, _mm_cmpunord_ps(a, b));
-    }
-    lo[g] = _mm_min_ps(lo0, lo1);
-    hi[g] = _mm_max_ps(hi0, hi1);
-  }
-  if (_mm_movemask_ps(nan) != 0) return false;
-  _MM_TRANSPOSE4_PS(lo[0], lo[1], lo[2], lo[3]);
-  _MM_TRANSPOSE4_PS(hi[0], hi[1], hi[2], hi[3]);
-  const __m128 minimum = _mm_min_ps(_mm_min_ps(lo[0], lo[1]), _mm_min_ps(lo[2], lo[3]));
-  const __m128 maximum = _mm_max_ps(_mm_max_ps(hi[0], hi[1]), _mm_max_ps(hi[2], hi[3]));
-  const __m128 zero = _mm_setzero_ps();
-  const int zeros =
-      _mm_movemask_ps(_mm_or_ps(_mm_cmpeq_ps(minimum, zero), _mm_cmpeq_ps(maximum, zero)));
-  _mm_storeu_ps(out, _mm_unpacklo_ps(minimum, maximum));
-  _mm_storeu_ps(out + 4, _mm_unpackhi_ps(minimum, maximum));
-  if (zeros != 0) {
-    for (std::size_t g = 0; g < 4; ++g) {
-      const float* q = p + g * factor;
-      for (std::size_t k = 2 * g; k < 2 * g + 2; ++k) {
-        if (out[k] == 0.0f) out[k] = LastZero<float, false>(q, factor, 0, q[0]);
-      }
-    }
-  }
-  return true;
-}
-
 #endif  // __SSE2__
 
 // Folds `count` values (kPairs: count / 2 pairs) into minimum and maximum, with the result
@@ -471,20 +425,6 @@ void ReduceBlock(T* destination, unsigned long long capacity, const T* source,
   }
 
   while (samples != 0 && stored < room) {
-#ifdef __SSE2__
-    if constexpr (std::is_same<T, float>::value) {
-      if (!open && factor % 8 == 0) {
-        while (samples / 4 >= factor && room - stored >= 8 &&
-               detail::FoldFourGroups(source, static_cast<std::size_t>(factor),
-                                      destination + stored)) {
-          source += 4 * factor;
-          samples -= 4 * factor;
-          stored += 8;
-        }
-        if (samples == 0 || stored >= room) break;
-      }
-    }
-#endif
     if (!open) lo = hi = source[0];  // folding it again below changes nothing
     const unsigned long long group = std::min(samples, factor);
     detail::Fold<T, false>(source, static_cast<std::size_t>(group), lo, hi);

@@ -333,26 +333,6 @@ TEST(BlockReductionFoldingRule, EqualValuesAndNaNReplaceTheRunningValues) {
       EXPECT_EQ(5.0f, out[1]) << at;
     }
   }
-  // Whole groups of a multiple of 8 floats are reduced four at a time; a zero extreme
-  // still comes from the last zero of its own group.
-  std::mt19937 rng(99);
-  for (int run = 0; run < 200; ++run) {
-    const ull f = 8 * (1 + run % 8);
-    const std::size_t groups = 4 * (1 + run % 3) + run % 4;
-    std::vector<float> in(groups * f);
-    const float sign = run % 2 ? 1.0f : -1.0f;
-    for (float& x : in) {
-      const unsigned roll = rng() % 8;
-      x = roll == 0 ? 0.0f : roll == 1 ? -0.0f : sign * static_cast<float>(roll);
-    }
-    std::vector<float> expected(2 * groups + 2, 7.5f), actual = expected;
-    Carry carry;
-    RefReduceBlock(expected, 2 * groups, in, f, carry);
-    ull missing = 0;
-    double lo = 0, hi = 0;
-    ReduceBlock(actual.data(), 2 * groups, in.data(), in.size(), f, missing, lo, hi);
-    ASSERT_TRUE(SameBits(expected, actual)) << "run " << run;
-  }
 }
 
 TYPED_TEST(BlockReductionTest, BadBlockArgumentsStayInBounds) {
