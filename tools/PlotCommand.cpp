@@ -26,6 +26,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Format.h"
+#include "OpenTree.h"
 #include "Plot.h"
 #include "PlotRaster.h"
 #include "PlotSvg.h"
@@ -45,22 +46,6 @@ struct PlotOptions {
   long long Channel = -1;  // -1: every channel
   long long Analyzer = -1;
   bool Svg = false;
-};
-
-std::string TreeError() {
-  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
-  return text.empty() ? "the measurement can't be opened" : text;
-}
-
-// The zoomer gives its records back before the tree closes, however the command
-// ends.
-struct ZoomedMeasurement {
-  std::unique_ptr<zsff::CRecordSignalTree> Tree;
-  zsff::CRecordZoomer Zoomer;
-  ~ZoomedMeasurement() {
-    Zoomer.Clean(true);
-    zsff::CRecordSignalTree::CloseSignalTree(Tree);
-  }
 };
 
 bool EndsWithSvg(const fs::path& path) {
@@ -167,11 +152,7 @@ int RunPlot(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   ZoomedMeasurement measurement;
-  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
-  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
-      zsff::Utf8ToWide(options.Directory.parent_path().string()),
-      zsff::Utf8ToWide(options.Directory.filename().string()),
-      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  measurement.Tree = OpenForReading(options.Directory);
   if (!measurement.Tree) return Fail(TreeError());
 
   PlotData data;

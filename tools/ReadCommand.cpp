@@ -20,6 +20,7 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "OpenTree.h"
 
 namespace fs = std::filesystem;
 
@@ -40,11 +41,6 @@ struct ReadOptions {
   bool Recorded = false;  // the recorded units instead of volts
   OutputForm_t Form = OutputCsv;
 };
-
-std::string TreeError() {
-  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
-  return text.empty() ? "the measurement can't be opened" : text;
-}
 
 // Closes the record and the tree however the command ends.
 struct OpenMeasurement {
@@ -157,11 +153,7 @@ int RunRead(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   OpenMeasurement measurement;
-  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
-  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
-      zsff::Utf8ToWide(options.Directory.parent_path().string()),
-      zsff::Utf8ToWide(options.Directory.filename().string()),
-      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  measurement.Tree = OpenForReading(options.Directory);
   if (!measurement.Tree) return Fail(TreeError());
   // A record id without a base is a position in the measurement's list.
   measurement.Handle =

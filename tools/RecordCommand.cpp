@@ -18,6 +18,7 @@
 #include "Commands.h"
 #include "DemoMeasurement.h"
 #include "Format.h"
+#include "OpenTree.h"
 #include "Progress.h"
 
 namespace fs = std::filesystem;
@@ -52,11 +53,6 @@ void CatchInterrupts() {
   sigemptyset(&action.sa_mask);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGTERM, &action, nullptr);
-}
-
-std::string LastTreeError() {
-  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
-  return text.empty() ? "no reason given" : text;
 }
 
 // What the tree tells its host when a record stops: its length, parts and size.
@@ -171,7 +167,7 @@ int Recorder::CreateMeasurement() {
   m_Tree = zsff::CRecordSignalTree::CreateSignalTree(
       zsff::Utf8ToWide(m_Options.Directory.parent_path().string()),
       zsff::Utf8ToWide(m_Options.Directory.filename().string()), noRemoteStore, false);
-  if (!m_Tree) return Fail(LastTreeError());
+  if (!m_Tree) return Fail(TreeError("no reason given"));
   m_Tree->SetChangeStateCallBack(&m_Listener);
 
   // The base names every file of the measurement; drawing it now lets the
@@ -192,7 +188,7 @@ int Recorder::CreateMeasurement() {
     if (!lock) return Fail("cannot lock the metadata of " + m_Options.Directory.string());
     if (!m_Tree->SaveMetaDataMeasurement(
             lock.get(), MeasurementMetaData(m_Options, baseName, m_Channels.size()), true)) {
-      return Fail("cannot write the measurement file: " + LastTreeError());
+      return Fail("cannot write the measurement file: " + TreeError("no reason given"));
     }
   }
 
@@ -212,7 +208,8 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   const auto setupStart = std::chrono::steady_clock::now();
   int handle = m_Tree->CreateRecord(0);
   if (handle == 0)
-    return fail("cannot create record " + std::to_string(index + 1) + ": " + LastTreeError());
+    return fail("cannot create record " + std::to_string(index + 1) + ": " +
+                TreeError("no reason given"));
   zsff::CAbstractRecordSection& section = m_Tree->wRecord(handle);
   const std::string what = "record " + std::to_string(index + 1);
   auto sectionFailure = [&](const std::string& step) {

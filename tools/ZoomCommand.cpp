@@ -18,6 +18,7 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "OpenTree.h"
 
 namespace fs = std::filesystem;
 
@@ -33,22 +34,6 @@ struct ZoomOptions {
   double Stop = -1.0;  // -1: the end of the last record
   long long Points = 100;
   bool Json = false;
-};
-
-std::string TreeError() {
-  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
-  return text.empty() ? "the measurement can't be opened" : text;
-}
-
-// The zoomer gives its records back before the tree closes, however the command
-// ends.
-struct ZoomedMeasurement {
-  std::unique_ptr<zsff::CRecordSignalTree> Tree;
-  zsff::CRecordZoomer Zoomer;
-  ~ZoomedMeasurement() {
-    Zoomer.Clean(true);
-    zsff::CRecordSignalTree::CloseSignalTree(Tree);
-  }
 };
 
 // The channel asked for, looked up in the first record: every record of a
@@ -139,11 +124,7 @@ int RunZoom(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   ZoomedMeasurement measurement;
-  const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
-  measurement.Tree = zsff::CRecordSignalTree::OpenSignalTree(
-      zsff::Utf8ToWide(options.Directory.parent_path().string()),
-      zsff::Utf8ToWide(options.Directory.filename().string()),
-      zsff::CRecordSignalTree::TreeOpenRead, noRemoteStore, false, u"", false);
+  measurement.Tree = OpenForReading(options.Directory);
   if (!measurement.Tree) return Fail(TreeError());
 
   zsff::CChannelID id;

@@ -1,0 +1,33 @@
+// Opening a recorded measurement for the commands that look at its samples
+// (read, zoom, plot), and closing it however such a command ends.
+#pragma once
+
+#include <zsff/RecordSignalTree.h>
+#include <zsff/RecordZoomer.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace zsff_tools {
+
+// The tree's last error text (which the library hands out once), or `fallback`
+// when it gave none.
+std::string TreeError(const char* fallback = "the measurement can't be opened");
+
+// Opens the measurement in `directory` for reading on the local disk; null on
+// failure, with the reason in TreeError().
+std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory);
+
+// A measurement viewed through a zoomer: the zoomer gives its records back
+// before the tree closes.
+struct ZoomedMeasurement {
+  std::unique_ptr<zsff::CRecordSignalTree> Tree;
+  zsff::CRecordZoomer Zoomer;
+  ~ZoomedMeasurement() {
+    Zoomer.Clean(true);
+    zsff::CRecordSignalTree::CloseSignalTree(Tree);
+  }
+};
+
+}  // namespace zsff_tools
