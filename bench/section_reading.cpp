@@ -1,0 +1,230 @@
+// What reading a whole channel back through a section costs against plain read()
+// of its part files: 10 minutes of 32-bit floats at 51200 Hz in 64 s parts,
+// written once at start-up into a scratch directory, then read start to end in
+// blocks of 65536 samples as stored, as volts, and with plain read() of the same
+// part files in the same block size. The files sit in the page cache (every case
+// reads them before it is timed), so the figures are of the library's work.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+#include <zsff/LocalFileAccess.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/RecordSection.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bench/PlainWriteBaseline.h"
+// Sections are made as the tree makes them, with the tests' stand-in for the tree
+// so that the record is stopped and complete.
+#include "tests/section/RecordSectionProbe.h"
+
+namespace {
+
+constexpr float kRate = 51200.0f;
+constexpr double kSeconds = 600.0;
+constexpr unsigned long long kSamples = static_cast<unsigned long long>(kSeconds * kRate);
+constexpr unsigned long long kBlock = 65536;
+const zsff::CRecordId kRecord(1000, 1);
+const zsff::CChannelID kChannel(1, 0, 77);
+
+class Record {
+ public:
+  Record() {
+    m_Store = std::make_shared<zsff::CLocalFileAccess>();
+    m_Tree = std::make_unique<zsff_test::FakeTree>(m_Store, m_Scratch.Wide());
+    Write();
+    m_Section = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
+                                                    zsff::CAbstractRecordSection::OpenRead,
+                                                    m_Store.get(), false, LastPart());
+    FindPartFiles();
+  }
+  ~Record() { m_Section.reset(); }
+
+  zsff::CRecordSection& Section() { return *m_Section; }
+  const std::vector<std::string>& PartFiles() const { return m_PartFiles; }
+
+ private:
+  static unsigned short LastPart() {
+    return static_cast<unsigned short>(std::ceil(kSeconds / 64.0) - 1);
+  }
+
+  void Write() {
+    auto writer = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
+                                                      zsff::CAbstractRecordSection::OpenCreate,
+                                                      m_Store.get());
+    zsff::MetaDataContainer metaData;
+    metaData.AddMetadata("SamplingRate", kRate);
+    zsff::TAG_RECORD_INFO info;
+    info.AbsoluteDate = 132000000000000000LL;
+    if (!writer->AddChannel(kChannel, metaData) ||
+        !writer->ArmRecord(0.0, zsff::PartLengthShort, false) ||
+        !writer->StartRecord({{kChannel, info}})) {
+      std::abort();
+    }
+    std::vector<float> block(kBlock);
+    for (unsigned long long done = 0; done < kSamples; done += kBlock) {
+      const unsigned long long count = std::min(kBlock, kSamples - done);
+      for (unsigned long long i = 0; i < count; ++i) {
+        block[i] = static_cast<float>(std::sin(static_cast<double>(done + i) * 0.001));
+      }
+      if (!writer->WriteSampleBlock(kChannel, block.data(), count, true)) std::abort();
+    }
+    if (!writer->StopRecord()) std::abort();
+  }
+
+  // The signal part files, in time order ("Part_<n>.zrs"); the pyramid's files beside
+  // them are not read here.
+  void FindPartFiles() {
+    for (unsigned short part = 0; part <= LastPart(); ++part) {
+      for (const auto& entry : std::filesystem::recursive_directory_iterator(m_Scratch.Dir())) {
+        if (entry.path().filename() == "Part_" + std::to_string(part) + ".zrs")
+          m_PartFiles.push_back(entry.path().string());
+      }
+    }
+    if (m_PartFiles.size() != LastPart() + 1u) std::abort();
+  }
+
+  zsff_bench::Scratch m_Scratch;
+  std::shared_ptr<zsff::CLocalFileAccess> m_Store;
+  std::unique_ptr<zsff_test::FakeTree> m_Tree;
+  std::unique_ptr<zsff::CRecordSection> m_Section;
+  std::vector<std::string> m_PartFiles;
+};
+
+Record& TheRecord() {
+  static Record record;
+  return record;
+}
+
+constexpr long long kChannelBytes = static_cast<long long>(kSamples * sizeof(float));
+
+// The whole channel through the section, from its start to EndOfReading.
+template <typename Read>
+unsigned long long ReadChannel(zsff::CRecordSection& section, float* block, Read read) {
+  if (!section.SetReadPos(kChannel, 0.0)) return 0;
+  unsigned long long total = 0;
+  zsff::CAbstractRecordSection::ReadState_t state;
+  while (!section.EndOfReading(kChannel, state)) {
+    const unsigned long long got = read(section, block);
+    if (got == 0) break;
+    total += got;
+    benchmark::DoNotOptimize(block);
+  }
+  return total;
+}
+
+template <typename Read>
+void ThroughSection(benchmark::State& state, Read read) {
+  zsff::CRecordSection& section = TheRecord().Section();
+  std::vector<float> block(kBlock);
+  if (ReadChannel(section, block.data(), read) != kSamples) {  // warms the page cache
+    state.SkipWithError("the channel did not read back whole");
+    return;
+  }
+  for (auto _ : state) {
+    if (ReadChannel(section, block.data(), read) != kSamples) {
+      state.SkipWithError("the channel did not read back whole");
+      break;
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * kChannelBytes);
+}
+
+void BM_SectionRaw(benchmark::State& state) {
+  ThroughSection(state, [](zsff::CRecordSection& section, float* block) {
+    return section.ReadRawSampleBlock(kChannel, block, kBlock);
+  });
+}
+
+void BM_SectionVolts(benchmark::State& state) {
+  ThroughSection(state, [](zsff::CRecordSection& section, float* block) {
+    return section.ReadSampleBlock(kChannel, block, kBlock, zsff::SampleReadVolt);
+  });
+}
+
+long long ReadPlain(const std::vector<std::string>& files, float* block) {
+  long long total = 0;
+  for (const std::string& path : files) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return -1;
+    ssize_t got;
+    while ((got = ::read(fd, block, kBlock * sizeof(float))) > 0) {
+      total += got;
+      benchmark::DoNotOptimize(block);
+    }
+    ::close(fd);
+    if (got < 0) return -1;
+  }
+  return total;
+}
+
+void BM_PlainRead(benchmark::State& state) {
+  const std::vector<std::string>& files = TheRecord().PartFiles();
+  std::vector<float> block(kBlock);
+  if (ReadPlain(files, block.data()) != kChannelBytes) {  // warms the page cache
+    state.SkipWithError("the part files are not the channel's size");
+    return;
+  }
+  for (auto _ : state) {
+    if (ReadPlain(files, block.data()) != kChannelBytes) {
+      state.SkipWithError("plain read failed");
+      break;
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(state.iterations() * kChannelBytes);
+}
+
+BENCHMARK(BM_PlainRead)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_SectionRaw)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_SectionVolts)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+
+// Prints the usual table, then each run's throughput in GB/s and the section's
+// reads as a share of the plain reads' (all move the same bytes per iteration).
+class RatioReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      m_Runs.push_back(run);
+    }
+  }
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    const Run* plain = nullptr;
+    for (const Run& run : m_Runs) {
+      // Adjusted times are per iteration in the run's unit; one iteration is the channel.
+      const double seconds =
+          run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+      std::printf("%-16s %.3f GB/s\n", run.benchmark_name().c_str(), kChannelBytes / seconds / 1e9);
+      if (run.benchmark_name().rfind("BM_PlainRead", 0) == 0) plain = &run;
+    }
+    if (plain == nullptr) return;
+    for (const Run& run : m_Runs) {
+      if (&run == plain) continue;
+      std::printf("%s / plain read(): %.3f of the throughput (wall), %.3f (CPU)\n",
+                  run.benchmark_name().c_str(),
+                  plain->GetAdjustedRealTime() / run.GetAdjustedRealTime(),
+                  plain->GetAdjustedCPUTime() / run.GetAdjustedCPUTime());
+    }
+  }
+
+ private:
+  std::vector<Run> m_Runs;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RatioReporter reporter;
+  return zsff_bench::RunBenchmarks(argc, argv, reporter);
+}
