@@ -153,7 +153,7 @@ class ReadingTree {
 };
 
 // How a channel is described to the recording.
-struct ChannelSpec {
+struct ChannelSetup {
   std::string format = "SIFloat";
   std::string type = "Dynamic";
   float sensitivity = 1.0f;
@@ -162,26 +162,26 @@ struct ChannelSpec {
   float uncompactOffset = 0.0f;
 };
 
-MetaDataContainer Describe(const ChannelSpec& spec) {
+MetaDataContainer Describe(const ChannelSetup& setup) {
   MetaDataContainer metaData;
   metaData.AddMetadata("SamplingRate", kRate);
   CMetaDataChannelWriter writer(metaData);
-  writer.Format(spec.format);
-  writer.Type(spec.type);
-  metaData.AddMetadata("Sensitivity", spec.sensitivity);
-  metaData.AddMetadata("Offset", spec.offset);
+  writer.Format(setup.format);
+  writer.Type(setup.type);
+  metaData.AddMetadata("Sensitivity", setup.sensitivity);
+  metaData.AddMetadata("Offset", setup.offset);
   return metaData;
 }
 
 std::map<CChannelID, TAG_RECORD_INFO> StartInfo(const std::vector<CChannelID>& channels,
-                                                const ChannelSpec& spec) {
+                                                const ChannelSetup& setup) {
   std::map<CChannelID, TAG_RECORD_INFO> infos;
   for (const CChannelID& id : channels) {
     TAG_RECORD_INFO info;
     info.AbsoluteDate = kDate;
     info.TimeStep = 1;
-    info.UncompactCoeff = spec.uncompactCoeff;
-    info.UncompactOffset = spec.uncompactOffset;
+    info.UncompactCoeff = setup.uncompactCoeff;
+    info.UncompactOffset = setup.uncompactOffset;
     infos[id] = info;
   }
   return infos;
@@ -191,13 +191,13 @@ std::map<CChannelID, TAG_RECORD_INFO> StartInfo(const std::vector<CChannelID>& c
 std::unique_ptr<CRecordSection> StartRecording(ReadingTree& tree, const TempDir& dir,
                                                CAbstractFileAccess* store,
                                                const std::vector<CChannelID>& channels,
-                                               const ChannelSpec& spec, PartLength_t partLength,
+                                               const ChannelSetup& setup, PartLength_t partLength,
                                                double ringSeconds = 0.0) {
   auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store);
-  for (const CChannelID& id : channels) EXPECT_TRUE(section->AddChannel(id, Describe(spec)));
+  for (const CChannelID& id : channels) EXPECT_TRUE(section->AddChannel(id, Describe(setup)));
   EXPECT_TRUE(section->ArmRecord(ringSeconds, partLength, false));
-  EXPECT_TRUE(section->StartRecord(StartInfo(channels, spec)));
+  EXPECT_TRUE(section->StartRecord(StartInfo(channels, setup)));
   return section;
 }
 
@@ -216,10 +216,10 @@ std::vector<unsigned char> Samples(unsigned long long count, unsigned long long 
 // Records `total` samples on one channel in blocks of `block`, and stops.
 template <typename T>
 std::vector<unsigned char> RecordFinished(ReadingTree& tree, const TempDir& dir,
-                                          CAbstractFileAccess* store, const ChannelSpec& spec,
+                                          CAbstractFileAccess* store, const ChannelSetup& setup,
                                           unsigned long long total,
                                           PartLength_t partLength = PartLengthShort) {
-  auto section = StartRecording(tree, dir, store, {kChannel}, spec, partLength);
+  auto section = StartRecording(tree, dir, store, {kChannel}, setup, partLength);
   const std::vector<unsigned char> all = Samples<T>(total, 0);
   for (unsigned long long done = 0; done < total; done += 333) {
     const unsigned long long count = std::min<unsigned long long>(333, total - done);
@@ -285,15 +285,15 @@ TYPED_TEST(RecordSectionReadFormats, SamplesComeBackExactlyAcrossPartsRawAndConv
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
-  ChannelSpec spec;
-  spec.format = FormatOf<T>::kName;
-  spec.sensitivity = 0.5f;
-  spec.offset = 3.0f;
-  spec.uncompactCoeff = 0.25f;
-  spec.uncompactOffset = -1.0f;
+  ChannelSetup setup;
+  setup.format = FormatOf<T>::kName;
+  setup.sensitivity = 0.5f;
+  setup.offset = 3.0f;
+  setup.uncompactCoeff = 0.25f;
+  setup.uncompactOffset = -1.0f;
   // Two whole parts and a short third one.
   const unsigned long long total = 2 * kPart + 452;
-  const std::vector<unsigned char> written = RecordFinished<T>(tree, dir, store.get(), spec, total);
+  const std::vector<unsigned char> written = RecordFinished<T>(tree, dir, store.get(), setup, total);
   ASSERT_TRUE(fs::exists(PartFile(dir, 2)));
 
   auto reader = OpenFinished(tree, dir, store.get(), 2);
@@ -303,8 +303,8 @@ TYPED_TEST(RecordSectionReadFormats, SamplesComeBackExactlyAcrossPartsRawAndConv
 
   // One read across both boundaries, in every scaling.
   const bool compact = std::is_same<T, std::int16_t>::value;
-  const double c1 = compact ? spec.uncompactCoeff : 1.0;
-  const double o1 = compact ? spec.uncompactOffset : 0.0;
+  const double c1 = compact ? setup.uncompactCoeff : 1.0;
+  const double o1 = compact ? setup.uncompactOffset : 0.0;
   struct Mode {
     SampleReadMode_t mode;
     double coeff;
@@ -313,10 +313,10 @@ TYPED_TEST(RecordSectionReadFormats, SamplesComeBackExactlyAcrossPartsRawAndConv
   // Volts take the sensitivity a and the offset's opposite. Without settings of
   // its own, post-analysis installs the recorded pair over the volt pair: a
   // coefficient of a and an offset of 2b / a - b, here 0.5 and 9.
-  const Mode modes[] = {{SampleReadVolt, spec.sensitivity, -spec.offset},
+  const Mode modes[] = {{SampleReadVolt, setup.sensitivity, -setup.offset},
                         {SampleReadRecorded, 1.0, 0.0},
                         {SampleReadPostAnalysis, 0.5, 9.0},
-                        {SampleReadVoltDouble, spec.sensitivity, -spec.offset},
+                        {SampleReadVoltDouble, setup.sensitivity, -setup.offset},
                         {SampleReadRecordedDouble, 1.0, 0.0},
                         {SampleReadPostAnalysisDouble, 0.5, 9.0}};
   for (const Mode& mode : modes) {
@@ -359,11 +359,11 @@ TEST(RecordSectionRead, MissingPartReadsAsFillerOfItsChannelType) {
     TempDir dir;
     auto store = std::make_shared<CLocalFileAccess>();
     ReadingTree tree(store, dir.Wide());
-    ChannelSpec spec;
-    spec.type = type;
+    ChannelSetup setup;
+    setup.type = type;
     const unsigned long long total = 3 * kPart;
     const std::vector<unsigned char> written =
-        RecordFinished<float>(tree, dir, store.get(), spec, total);
+        RecordFinished<float>(tree, dir, store.get(), setup, total);
     ASSERT_TRUE(fs::remove(PartFile(dir, 1)));
 
     auto reader = OpenFinished(tree, dir, store.get(), 2);
@@ -388,7 +388,7 @@ TEST(RecordSectionRead, ShortPartEndsTheReadAndTheTwoSeekFormsDifferAtTheEnd) {
   ReadingTree tree(store, dir.Wide());
   const unsigned long long total = 3 * kPart;
   const std::vector<unsigned char> written =
-      RecordFinished<float>(tree, dir, store.get(), ChannelSpec(), total);
+      RecordFinished<float>(tree, dir, store.get(), ChannelSetup(), total);
   // Part 1 loses its tail after the recording, as a crash could leave it.
   fs::resize_file(PartFile(dir, 1), 1000 * 4);
 
@@ -423,7 +423,7 @@ TEST(RecordSectionRead, OneFileRecordTimeSeekRefusesTheEndWhereTheSampleSeekStop
   ReadingTree tree(store, dir.Wide());
   const unsigned long long total = 800;
   const std::vector<unsigned char> written =
-      RecordFinished<float>(tree, dir, store.get(), ChannelSpec(), total, PartLengthNone);
+      RecordFinished<float>(tree, dir, store.get(), ChannelSetup(), total, PartLengthNone);
   auto reader = OpenFinished(tree, dir, store.get(), 0);
 
   EXPECT_FALSE(reader->SetReadPos(kChannel, total / double(kRate)));
@@ -447,7 +447,7 @@ TEST(RecordSectionRead, StatesAndNoticesOfReading) {
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
   const unsigned long long total = kPart + 10;
-  RecordFinished<float>(tree, dir, store.get(), ChannelSpec(), total);
+  RecordFinished<float>(tree, dir, store.get(), ChannelSetup(), total);
   auto reader = OpenFinished(tree, dir, store.get(), 1);
   std::vector<float> samples(total);
 
@@ -497,7 +497,7 @@ TEST(RecordSectionRead, ARecordingSectionRefusesReads) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
-  auto section = StartRecording(tree, dir, store.get(), {kChannel}, ChannelSpec(), PartLengthShort);
+  auto section = StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort);
   const std::vector<unsigned char> block = Samples<float>(10, 0);
   ASSERT_TRUE(section->WriteSampleBlock(kChannel, block.data(), 10, false));
   float sample = 0.0f;
@@ -520,7 +520,7 @@ TEST(RecordSectionRead, ReaderSeesTheLiveEndTheRingOvertakingItAndTheEnd) {
   ReadingTree tree(store, dir.Wide());
   // A ring of 128 seconds in parts of 64: at most three parts on disk.
   auto recorder =
-      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSpec(), PartLengthShort, 128.0);
+      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort, 128.0);
   const std::vector<unsigned char> all = Samples<float>(8 * kPart, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 300, false));
 
@@ -585,9 +585,9 @@ TEST(RecordSectionRead, OvertakenIsToldFromInsideAfterThePartNumbersWrap) {
   id.SetPartNumber(65534);
   auto recorder = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), id,
                                            CAbstractRecordSection::OpenCreate, store.get());
-  ASSERT_TRUE(recorder->AddChannel(kChannel, Describe(ChannelSpec())));
+  ASSERT_TRUE(recorder->AddChannel(kChannel, Describe(ChannelSetup())));
   ASSERT_TRUE(recorder->ArmRecord(128.0, PartLengthShort, false));
-  ASSERT_TRUE(recorder->StartRecord(StartInfo({kChannel}, ChannelSpec())));
+  ASSERT_TRUE(recorder->StartRecord(StartInfo({kChannel}, ChannelSetup())));
   const std::vector<unsigned char> all = Samples<float>(4 * kPart, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
 
@@ -625,7 +625,7 @@ TEST(RecordSectionRead, ReaderOnAnotherThreadFollowsARecordingToItsEnd) {
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
   auto recorder =
-      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSpec(), PartLengthShort);
+      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort);
   const unsigned long long total = 4 * kPart + 123;
   const std::vector<unsigned char> all = Samples<float>(total, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 1, false));
