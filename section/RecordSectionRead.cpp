@@ -51,7 +51,8 @@ bool CRecordSection::ReadingEnded() const {
 
 // --- Positions ------------------------------------------------------------------------
 
-bool CRecordSection::SetReadPos(const CChannelID& id, double seconds) {
+bool CRecordSection::MoveReadPosition(const CChannelID& id,
+                                      const std::function<bool(CChannel&)>& move) {
   if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
     m_LastError = u"CRecordSection::SetReadPos invalid state";
     return false;
@@ -61,12 +62,17 @@ bool CRecordSection::SetReadPos(const CChannelID& id, double seconds) {
     m_LastError = u"CRecordSection::SetReadPos channel not found";
     return false;
   }
-  if (!channel->SetReadPosition(seconds)) {
+  if (!move(*channel)) {
     m_LastError = u"CRecordSection::SetReadPos unable to set read position";
     return false;
   }
   if (m_State != SectionReading) BeginReading();
   return true;
+}
+
+bool CRecordSection::SetReadPos(const CChannelID& id, double seconds) {
+  return MoveReadPosition(
+      id, [seconds](CChannel& channel) { return channel.SetReadPosition(seconds); });
 }
 
 bool CRecordSection::SetReadPos(double seconds) {
@@ -84,21 +90,8 @@ bool CRecordSection::SetReadPos(double seconds) {
 }
 
 bool CRecordSection::SetReadPosSpl(const CChannelID& id, unsigned long long sample) {
-  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
-    m_LastError = u"CRecordSection::SetReadPos invalid state";
-    return false;
-  }
-  CChannel* channel = FindChannel(id);
-  if (channel == nullptr) {
-    m_LastError = u"CRecordSection::SetReadPos channel not found";
-    return false;
-  }
-  if (!channel->SetReadPositionSpl(sample)) {
-    m_LastError = u"CRecordSection::SetReadPos unable to set read position";
-    return false;
-  }
-  if (m_State != SectionReading) BeginReading();
-  return true;
+  return MoveReadPosition(
+      id, [sample](CChannel& channel) { return channel.SetReadPositionSpl(sample); });
 }
 
 double CRecordSection::GetReadPos(const CChannelID& id) const {

@@ -19,6 +19,7 @@
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/RecordSignalTree.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -215,6 +216,9 @@ class CRecordSection : public CAbstractRecordSection {
   // The first seek or read after opening or stopping: the tree hears that the
   // record is being read.
   void BeginReading();
+  // Both seek forms: refuses outside a reading state or for an unknown channel,
+  // applies `move` to the channel and enters the reading state.
+  bool MoveReadPosition(const CChannelID& id, const std::function<bool(CChannel&)>& move);
 
   // The channel of `id`, or null for an unknown id or one entered without a channel.
   CChannel* FindChannel(const CChannelID& id) const;
