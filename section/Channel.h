@@ -60,6 +60,12 @@ struct ChannelPartState_t {
   bool PartMissing = false;
   // Parts whose files are to go, or could not be deleted yet and are retried.
   std::vector<unsigned short> PartsToDelete;
+
+  // Whether `part` lies from FirstPart to LastPart, across a wrap of the numbers.
+  bool Holds(unsigned short part) const {
+    return FirstPart <= LastPart ? part >= FirstPart && part <= LastPart
+                                 : part >= FirstPart || part <= LastPart;
+  }
 };
 
 class CChannel {
@@ -298,6 +304,9 @@ class CChannel {
   std::unique_ptr<CSignalFileReader> NewSignalReader(unsigned short part) const;
   std::unique_ptr<CCompressedSignalFileWriter> NewPyramidWriter(unsigned short part) const;
   std::unique_ptr<CCompressedSignalFileReader> NewPyramidReader(unsigned short part) const;
+  // The pyramid reader of `part` as an earlier visit left it, or a new one. A
+  // reader of a part gone from the record is not taken back.
+  std::unique_ptr<CCompressedSignalFileReader> TakePyramidReader(unsigned short part);
   // Reloads the metadata for OpenPart and takes over its record information and
   // parts to delete.
   bool RefreshFromMetaData(unsigned long long dataSize);
@@ -334,6 +343,9 @@ class CChannel {
   std::unique_ptr<CTmpRecordFile> m_TmpRecordFile;  // always present
   std::unique_ptr<CSignalFileReader> m_SignalFileReader;
   std::unique_ptr<CCompressedSignalFileReader> m_CompressedSignalFileReader;
+  // Readers of parts visited before, oldest first, with what they learnt of
+  // their level files: a view across many parts looks none of them up again.
+  std::vector<std::unique_ptr<CCompressedSignalFileReader>> m_ParkedPyramidReaders;
   std::unique_ptr<CSignalFileWriter> m_SignalFileWriter;
   std::unique_ptr<CCompressedSignalFileWriter> m_CompressedSignalFileWriter;
   double m_PartLength = 0.0;

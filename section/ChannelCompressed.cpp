@@ -50,10 +50,6 @@ unsigned long long ToCount(double value) {
   return value > 0.0 ? static_cast<unsigned long long>(value) : 0;
 }
 
-bool PartInRange(unsigned short part, unsigned short first, unsigned short last) {
-  return first <= last ? part >= first && part <= last : part >= first || part <= last;
-}
-
 std::u16string Number(double value) { return Utf8ToWide(std::to_string(value)); }
 
 }  // namespace
@@ -237,7 +233,7 @@ bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, fl
   const bool wasOpen = m_SignalFileReader && !m_SignalFileReader->FileClosed();
   const unsigned long long oldPosition = wasOpen ? m_SignalFileReader->GetReadPosSpl() : 0;
   ScopeExit restore([&]() {
-    if (!wasOpen || !PartInRange(oldPart, m_SignalParts.FirstPart, m_SignalParts.LastPart)) {
+    if (!wasOpen || !m_SignalParts.Holds(oldPart)) {
       return;
     }
     if (!OpenPart(PartKindSignal, false, oldPart, false)) return;

@@ -265,6 +265,26 @@ void CChannel::DeleteParts(std::vector<unsigned short>& notDeleted, PartKind_t k
   m_SignalParts.PartsToDelete = notDeleted;
 }
 
+std::unique_ptr<CCompressedSignalFileReader> CChannel::TakePyramidReader(unsigned short part) {
+  // A view across the record visits the parts in order: the oldest reader parked
+  // is the one the next sweep wants last.
+  constexpr std::size_t kParkedReaders = 256;
+  if (m_CompressedSignalFileReader) {
+    m_ParkedPyramidReaders.push_back(std::move(m_CompressedSignalFileReader));
+    if (m_ParkedPyramidReaders.size() > kParkedReaders) {
+      m_ParkedPyramidReaders.erase(m_ParkedPyramidReaders.begin());
+    }
+  }
+  for (auto it = m_ParkedPyramidReaders.begin(); it != m_ParkedPyramidReaders.end(); ++it) {
+    if ((*it)->PartNumber() != part) continue;
+    std::unique_ptr<CCompressedSignalFileReader> reader = std::move(*it);
+    m_ParkedPyramidReaders.erase(it);
+    if (m_PyramidParts.Holds(part) && !Contains(m_PyramidParts.PartsToDelete, part)) return reader;
+    break;
+  }
+  return NewPyramidReader(part);
+}
+
 bool CChannel::OpenPart(PartKind_t kind, bool write, unsigned short part, bool refresh) {
   ChannelPartState_t& state = PartState(kind);
 
@@ -318,19 +338,18 @@ bool CChannel::OpenPart(PartKind_t kind, bool write, unsigned short part, bool r
     RefreshFromMetaData(SignalLengthSpl(false) * m_SampleSize);
     deleted = Contains(state.PartsToDelete, part);
   }
-  const bool recording = m_TmpRecordFile->Exists();
+  // Asked only when a part's file is missing: a part at hand needs no lookup.
+  auto recording = [this]() { return m_TmpRecordFile->Exists(); };
   const unsigned short next = static_cast<unsigned short>(state.LastPart + 1);
-  const bool inRange = state.FirstPart <= state.LastPart
-                           ? part >= state.FirstPart && part <= state.LastPart
-                           : part >= state.FirstPart || part <= state.LastPart;
+  const bool inRange = state.Holds(part);
 
   if (kind == PartKindPyramid) {
     state.PartMissing = deleted;
     m_TmpRecordFile->SetParts(state.FirstPart, state.LastPart);
-    m_CompressedSignalFileReader = NewPyramidReader(part);
+    m_CompressedSignalFileReader = TakePyramidReader(part);
     const bool readable = !deleted && m_CompressedSignalFileReader->LevelFileExists();
-    if (!readable && (inRange || (recording && part == next))) {
-      state.PartMissing = !(recording && (m_MaxRecordSamples != 0 || part == next));
+    if (!readable && (inRange || (recording() && part == next))) {
+      state.PartMissing = !(recording() && (m_MaxRecordSamples != 0 || part == next));
     }
   } else {
     std::unique_ptr<CSignalFileReader> reader = NewSignalReader(part);
@@ -350,14 +369,14 @@ bool CChannel::OpenPart(PartKind_t kind, bool write, unsigned short part, bool r
       state.PartMissing = false;
     } else {
       bool fails = false;
-      if (!inRange && !(recording && part == next)) {
+      if (!inRange && !(recording() && part == next)) {
         m_LastError =
             u"CChannel::OpenPart unable to open signal files: " + Utf8ToWide(PartName(part));
         state.PartMissing = false;
         fails = true;
       } else if (m_MaxRecordSamples == 0 && part != next) {
         state.PartMissing = true;  // a hole inside the record: reads fill it
-      } else if (recording) {
+      } else if (recording()) {
         state.PartMissing = false;  // not written yet
         fails = true;
       } else {

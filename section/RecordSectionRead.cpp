@@ -243,9 +243,6 @@ bool CRecordSection::StopReading() {
     CChannel* channel = entry.second.get();
     if (channel == nullptr) continue;
     if (channel->m_SignalFileReader) channel->m_SignalFileReader->CloseSignalFile(false);
-    if (channel->m_CompressedSignalFileReader) {
-      channel->m_CompressedSignalFileReader->CloseLevelFiles();
-    }
     std::vector<unsigned short> notDeleted;
     channel->DeleteParts(notDeleted, PartKindSignal);
     channel->DeleteParts(notDeleted, PartKindPyramid);

@@ -50,19 +50,9 @@ CCompressedSignalFileReader::CCompressedSignalFileReader(
       m_BlankFormat(blankFormat),
       m_PartNumber(partNumber) {}
 
-CCompressedSignalFileReader::~CCompressedSignalFileReader() { CloseLevelFiles(); }
-
-void CCompressedSignalFileReader::CloseLevel(Level& level) {
-  if (level.Handle != 0 && m_FileAccess != nullptr) m_FileAccess->CloseFile(level.Handle, false);
-  level.Handle = 0;
-}
-
-void CCompressedSignalFileReader::CloseLevelFiles() {
-  for (Level& level : m_Levels) CloseLevel(level);
-}
-
 bool CCompressedSignalFileReader::LevelFileExists() {
   if (m_FileAccess == nullptr) return false;
+  if (m_LevelsFinal) return !m_Levels.empty() && !m_Levels[0].Missing;
   m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
   return m_FileAccess->FileExists(CCompressedSignalFileWriter::LevelFilePath(m_BasePath, 1));
 }
@@ -90,6 +80,10 @@ void CCompressedSignalFileReader::RefreshLevels() {
     recording = lastPart == 0 || lastPart == m_PartNumber;
   }
   m_InProgress = recording && m_TmpRecordFile->Exists();
+  // The files of a part no longer recorded don't change: a view across many
+  // finished parts then costs no lookups.
+  if (m_LevelsFinal && !m_InProgress) return;
+  m_LevelsFinal = !m_InProgress;
   const unsigned long long samples =
       ToCount(static_cast<double>(m_SamplingRate) * m_ExpectedDuration);
 
@@ -122,6 +116,7 @@ void CCompressedSignalFileReader::RefreshLevels() {
 
     Level& level = m_Levels[index];
     level.Missing = !exists;
+    level.Held = false;  // a file that can still change is read anew
     if (!recording || level.Missing) {
       level.Pairs = samples / samplesPerPair;
     } else {
@@ -289,22 +284,6 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
   unsigned long long first = FirstValue(m_Start, plan.Divider);
   if (first > 2 * level.Pairs) first = (first / 2 - level.Pairs) * 2;
 
-  m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
-  if (level.Handle == 0 && !level.Missing) {
-    m_FileAccess->OpenFile(level.Path, FileModeRead, level.Handle);
-  }
-  if (!level.Missing) {
-    bool positioned = level.Handle != 0;
-    if (positioned && first != 0) {
-      positioned =
-          m_FileAccess->SeekFile(level.Handle, static_cast<long long>(first * m_SampleSize), 0);
-    }
-    if (!positioned) {
-      CloseLevel(level);
-      return CompressFailed;
-    }
-  }
-
   const unsigned long long values = 2 * plan.PairsToRead;
   m_Ratio = std::trunc(plan.RemainingRatio) * static_cast<double>(plan.Divider);
   const unsigned long long bytes = values * m_SampleSize;
@@ -312,7 +291,6 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
   // The destination holds the result size; a plan that would read more straight
   // into it, or more than one transfer carries, isn't served.
   if (bytes > std::numeric_limits<unsigned int>::max() || (!reduce && values > m_ResultSize)) {
-    CloseLevel(level);
     return CompressFailed;
   }
 
@@ -325,17 +303,46 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
   if (level.Missing) {
     std::memset(target, BlankByte(), bytes);
   } else if (bytes != 0) {
-    unsigned int read = 0;
-    complete =
-        m_FileAccess->ReadFile(level.Handle, target, static_cast<unsigned int>(bytes), read) &&
-        read == bytes;
+    complete = ReadLevel(level, first * m_SampleSize, target, bytes);
   }
   if (reduce && complete) {
     reduction::ReduceProportional(destination, m_ResultSize, m_Scratch.data(), values,
                                   m_SampleFormat);
   }
-  CloseLevel(level);
   return complete ? CompressReady : CompressFailed;
+}
+
+bool CCompressedSignalFileReader::ReadLevel(Level& level, unsigned long long offset, void* target,
+                                            unsigned long long bytes) {
+  // The coarse levels of a finished part are small and never change: read whole
+  // once, they serve every later view of the part without touching its files.
+  if (m_LevelsFinal && 2 * level.Pairs * m_SampleSize <= kHeldLevelBytes && !level.Held) {
+    m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
+    unsigned long long size = 0;
+    if (m_FileAccess->FileSize(level.Path, size) && size <= kHeldLevelBytes) {
+      level.Values.resize(size);
+      level.Held = size == 0 || ReadFromFile(level, 0, level.Values.data(), size);
+    }
+  }
+  if (level.Held) {
+    if (offset > level.Values.size() || bytes > level.Values.size() - offset) return false;
+    std::memcpy(target, level.Values.data() + offset, bytes);
+    return true;
+  }
+  return ReadFromFile(level, offset, target, bytes);
+}
+
+bool CCompressedSignalFileReader::ReadFromFile(const Level& level, unsigned long long offset,
+                                               void* target, unsigned long long bytes) {
+  m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
+  unsigned int handle = 0;
+  if (!m_FileAccess->OpenFile(level.Path, FileModeRead, handle) || handle == 0) return false;
+  unsigned int read = 0;
+  const bool done =
+      (offset == 0 || m_FileAccess->SeekFile(handle, static_cast<long long>(offset), 0)) &&
+      m_FileAccess->ReadFile(handle, target, static_cast<unsigned int>(bytes), read);
+  m_FileAccess->CloseFile(handle, false);
+  return done;
 }
 
 void CCompressedSignalFileReader::ReduceInPlace(void* buffer, unsigned long long values,

@@ -43,17 +43,18 @@ class CCompressedSignalFileReader {
                               float samplingRate, CTmpRecordFile* tmpRecordFile,
                               double expectedDuration, SampleFormat_t blankFormat,
                               unsigned short partNumber);
-  // Closes any level file still open.
-  virtual ~CCompressedSignalFileReader();
+  virtual ~CCompressedSignalFileReader() = default;
   CCompressedSignalFileReader(const CCompressedSignalFileReader&) = delete;
   CCompressedSignalFileReader& operator=(const CCompressedSignalFileReader&) = delete;
 
-  // Whether the file of level 1 exists.
+  // Whether the file of level 1 exists. A finished part's answer is taken from
+  // its level table once that is known.
   bool LevelFileExists();
 
   // Chooses the coarsest level whose pairs still number at least the points
   // wanted, so that fewer than 32 pairs are read per point. `samples` 0 means the
-  // span times the rate. Refreshes the level table first.
+  // span times the rate. Refreshes the level table first; the table of a part
+  // that was finished when it was taken holds from then on.
   CompressedSignalPlan_t Plan(float start, float stop, unsigned long long points,
                               unsigned long long samples);
 
@@ -86,9 +87,6 @@ class CCompressedSignalFileReader {
   // smaller.
   void ReduceInPlace(void* buffer, unsigned long long values, unsigned long long wanted) const;
 
-  // Closes any level file left open.
-  void CloseLevelFiles();
-
   CompressStatus_t Status() const { return m_Status; }
   unsigned long long ResultSize() const { return m_ResultSize; }
   double Span() const { return m_Span; }
@@ -99,6 +97,7 @@ class CCompressedSignalFileReader {
   unsigned long long SampleSize() const { return m_SampleSize; }
   SampleFormat_t SampleFormat() const { return m_SampleFormat; }
   unsigned long long CompressionFactor() const { return m_CompressionFactor; }
+  unsigned short PartNumber() const { return m_PartNumber; }
   // The level table as the last refresh left it.
   std::size_t LevelCount() const { return m_Levels.size(); }
   unsigned long long LevelPairCount(std::size_t level) const;
@@ -108,17 +107,25 @@ class CCompressedSignalFileReader {
 
  private:
   struct Level {
-    unsigned int Handle = 0;  // open only during a read
     std::string Path;
     unsigned long long Pairs = 0;
     bool Missing = false;  // no file: reads give blank values
+    bool Held = false;     // Values holds the file, read whole
+    std::vector<unsigned char> Values;
   };
+
+  // Levels of a finished part up to this size are held in memory once read.
+  static constexpr unsigned long long kHeldLevelBytes = 16384;
 
   void RefreshLevels();
   // Index of the first value of `start` on a level of `divider`, even.
   unsigned long long FirstValue(float start, unsigned long long divider) const;
   unsigned char BlankByte() const;
-  void CloseLevel(Level& level);
+  // `bytes` of the level from `offset` into `target`; false unless all came.
+  bool ReadLevel(Level& level, unsigned long long offset, void* target, unsigned long long bytes);
+  // One open, seek, read and close of the level's file; false unless all came.
+  bool ReadFromFile(const Level& level, unsigned long long offset, void* target,
+                    unsigned long long bytes);
 
   float m_Start = 0.0f;
   float m_Stop = 0.0f;
@@ -145,6 +152,8 @@ class CCompressedSignalFileReader {
   double m_ExpectedDuration;
   SampleFormat_t m_BlankFormat;
   unsigned short m_PartNumber;
+  // The level table was taken of a finished part: its files no longer change.
+  bool m_LevelsFinal = false;
   std::vector<unsigned char> m_Scratch;  // level values or raw pairs before the final reduction
 };
 

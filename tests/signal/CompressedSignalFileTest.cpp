@@ -482,6 +482,56 @@ TEST(CompressedSignalFileTest, PartBeingRecordedIsMeasuredOthersAreEstimated) {
   EXPECT_FALSE(finished.InProgress());
 }
 
+TEST(CompressedSignalFileTest, FinishedPartIsReadOnceThePartBeingRecordedEveryTime) {
+  TempDir dir;
+  FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
+  WritePyramid(dir, store);
+  const std::vector<std::int16_t> level1 = ReadValues<std::int16_t>(LevelPath(dir, 1));
+  CTmpRecordFile tmp(dir.Path().string(), &store);
+  TAG_RECORD_INFO info;
+  info.AbsoluteDate = 1;
+  tmp.SetRecordInfo(info);
+  tmp.SetParts(0, 3);
+  ASSERT_TRUE(tmp.Write());
+  // 2048 pairs of level 1 per 64 s; one point per pair reads that level as it is.
+  const auto view = [](CCompressedSignalFileReader& reader, float start, float stop) {
+    const unsigned long long points = static_cast<unsigned long long>((stop - start) * 32.0f);
+    const CompressedSignalPlan_t plan = reader.Plan(start, stop, points, 0);
+    EXPECT_EQ(plan.Divider, 32u);
+    std::vector<std::int16_t> values(2 * points, 7);
+    EXPECT_TRUE(reader.LevelRequest(start, stop, points, plan));
+    EXPECT_EQ(reader.Get(values.data(), plan), CompressReady);
+    return values;
+  };
+  const auto levelSlice = [&](std::size_t from, std::size_t count) {
+    return std::vector<std::int16_t>(level1.begin() + from, level1.begin() + from + count);
+  };
+
+  // Part 2 is finished: its level is read on the first view only, and every
+  // later view, anywhere in the part, comes from what was read.
+  CCompressedSignalFileReader finished(dir.Path().string(), kPart, &store, 0, 2, Compact16, 1024.0f,
+                                       &tmp, 64.0, Compact16, 2);
+  const unsigned long opensBefore = store.Calls(FaultInjectingFileAccess::Open);
+  EXPECT_EQ(view(finished, 0.0f, 4.0f), levelSlice(0, 256));
+  EXPECT_EQ(store.Calls(FaultInjectingFileAccess::Open), opensBefore + 1);
+  EXPECT_EQ(view(finished, 60.0f, 64.0f), levelSlice(3840, 256));
+  EXPECT_EQ(view(finished, 10.0f, 12.0f), levelSlice(640, 128));
+  EXPECT_EQ(store.Calls(FaultInjectingFileAccess::Open), opensBefore + 1);
+
+  // Part 3 is being recorded: each view reads its file and sees it grow.
+  CCompressedSignalFileReader recording(dir.Path().string(), kPart, &store, 0, 2, Compact16,
+                                        1024.0f, &tmp, 64.0, Compact16, 3);
+  EXPECT_EQ(view(recording, 60.0f, 64.0f), levelSlice(3840, 256));
+  const std::vector<std::int16_t> more = {-3, 4, -5, 6};
+  {
+    std::ofstream out(LevelPath(dir, 1), std::ios::binary | std::ios::app);
+    out.write(reinterpret_cast<const char*>(more.data()), 8);
+  }
+  std::vector<std::int16_t> grown = levelSlice(3844, 252);
+  grown.insert(grown.end(), more.begin(), more.end());
+  EXPECT_EQ(view(recording, 60.0625f, 64.0625f), grown);
+}
+
 TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
   TempDir dir;
   FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
