@@ -1,0 +1,164 @@
+# Records a few seconds with "zsff record", then zooms with "zsff zoom": each
+# (min, max) pair of a span holds the extremes of its share of the samples that
+# "zsff read" gives; the JSON and the CSV forms carry the same pairs; a span that
+# runs past the last record gives a shorter answer; requests that can't be served
+# fail with one line.
+#   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenZoom.cmake
+
+cmake_minimum_required(VERSION 3.20)
+
+function(fail message)
+  message(FATAL_ERROR "${message}")
+endfunction()
+
+# A decimal number as an integer count of millionths, so that CMake's integer
+# arithmetic can compare values printed at different precisions. Exponent forms
+# only come out for magnitudes far below a millionth.
+function(to_micro value out)
+  if(value MATCHES "[eE]")
+    set(${out} 0 PARENT_SCOPE)
+    return()
+  endif()
+  if(NOT value MATCHES "^(-?)([0-9]+)\\.?([0-9]*)$")
+    fail("'${value}' is not a number")
+  endif()
+  set(sign "${CMAKE_MATCH_1}")
+  set(whole "${CMAKE_MATCH_2}")
+  string(SUBSTRING "${CMAKE_MATCH_3}000000" 0 6 fraction)
+  string(REGEX REPLACE "^0+([0-9])" "\\1" fraction "${fraction}")
+  math(EXPR micro "${sign}(${whole} * 1000000 + ${fraction})")
+  set(${out} ${micro} PARENT_SCOPE)
+endfunction()
+
+function(expect_near label got want)
+  math(EXPR difference "${got} - ${want}")
+  if(difference LESS -2 OR difference GREATER 2)
+    fail("${label}: ${got} against ${want} (millionths)")
+  endif()
+endfunction()
+
+function(zoom out)
+  execute_process(
+    COMMAND "${ZSFF}" zoom ${ARGN} "${measurement}"
+    RESULT_VARIABLE result OUTPUT_VARIABLE text ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    fail("zsff zoom ${ARGN} failed (${result}): ${err}")
+  endif()
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+set(measurement "${WORK_DIR}/measurement")
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+
+execute_process(
+  COMMAND "${ZSFF}" record --seconds 4 --records 2 --quiet "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff record failed (${result}): ${err}${out}")
+endif()
+
+# Channel 4 is noise in volts: every share of it has its own extremes. Half a
+# second from 1 s in 5 points of 5120 samples; a point's pair must be its share's.
+set(channel 4)
+set(points 5)
+set(share 5120)
+zoom(csv --channel ${channel} --start 1 --stop 1.5 --points ${points})
+string(REGEX MATCHALL "[^\n]+" rows "${csv}")
+list(POP_FRONT rows header)
+if(NOT header STREQUAL "point,time,min,max")
+  fail("zsff zoom prints the header '${header}'")
+endif()
+list(LENGTH rows count)
+if(NOT count EQUAL points)
+  fail("zsff zoom gives ${count} pairs for ${points} points")
+endif()
+
+execute_process(
+  COMMAND "${ZSFF}" read --channel ${channel} --start 1 --seconds 0.5 "${measurement}"
+  RESULT_VARIABLE result OUTPUT_VARIABLE samples ERROR_VARIABLE err)
+if(NOT result EQUAL 0)
+  fail("zsff read failed (${result}): ${err}")
+endif()
+string(REGEX MATCHALL "[^\n]+" samples "${samples}")
+set(index 0)
+foreach(line IN LISTS samples)
+  math(EXPR point "${index} / ${share}")
+  string(REGEX REPLACE "^[^,]*," "" value "${line}")
+  to_micro("${value}" value)
+  if(NOT DEFINED low_${point} OR value LESS low_${point})
+    set(low_${point} ${value})
+  endif()
+  if(NOT DEFINED high_${point} OR value GREATER high_${point})
+    set(high_${point} ${value})
+  endif()
+  math(EXPR index "${index} + 1")
+endforeach()
+math(EXPR wanted "${points} * ${share}")
+if(NOT index EQUAL wanted)
+  fail("zsff read gives ${index} samples for half a second")
+endif()
+
+set(point 0)
+foreach(row IN LISTS rows)
+  string(REPLACE "," ";" fields "${row}")
+  list(GET fields 0 number)
+  list(GET fields 2 low)
+  list(GET fields 3 high)
+  if(NOT number EQUAL point)
+    fail("row ${point} is numbered ${number}")
+  endif()
+  to_micro("${low}" low)
+  to_micro("${high}" high)
+  expect_near("minimum of point ${point}" ${low} ${low_${point}})
+  expect_near("maximum of point ${point}" ${high} ${high_${point}})
+  math(EXPR point "${point} + 1")
+endforeach()
+
+# The JSON form of the whole measurement holds what the CSV form holds.
+zoom(csv --channel ${channel} --points 40)
+zoom(json --channel ${channel} --points 40 --json)
+string(JSON pairs LENGTH "${json}" pairs)
+string(REGEX MATCHALL "[^\n]+" rows "${csv}")
+list(POP_FRONT rows header)
+list(LENGTH rows count)
+if(NOT pairs EQUAL count OR pairs GREATER 40 OR pairs LESS 36)
+  fail("40 points: ${pairs} pairs in JSON, ${count} rows in CSV")
+endif()
+math(EXPR last "${pairs} - 1")
+foreach(i RANGE ${last})
+  list(GET rows ${i} row)
+  string(REPLACE "," ";" fields "${row}")
+  list(GET fields 2 csv_low)
+  list(GET fields 3 csv_high)
+  string(JSON low GET "${json}" pairs ${i} 0)
+  string(JSON high GET "${json}" pairs ${i} 1)
+  foreach(value low high csv_low csv_high)
+    to_micro("${${value}}" ${value})
+  endforeach()
+  expect_near("JSON minimum of pair ${i}" ${low} ${csv_low})
+  expect_near("JSON maximum of pair ${i}" ${high} ${csv_high})
+  if(high LESS low)
+    fail("pair ${i}: maximum ${high} below minimum ${low}")
+  endif()
+endforeach()
+
+# A span twice as long as the measurement: the pairs of what there is.
+string(JSON stop GET "${json}" stop)
+zoom(long --channel ${channel} --stop 100 --points 40 --json)
+string(JSON long_pairs LENGTH "${long}" pairs)
+if(NOT long_pairs GREATER 0 OR long_pairs GREATER 20)
+  fail("a span of 100 s over ${stop} s of signal gives ${long_pairs} of 40 pairs")
+endif()
+
+# Requests that can't be served end with one line on stderr.
+foreach(request "--channel;999" "--start;2;--stop;1" "--points;0")
+  execute_process(
+    COMMAND "${ZSFF}" zoom ${request} "${measurement}"
+    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(result EQUAL 0 OR NOT err MATCHES "^zsff( zoom)?: [^\n]*\n$")
+    fail("zsff zoom ${request}: expected one error line, got (${result}) '${err}'")
+  endif()
+endforeach()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
