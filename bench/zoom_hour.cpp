@@ -173,9 +173,10 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.iterations == 0) continue;
-      m_Micros[run.run_name.str()] =
-          run.real_accumulated_time * 1e6 / static_cast<double>(run.iterations);
+      // Single runs, or the medians of repeated ones.
+      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+      if ((run.run_type != Run::RT_Iteration && !median) || run.iterations == 0) continue;
+      m_Micros[run.run_name.str()] = run.GetAdjustedRealTime();  // the benchmarks count in µs
     }
   }
   void Finalize() override {
