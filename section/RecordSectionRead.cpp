@@ -132,7 +132,9 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
   // What this read reports is what this read met.
   channel->m_LastError.clear();
 
-  const bool recording = IsRecordingNow();
+  // The process's record states know only its own recordings; a recording in
+  // another process shows by its channel's temporary record file.
+  const bool recording = IsRecordingNow() || channel->m_TmpRecordFile->Exists();
   if (!recording && !m_RecordingSeen) {
     // A finished record doesn't move: its information is loaded once.
     if (!channel->m_TmpRecordFile->IsValid()) {
