@@ -36,6 +36,7 @@ const Command* FindCommand(const std::string& name);
 int RunRecord(const std::vector<std::string>& args);
 int RunInfo(const std::vector<std::string>& args);
 int RunRead(const std::vector<std::string>& args);
+int RunFollow(const std::vector<std::string>& args);
 int RunZoom(const std::vector<std::string>& args);
 int RunPlot(const std::vector<std::string>& args);
 

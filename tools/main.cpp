@@ -30,6 +30,14 @@ const std::vector<Command>& Commands() {
        "  --f32, --f64  raw little-endian 32- or 64-bit floats instead of CSV (time,value)\n"
        "  FILE          where to write (default or \"-\": standard output)\n",
        RunRead},
+      {"follow", "[options] DIR",
+       "follow the last record of the measurement in DIR while another process records it",
+       "  --channel N   the channel number (default: the record's first channel)\n"
+       "  --analyzer A  the analyzer of the channel (default: any)\n"
+       "  --recorded    the recorded units instead of volts\n"
+       "  --interval S  seconds between polls (default 0.2)\n"
+       "  --timeout S   give up after S seconds, waiting included (default: never)\n",
+       RunFollow},
       {"zoom", "[options] DIR",
        "print the min/max pairs a display draws of one channel over all records",
        "  --channel N   the channel number (default: the first record's first channel)\n"

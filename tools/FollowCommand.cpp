@@ -1,0 +1,414 @@
+// zsff follow: a reader beside the recorder. It waits for the last record of a
+// measurement to be recorded (by "zsff record" or any host, in another process),
+// reads one channel's samples as they reach the disk, and prints at each poll how
+// far it has read, where the live end stands and what the reader's state is. A
+// ring that drops parts ahead of it makes it jump to the oldest data kept, as a
+// display would. It ends with the record, on Ctrl-C, or after --timeout.
+#include <signal.h>
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelId.h>
+#include <zsff/ChannelMetaData.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataRecord.h>
+#include <zsff/RecordId.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/TextConversion.h>
+#include <zsff/TmpRecordFile.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Arguments.h"
+#include "Commands.h"
+#include "Format.h"
+#include "OpenTree.h"
+
+namespace fs = std::filesystem;
+
+namespace zsff_tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Section = zsff::CAbstractRecordSection;
+
+// Polls in a row whose read fails before the failure is taken as final.
+constexpr int kFailuresInARow = 10;
+// Seconds of signal one poll reads at most, so that the lines keep coming while
+// a long stretch that is there already is read.
+constexpr double kMostSecondsAPoll = 10.0;
+
+volatile sig_atomic_t g_Interrupted = 0;
+
+void OnInterrupt(int) { g_Interrupted = 1; }
+
+void CatchInterrupts() {
+  struct sigaction action {};
+  action.sa_handler = OnInterrupt;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGTERM, &action, nullptr);
+}
+
+struct FollowOptions {
+  fs::path Directory;
+  long long Channel = -1;  // channel number; -1: the record's first channel
+  long long Analyzer = -1;
+  double Timeout = -1.0;  // seconds; -1: none
+  double Interval = 0.2;  // seconds between polls
+  bool Recorded = false;  // the recorded units instead of volts
+};
+
+const char* StateName(Section::ReadState_t state) {
+  switch (state) {
+    case Section::ReadStateLiveEnd:
+      return "live end";
+    case Section::ReadStateOvertaken:
+      return "overtaken";
+    case Section::ReadStateEnd:
+      return "end";
+    default:
+      return "inside";
+  }
+}
+
+// Why the follower stopped before the end of the record.
+enum Outcome_t { OutcomeEnd, OutcomeInterrupted, OutcomeTimedOut };
+
+class Follower {
+ public:
+  explicit Follower(const FollowOptions& options) : m_Options(options), m_Start(Clock::now()) {}
+  ~Follower() {
+    if (m_Tree && m_Handle != 0) m_Tree->CloseRecord(m_Handle, false);
+    zsff::CRecordSignalTree::CloseSignalTree(m_Tree);
+  }
+  Follower(const Follower&) = delete;
+  Follower& operator=(const Follower&) = delete;
+
+  int Run();
+
+ private:
+  // Waits until the last record of the measurement is being recorded, or the
+  // measurement is finished, and opens it on the channel to follow.
+  int WaitForRecord();
+  // Opens the record of `entry`; false (with the record closed again) while it
+  // hasn't started, or lacks the channel.
+  bool TryOpen(const zsff::MetaDataRecord& entry, std::string& why);
+  int Follow();
+  // Reads what has arrived, kMostSecondsAPoll at most; the samples read, with
+  // the library's text in `error` when a read failed.
+  unsigned long long ReadArrived(std::string& error);
+  // Moves the reader to the oldest sample the ring kept.
+  bool JumpToOldest();
+  // Whether the measurement file says that the record has stopped: a reader
+  // sees the end as soon as the recorder's files are complete, a moment before
+  // the recorder has written its stop into that file.
+  bool RecordStopped() const;
+  // Whether the measurement's ".zff" header is there: "zsff record" (like any
+  // host) keeps it while the measurement is unfinished, between records too.
+  bool MeasurementUnfinished() const;
+  bool Expired() const {
+    return m_Options.Timeout >= 0.0 &&
+           std::chrono::duration<double>(Clock::now() - m_Start).count() >= m_Options.Timeout;
+  }
+  void Pause() const {
+    std::this_thread::sleep_for(std::chrono::duration<double>(m_Options.Interval));
+  }
+  unsigned long long MostAPoll() const {
+    return static_cast<unsigned long long>(m_Rate * kMostSecondsAPoll);
+  }
+  int Summary(Outcome_t outcome);
+
+  const FollowOptions& m_Options;
+  Clock::time_point m_Start;
+  std::unique_ptr<zsff::CRecordSignalTree> m_Tree;
+  int m_Handle = 0;
+  unsigned short m_RecordNumber = 0;
+  zsff::CChannelID m_Channel;
+  double m_Rate = 0.0;
+  std::string m_Unit;
+  std::vector<float> m_Buffer;
+  // Where the reader stands, counted from the record's first sample (also when
+  // the ring has dropped it): the position form of a growing record.
+  unsigned long long m_Position = 0;
+  unsigned long long m_Read = 0;
+  unsigned long long m_Skipped = 0;
+  float m_Minimum = 0.0f;  // of the samples of the current poll
+  float m_Maximum = 0.0f;
+};
+
+bool Follower::MeasurementUnfinished() const {
+  const std::string base = zsff::WideToUtf8(m_Tree->RecordNameBase());
+  std::error_code ec;
+  return !base.empty() && fs::exists(m_Options.Directory / (base + ".zff"), ec);
+}
+
+bool Follower::RecordStopped() const {
+  std::vector<zsff::MetaDataRecord> records;
+  if (!m_Tree->GetRecordsVect(records)) return false;
+  for (const zsff::MetaDataRecord& entry : records) {
+    if (zsff::CRecordId(entry.RecordId()).RecordNumber() == m_RecordNumber) {
+      return !entry.Recording();
+    }
+  }
+  return false;
+}
+
+bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
+  const zsff::CRecordId id(entry.RecordId());
+  m_Handle = m_Tree->OpenRecord(id, zsff::CRecordSignalTree::TreeOpenDefault, 0);
+  if (m_Handle == 0) {
+    why = TreeError("the record can't be opened");
+    return false;
+  }
+  Section& section = m_Tree->wRecord(m_Handle);
+  std::vector<zsff::CChannelID> ids;
+  section.ListChannelsID(ids);
+  bool found = false;
+  for (const zsff::CChannelID& channel : ids) {
+    if (m_Options.Channel >= 0 && channel.ChannelNumber() != m_Options.Channel) continue;
+    if (m_Options.Analyzer >= 0 && channel.AnalyzerIndex() != m_Options.Analyzer) continue;
+    m_Channel = channel;
+    found = true;
+    break;
+  }
+  zsff::MetaDataContainer metaData;
+  zsff::TAG_RECORD_INFO info;
+  float rate = 0.0f;
+  const std::string record = "record " + std::to_string(id.RecordNumber());
+  if (!found) {
+    why = record + " has no such channel";
+  } else if (!section.ReadChannelMetaData(m_Channel, metaData, info, false) ||
+             !zsff::CMetaDataChannelReader(metaData).SamplingRate(rate) || rate <= 0.0f) {
+    why = record + ": the channel's metadata can't be read";
+  } else if (info.AbsoluteDate == 0 && entry.Recording()) {
+    // The channels come before the start, which stamps the record's date: a
+    // record without it has no samples and no part length yet.
+    why = record + " hasn't started";
+  } else {
+    why.clear();
+  }
+  if (!why.empty()) {
+    m_Tree->CloseRecord(m_Handle, false);
+    return false;
+  }
+  m_RecordNumber = id.RecordNumber();
+  m_Rate = rate;
+  std::u16string unit;
+  if (m_Options.Recorded && zsff::CMetaDataChannelReader(metaData).Unit(unit)) {
+    m_Unit = zsff::WideToUtf8(unit);
+  } else if (!m_Options.Recorded) {
+    m_Unit = "V";
+  }
+  std::u16string name;
+  zsff::CMetaDataChannelReader(metaData).Name(name);
+  std::printf("following record %u (%s), channel %d \"%s\" at %g Hz%s\n", m_RecordNumber,
+              zsff::WideToUtf8(section.RecordName()).c_str(), m_Channel.ChannelNumber(),
+              zsff::WideToUtf8(name).c_str(), m_Rate,
+              entry.Recording() ? "" : ", recorded already");
+  // A finished record opens on its first kept part; one still growing on its
+  // first part, from where the reader counts.
+  if (!entry.Recording()) {
+    m_Position =
+        section.SignalLengthSpl(m_Channel, true) - section.SignalLengthSpl(m_Channel, false);
+  }
+  return true;
+}
+
+int Follower::WaitForRecord() {
+  const std::string directory = m_Options.Directory.string();
+  bool told = false;
+  std::string why = "no measurement there yet";
+  for (;;) {
+    if (g_Interrupted)
+      return Fail("interrupted while waiting for a record in " + directory, ExitInterrupted);
+    if (!m_Tree) {
+      m_Tree = OpenForReading(m_Options.Directory);
+      if (!m_Tree) why = TreeError();
+    }
+    if (m_Tree) {
+      std::vector<zsff::MetaDataRecord> records;
+      if (!m_Tree->GetRecordsVect(records) || records.empty()) {
+        why = "no record yet";
+      } else if (!records.back().Recording() && MeasurementUnfinished()) {
+        why = "no record being recorded";  // between two records
+      } else if (TryOpen(records.back(), why)) {
+        return ExitOk;
+      }
+    }
+    if (Expired()) {
+      return Fail(Printf("gave up waiting for a record in %s after %g s: %s", directory.c_str(),
+                         m_Options.Timeout, why.c_str()));
+    }
+    if (!told) {
+      std::printf("waiting for a record in %s (%s)\n", directory.c_str(), why.c_str());
+      std::fflush(stdout);
+      told = true;
+    }
+    Pause();
+  }
+}
+
+unsigned long long Follower::ReadArrived(std::string& error) {
+  Section& section = m_Tree->wRecord(m_Handle);
+  const zsff::SampleReadMode_t mode =
+      m_Options.Recorded ? zsff::SampleReadRecorded : zsff::SampleReadVolt;
+  const unsigned long long most = MostAPoll();
+  unsigned long long got = 0;
+  // The read that reaches the end of a finished record also ends the reading.
+  while (got < most && section.State() != Section::SectionStopped) {
+    const unsigned long long read =
+        section.ReadSampleBlock(m_Channel, m_Buffer.data(), m_Buffer.size(), mode);
+    if (read == 0) {
+      error = zsff::WideToUtf8(section.LastErrorString());
+      break;
+    }
+    const auto range = std::minmax_element(m_Buffer.begin(), m_Buffer.begin() + read);
+    if (got == 0) {
+      m_Minimum = *range.first;
+      m_Maximum = *range.second;
+    } else {
+      m_Minimum = std::min(m_Minimum, *range.first);
+      m_Maximum = std::max(m_Maximum, *range.second);
+    }
+    got += read;
+  }
+  m_Read += got;
+  m_Position += got;
+  return got;
+}
+
+bool Follower::JumpToOldest() {
+  Section& section = m_Tree->wRecord(m_Handle);
+  const unsigned long long oldest =
+      section.SignalLengthSpl(m_Channel, true) - section.SignalLengthSpl(m_Channel, false);
+  std::printf("overtaken at %.3f s: the ring dropped the parts ahead; jumping to %.3f s\n",
+              static_cast<double>(m_Position) / m_Rate, static_cast<double>(oldest) / m_Rate);
+  // A seek counts from the record's first sample while the record grows, and
+  // from its first kept sample once it has stopped, which may have happened
+  // since the last look; the read position always counts from the first kept
+  // sample, so it tells which seek got there.
+  auto seek = [&](unsigned long long sample) {
+    return section.SetReadPosSpl(m_Channel, sample) && section.GetReadPosSpl(m_Channel) == 0;
+  };
+  if (!seek(oldest) && !seek(0)) return false;
+  if (oldest > m_Position) m_Skipped += oldest - m_Position;
+  m_Position = oldest;
+  return true;
+}
+
+int Follower::Follow() {
+  Section& section = m_Tree->wRecord(m_Handle);
+  m_Buffer.resize(std::max<std::size_t>(1024, static_cast<std::size_t>(m_Rate / 10.0)));
+  Section::ReadState_t last = Section::ReadStateNone;
+  bool first = true;
+  int failures = 0;  // polls in a row whose read failed
+  for (;;) {
+    if (g_Interrupted) return Summary(OutcomeInterrupted);
+    std::string error;
+    const unsigned long long got = ReadArrived(error);
+    if (got == 0 && !error.empty()) {
+      // The recorder rewrites a channel's metadata when it stops, and a reader
+      // that meets the file half written fails as if it were missing; the next
+      // poll finds it whole.
+      if (++failures >= kFailuresInARow) return Fail(error);
+      Pause();
+      continue;
+    }
+    failures = 0;
+    Section::ReadState_t state = Section::ReadStateNone;
+    section.EndOfReading(m_Channel, state);
+    if (got != 0 || state != last || first) {
+      const double liveEnd = static_cast<double>(section.SignalLengthSpl(m_Channel, true)) / m_Rate;
+      std::string range;
+      if (got != 0) range = Printf("  %.4g .. %.4g %s", m_Minimum, m_Maximum, m_Unit.c_str());
+      std::printf("%9.3f s %10llu samples  %-9s  signal to %.3f s%s\n",
+                  static_cast<double>(m_Position) / m_Rate, m_Read, StateName(state), liveEnd,
+                  range.c_str());
+      std::fflush(stdout);
+      last = state;
+      first = false;
+    }
+    if (state == Section::ReadStateOvertaken) {
+      if (!JumpToOldest()) {
+        return Fail("cannot jump to the oldest data kept: " +
+                    zsff::WideToUtf8(section.LastErrorString()));
+      }
+      continue;
+    }
+    if (state == Section::ReadStateEnd && RecordStopped()) return Summary(OutcomeEnd);
+    if (Expired()) return Summary(OutcomeTimedOut);
+    // A poll that filled its share reads on at once.
+    if (got < MostAPoll()) Pause();
+  }
+}
+
+int Follower::Summary(Outcome_t outcome) {
+  Section& section = m_Tree->wRecord(m_Handle);
+  const unsigned long long total = section.SignalLengthSpl(m_Channel, true);
+  const unsigned long long held = section.SignalLengthSpl(m_Channel, false);
+  std::string skipped;
+  if (m_Skipped != 0) {
+    skipped = Printf(", %llu skipped where the ring dropped them", m_Skipped);
+  }
+  const char* how = outcome == OutcomeEnd ? "to its end" : "until stopped";
+  std::printf(
+      "followed record %u %s: %llu samples read (%.3f s)%s; the record holds %llu samples\n",
+      m_RecordNumber, how, m_Read, static_cast<double>(m_Read) / m_Rate, skipped.c_str(), held);
+  std::fflush(stdout);
+  if (outcome == OutcomeInterrupted) return Fail("interrupted", ExitInterrupted);
+  if (outcome == OutcomeTimedOut) {
+    return Fail(Printf("gave up after %g s with record %u still being recorded", m_Options.Timeout,
+                       m_RecordNumber));
+  }
+  // Every sample from the first one read to the end went by the reader.
+  if (m_Position != total) {
+    return Fail(Printf("the reader ended at sample %llu of the record's %llu", m_Position, total));
+  }
+  return ExitOk;
+}
+
+int Follower::Run() {
+  CatchInterrupts();
+  if (const int code = WaitForRecord(); code != ExitOk) return code;
+  return Follow();
+}
+
+}  // namespace
+
+int RunFollow(const std::vector<std::string>& args) {
+  const Command& command = *FindCommand("follow");
+  Arguments arguments;
+  std::string error;
+  FollowOptions options;
+  if (!arguments.Parse(args,
+                       {{"channel", true},
+                        {"analyzer", true},
+                        {"timeout", true},
+                        {"interval", true},
+                        {"recorded", false}},
+                       error) ||
+      !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
+      !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error) ||
+      !arguments.GetDouble("timeout", 0.0, 1e9, options.Timeout, error) ||
+      !arguments.GetDouble("interval", 0.01, 60.0, options.Interval, error)) {
+    return UsageError(command, error);
+  }
+  if (arguments.Positional().size() != 1) {
+    return UsageError(command, arguments.Positional().empty() ? "which measurement directory?"
+                                                              : "one directory at a time");
+  }
+  options.Recorded = arguments.Has("recorded");
+  options.Directory = fs::absolute(arguments.Positional().front()).lexically_normal();
+  // "DIR/" names the directory too.
+  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  return Follower(options).Run();
+}
+
+}  // namespace zsff_tools
