@@ -20,6 +20,10 @@ const char16_t kUnableToRead[] = u"CRecordSection::ReadRawSampleBlock unable to 
 // channel, zeros as silence in any other.
 unsigned char FillerByte(SignalType_t type) { return type == Trigger ? 0xFF : 0x00; }
 
+// Bytes of raw samples or their values, whichever is wider, converted at a time:
+// what a core's second-level cache holds with room to spare.
+constexpr std::size_t kConvertPieceBytes = 128 * 1024;
+
 }  // namespace
 
 bool CChannel::SetReadPosition(double seconds) {
@@ -179,18 +183,69 @@ unsigned long long CChannel::ReadRawBlock(void* buffer, unsigned long long count
 
 unsigned long long CChannel::ReadConvertedBlock(void* buffer, unsigned long long count,
                                                 SampleReadMode_t mode) {
-  // The buffer only grows: a reading loop allocates once.
-  if (m_ConvertBuffer.size() < count * m_SampleSize) m_ConvertBuffer.resize(count * m_SampleSize);
-  const unsigned long long read = ReadRawBlock(m_ConvertBuffer.data(), count);
-  if (read == 0) return 0;
-  if (!m_TmpRecordFile->IsValid()) m_TmpRecordFile->Load();
-  // The read may have moved to a new part and a new reader; it carries the scaling.
-  if (!m_SignalFileReader ||
-      !ConvertSamples(m_ConvertBuffer.data(), m_SampleFormat, read, buffer, mode,
-                      *m_SignalFileReader, m_TmpRecordFile->RecordInfo())) {
-    return 0;
+  const std::size_t inSize = zsff::SampleSize(m_SampleFormat);
+  const std::size_t outSize = ReadModeSampleSize(mode);
+  if (inSize == 0 || outSize == 0 || inSize != m_SampleSize) {
+    // Nothing to convert into, or a sample size at odds with the format: the
+    // samples are still read, as the position says, into a buffer of our own.
+    if (m_ConvertBuffer.size() < count * m_SampleSize) m_ConvertBuffer.resize(count * m_SampleSize);
+    const unsigned long long read = ReadRawBlock(m_ConvertBuffer.data(), count);
+    if (read == 0) return 0;
+    if (!m_TmpRecordFile->IsValid()) m_TmpRecordFile->Load();
+    if (!m_SignalFileReader ||
+        !ConvertSamples(m_ConvertBuffer.data(), m_SampleFormat, read, buffer, mode,
+                        *m_SignalFileReader, m_TmpRecordFile->RecordInfo())) {
+      return 0;
+    }
+    return read;
   }
-  return read;
+
+  // Raw samples go straight into the caller's buffer, at its end, each just ahead
+  // of where its values go, and are converted in place front to back (see
+  // SampleConversion::Convert); only 64-bit samples read as 32-bit floats, which
+  // don't fit, pass through a buffer of our own.
+  unsigned char* const out = static_cast<unsigned char*>(buffer);
+  const bool staged = inSize > outSize;
+  unsigned char* const raw = staged ? nullptr : out + count * (outSize - inSize);
+
+  // Only 16-bit samples take the record information into the conversion; for the
+  // others it isn't looked up, which may go to the disk.
+  SampleConversion conversion;
+  const auto prepare = [this, mode, &conversion]() {
+    return m_SignalFileReader &&
+           conversion.Prepare(
+               m_SampleFormat, mode, *m_SignalFileReader,
+               m_SampleFormat == Compact16 ? m_TmpRecordFile->RecordInfo() : TAG_RECORD_INFO());
+  };
+  // A scaled read is converted piece by piece, each right after it was read and
+  // still in the cache: a second pass over a large buffer would go at the speed
+  // of memory. A read that only copies is one piece, read in place.
+  const bool copies = inSize == outSize && prepare() && conversion.Neutral();
+  const unsigned long long piece =
+      copies ? count
+             : std::max<unsigned long long>(kConvertPieceBytes / std::max(inSize, outSize), 1);
+  if (staged && m_ConvertBuffer.size() < std::min(piece, count) * inSize) {
+    m_ConvertBuffer.resize(std::min(piece, count) * inSize);
+  }
+
+  unsigned long long done = 0;
+  for (;;) {
+    const unsigned long long wanted = std::min(piece, count - done);
+    unsigned char* const samples = staged ? m_ConvertBuffer.data() : raw + done * inSize;
+    const unsigned long long read = ReadRawBlock(samples, wanted);
+    if (read == 0) {
+      // A failure after earlier pieces fails the whole read, as it would have in
+      // one piece; an end is what was read so far.
+      return m_LastError == kUnableToRead ? 0 : done;
+    }
+    if (!m_TmpRecordFile->IsValid()) m_TmpRecordFile->Load();
+    // The read may have moved to a new part and a new reader; it carries the
+    // scaling over from the one before.
+    if (!prepare()) return 0;
+    conversion.Convert(samples, read, out + done * outSize);
+    done += read;
+    if (read < wanted || done == count) return done;
+  }
 }
 
 bool CChannel::EndOfChannel(bool& live, bool& overtaken) const {
