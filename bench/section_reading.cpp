@@ -2,14 +2,18 @@
 // of its part files: 10 minutes of 32-bit floats at 51200 Hz in 64 s parts,
 // written once at start-up into a scratch directory, then read start to end in
 // blocks of 65536 samples as stored, as volts, and with plain read() of the same
-// part files in the same block size. The files sit in the page cache (every case
-// reads them before it is timed), so the figures are of the library's work.
+// part files in the same block size. Volts of a channel without a sensitivity
+// are the stored values; a second channel with a sensitivity and an offset
+// takes the arithmetic, in blocks of 65536 and in blocks of 4 MiB, larger than
+// a core's cache. The files sit in the page cache (every case reads them before
+// it is timed), so the figures are of the library's work.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
+#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <cmath>
@@ -31,8 +35,10 @@ constexpr float kRate = 51200.0f;
 constexpr double kSeconds = 600.0;
 constexpr unsigned long long kSamples = static_cast<unsigned long long>(kSeconds * kRate);
 constexpr unsigned long long kBlock = 65536;
+constexpr unsigned long long kLargeBlock = 1 << 20;
 const zsff::CRecordId kRecord(1000, 1);
 const zsff::CChannelID kChannel(1, 0, 77);
+const zsff::CChannelID kScaledChannel(2, 0, 77);
 
 class Record {
  public:
@@ -61,11 +67,15 @@ class Record {
                                                       m_Store.get());
     zsff::MetaDataContainer metaData;
     metaData.AddMetadata("SamplingRate", kRate);
+    zsff::MetaDataContainer scaledMetaData = metaData;
+    scaledMetaData.AddMetadata("Sensitivity", 0.5f);
+    scaledMetaData.AddMetadata("Offset", 0.25f);
     zsff::TAG_RECORD_INFO info;
     info.AbsoluteDate = 132000000000000000LL;
     if (!writer->AddChannel(kChannel, metaData) ||
+        !writer->AddChannel(kScaledChannel, scaledMetaData) ||
         !writer->ArmRecord(0.0, zsff::PartLengthShort, false) ||
-        !writer->StartRecord({{kChannel, info}})) {
+        !writer->StartRecord({{kChannel, info}, {kScaledChannel, info}})) {
       std::abort();
     }
     std::vector<float> block(kBlock);
@@ -74,17 +84,22 @@ class Record {
       for (unsigned long long i = 0; i < count; ++i) {
         block[i] = static_cast<float>(std::sin(static_cast<double>(done + i) * 0.001));
       }
-      if (!writer->WriteSampleBlock(kChannel, block.data(), count, true)) std::abort();
+      if (!writer->WriteSampleBlock(kChannel, block.data(), count, true) ||
+          !writer->WriteSampleBlock(kScaledChannel, block.data(), count, true)) {
+        std::abort();
+      }
     }
     if (!writer->StopRecord()) std::abort();
   }
 
-  // The signal part files, in time order ("Part_<n>.zrs"); the pyramid's files beside
-  // them are not read here.
+  // The signal part files of the unscaled channel, in time order ("Part_<n>.zrs");
+  // the pyramid's files beside them are not read here.
   void FindPartFiles() {
+    const std::string channelDirectory = zsff::WideToUtf8(kChannel.ToFilePath());
     for (unsigned short part = 0; part <= LastPart(); ++part) {
       for (const auto& entry : std::filesystem::recursive_directory_iterator(m_Scratch.Dir())) {
-        if (entry.path().filename() == "Part_" + std::to_string(part) + ".zrs")
+        if (entry.path().filename() == "Part_" + std::to_string(part) + ".zrs" &&
+            entry.path().parent_path().filename() == channelDirectory)
           m_PartFiles.push_back(entry.path().string());
       }
     }
@@ -107,11 +122,12 @@ constexpr long long kChannelBytes = static_cast<long long>(kSamples * sizeof(flo
 
 // The whole channel through the section, from its start to EndOfReading.
 template <typename Read>
-unsigned long long ReadChannel(zsff::CRecordSection& section, float* block, Read read) {
-  if (!section.SetReadPos(kChannel, 0.0)) return 0;
+unsigned long long ReadChannel(zsff::CRecordSection& section, const zsff::CChannelID& channel,
+                               float* block, Read read) {
+  if (!section.SetReadPos(channel, 0.0)) return 0;
   unsigned long long total = 0;
   zsff::CAbstractRecordSection::ReadState_t state;
-  while (!section.EndOfReading(kChannel, state)) {
+  while (!section.EndOfReading(channel, state)) {
     const unsigned long long got = read(section, block);
     if (got == 0) break;
     total += got;
@@ -121,15 +137,16 @@ unsigned long long ReadChannel(zsff::CRecordSection& section, float* block, Read
 }
 
 template <typename Read>
-void ThroughSection(benchmark::State& state, Read read) {
+void ThroughSection(benchmark::State& state, const zsff::CChannelID& channel,
+                    unsigned long long blockSize, Read read) {
   zsff::CRecordSection& section = TheRecord().Section();
-  std::vector<float> block(kBlock);
-  if (ReadChannel(section, block.data(), read) != kSamples) {  // warms the page cache
+  std::vector<float> block(blockSize);
+  if (ReadChannel(section, channel, block.data(), read) != kSamples) {  // warms the page cache
     state.SkipWithError("the channel did not read back whole");
     return;
   }
   for (auto _ : state) {
-    if (ReadChannel(section, block.data(), read) != kSamples) {
+    if (ReadChannel(section, channel, block.data(), read) != kSamples) {
       state.SkipWithError("the channel did not read back whole");
       break;
     }
@@ -139,15 +156,28 @@ void ThroughSection(benchmark::State& state, Read read) {
 }
 
 void BM_SectionRaw(benchmark::State& state) {
-  ThroughSection(state, [](zsff::CRecordSection& section, float* block) {
+  ThroughSection(state, kChannel, kBlock, [](zsff::CRecordSection& section, float* block) {
     return section.ReadRawSampleBlock(kChannel, block, kBlock);
   });
 }
 
 void BM_SectionVolts(benchmark::State& state) {
-  ThroughSection(state, [](zsff::CRecordSection& section, float* block) {
+  ThroughSection(state, kChannel, kBlock, [](zsff::CRecordSection& section, float* block) {
     return section.ReadSampleBlock(kChannel, block, kBlock, zsff::SampleReadVolt);
   });
+}
+
+void BM_SectionVoltsScaled(benchmark::State& state) {
+  ThroughSection(state, kScaledChannel, kBlock, [](zsff::CRecordSection& section, float* block) {
+    return section.ReadSampleBlock(kScaledChannel, block, kBlock, zsff::SampleReadVolt);
+  });
+}
+
+void BM_SectionVoltsScaledLarge(benchmark::State& state) {
+  ThroughSection(
+      state, kScaledChannel, kLargeBlock, [](zsff::CRecordSection& section, float* block) {
+        return section.ReadSampleBlock(kScaledChannel, block, kLargeBlock, zsff::SampleReadVolt);
+      });
 }
 
 long long ReadPlain(const std::vector<std::string>& files, float* block) {
@@ -186,6 +216,8 @@ void BM_PlainRead(benchmark::State& state) {
 BENCHMARK(BM_PlainRead)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_SectionRaw)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
 BENCHMARK(BM_SectionVolts)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_SectionVoltsScaled)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_SectionVoltsScaledLarge)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 // Prints the usual table, then each run's throughput in GB/s and the section's
 // reads as a share of the plain reads' (all move the same bytes per iteration).
