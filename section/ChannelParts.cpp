@@ -363,9 +363,8 @@ bool CChannel::OpenPart(PartKind_t kind, bool write, unsigned short part, bool r
     }
     Describe(*reader);
     reader->UpdateSignalLength();
-    m_SignalFileReader = std::move(reader);
 
-    if (!deleted && m_SignalFileReader->SignalFileExists()) {
+    if (!deleted && reader->SignalFileExists()) {
       state.PartMissing = false;
     } else {
       bool fails = false;
@@ -383,10 +382,13 @@ bool CChannel::OpenPart(PartKind_t kind, bool write, unsigned short part, bool r
         state.PartMissing = true;
       }
       if (fails) {
+        // The reader stays with the part it was reading: at the end of a record
+        // whose last part is full it still tells that its reading has ended.
         if (part < state.FirstPart) state.ReadPart = part;
         return false;
       }
     }
+    m_SignalFileReader = std::move(reader);
   }
 
   state.ReadPart = part;

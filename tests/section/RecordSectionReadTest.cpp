@@ -293,7 +293,8 @@ TYPED_TEST(RecordSectionReadFormats, SamplesComeBackExactlyAcrossPartsRawAndConv
   setup.uncompactOffset = -1.0f;
   // Two whole parts and a short third one.
   const unsigned long long total = 2 * kPart + 452;
-  const std::vector<unsigned char> written = RecordFinished<T>(tree, dir, store.get(), setup, total);
+  const std::vector<unsigned char> written =
+      RecordFinished<T>(tree, dir, store.get(), setup, total);
   ASSERT_TRUE(fs::exists(PartFile(dir, 2)));
 
   auto reader = OpenFinished(tree, dir, store.get(), 2);
@@ -417,6 +418,33 @@ TEST(RecordSectionRead, ShortPartEndsTheReadAndTheTwoSeekFormsDifferAtTheEnd) {
   EXPECT_EQ(reader->GetReadPosSpl(kOther), 0u);
 }
 
+TEST(RecordSectionRead, RecordEndingWithAFullPartReadsToItsEnd) {
+  TempDir dir;
+  auto store = std::make_shared<CLocalFileAccess>();
+  ReadingTree tree(store, dir.Wide());
+  const std::vector<unsigned char> written =
+      RecordFinished<float>(tree, dir, store.get(), ChannelSetup(), 2 * kPart);
+  ASSERT_FALSE(fs::exists(PartFile(dir, 2)));
+
+  auto reader = OpenFinished(tree, dir, store.get(), 1);
+  std::vector<unsigned char> read(written.size() + 400);
+  unsigned long long total = 0;
+  for (int guard = 0; guard < 100; ++guard) {
+    const unsigned long long got =
+        reader->ReadRawSampleBlock(kChannel, read.data() + total * 4, 100);
+    if (got == 0) break;
+    total += got;
+  }
+  // The part after the last one is never there: its absence is the end, not a failure.
+  ASSERT_EQ(total, 2 * kPart) << Narrow(reader->LastErrorString());
+  EXPECT_EQ(std::memcmp(read.data(), written.data(), written.size()), 0);
+  CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
+  EXPECT_TRUE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateEnd);
+  EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionStopped);
+  EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, read.data(), 1), 0u);
+}
+
 TEST(RecordSectionRead, OneFileRecordTimeSeekRefusesTheEndWhereTheSampleSeekStops) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
@@ -497,7 +525,8 @@ TEST(RecordSectionRead, ARecordingSectionRefusesReads) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
-  auto section = StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort);
+  auto section =
+      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort);
   const std::vector<unsigned char> block = Samples<float>(10, 0);
   ASSERT_TRUE(section->WriteSampleBlock(kChannel, block.data(), 10, false));
   float sample = 0.0f;
