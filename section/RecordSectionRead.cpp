@@ -134,7 +134,7 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
 
   // The process's record states know only its own recordings; a recording in
   // another process shows by its channel's temporary record file.
-  const bool recording = IsRecordingNow() || channel->m_TmpRecordFile->Exists();
+  bool recording = IsRecordingNow() || channel->m_TmpRecordFile->Exists();
   if (!recording && !m_RecordingSeen) {
     // A finished record doesn't move: its information is loaded once.
     if (!channel->m_TmpRecordFile->IsValid()) {
@@ -158,7 +158,11 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
             std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
               return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
             });
-        if (found != records.end()) {
+        if (found != records.end() && found->Recording()) {
+          // A recorder in another process deletes its temporary files before it
+          // enters the stop in the list: until then the record is still going.
+          recording = true;
+        } else if (found != records.end()) {
           const unsigned short first = CRecordId(found->RecordId()).PartNumber();
           const unsigned short last = found->LastPartNumber();
           for (const auto& entry : m_Channels) {

@@ -75,6 +75,15 @@ class ReadingTree {
     std::lock_guard<std::mutex> guard(m_Mutex);
     return m_Reading;
   }
+  // The measurement's record list, as the stops so far wrote it.
+  std::vector<MetaDataRecord> Records() {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    return m_Records;
+  }
+  void SetRecords(std::vector<MetaDataRecord> records) {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    m_Records = std::move(records);
+  }
 
  private:
   static ReadingTree& Self(const CRecordSignalTree& tree) {
@@ -600,6 +609,50 @@ TEST(RecordSectionRead, ReaderSeesTheLiveEndTheRingOvertakingItAndTheEnd) {
     more += read;
   }
   EXPECT_EQ(10 + more, 2 * kPart + 300);
+  EXPECT_TRUE(reader->EndOfReading(kChannel, state));
+  EXPECT_EQ(state, CAbstractRecordSection::ReadStateEnd);
+  EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionStopped);
+}
+
+TEST(RecordSectionRead, ReaderKeepsFollowingUntilTheRecordListHasTheStop) {
+  TempDir dir;
+  auto store = std::make_shared<CLocalFileAccess>();
+  ReadingTree tree(store, dir.Wide());
+  auto recorder =
+      StartRecording(tree, dir, store.get(), {kChannel}, ChannelSetup(), PartLengthShort);
+  const unsigned long long total = 3 * kPart + 100;
+  const std::vector<unsigned char> all = Samples<float>(total, 0);
+  ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
+  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+                                         CAbstractRecordSection::OpenRead, store.get(), true);
+  std::vector<unsigned char> read(all.size());
+  ASSERT_EQ(reader->ReadRawSampleBlock(kChannel, read.data(), 10), 10u);
+  ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data() + 10 * 4, total - 10, false));
+
+  // The recorder is done and its temporary files are gone, but the list still
+  // holds the entry made at the record's creation: a recorder in another process
+  // leaves it so until it enters the stop.
+  ASSERT_TRUE(recorder->StopRecord());
+  const std::vector<MetaDataRecord> stopped = tree.Records();
+  MetaDataRecord created;
+  created.setRecordId(kRecord.RecordId());
+  created.setRecording(true);
+  tree.SetRecords({created});
+  unsigned long long done = 10;
+  for (int guard = 0; guard < 100; ++guard) {
+    const unsigned long long got =
+        reader->ReadRawSampleBlock(kChannel, read.data() + done * 4, 700);
+    if (got == 0) break;
+    done += got;
+  }
+  ASSERT_EQ(done, total) << Narrow(reader->LastErrorString());
+  EXPECT_EQ(read, all);
+  EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionReading);
+
+  // The stop entered: the reading ends.
+  tree.SetRecords(stopped);
+  EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, read.data(), 10), 0u);
+  CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
   EXPECT_TRUE(reader->EndOfReading(kChannel, state));
   EXPECT_EQ(state, CAbstractRecordSection::ReadStateEnd);
   EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionStopped);
