@@ -4,7 +4,6 @@
 // far it has read, where the live end stands and what the reader's state is. A
 // ring that drops parts ahead of it makes it jump to the oldest data kept, as a
 // display would. It ends with the record, on Ctrl-C, or after --timeout.
-#include <signal.h>
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
@@ -27,6 +26,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Format.h"
+#include "Interrupts.h"
 #include "OpenTree.h"
 
 namespace fs = std::filesystem;
@@ -43,18 +43,6 @@ constexpr int kFailuresInARow = 10;
 // Seconds of signal one poll reads at most, so that the lines keep coming while
 // a long stretch that is there already is read.
 constexpr double kMostSecondsAPoll = 10.0;
-
-volatile sig_atomic_t g_Interrupted = 0;
-
-void OnInterrupt(int) { g_Interrupted = 1; }
-
-void CatchInterrupts() {
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
 
 struct FollowOptions {
   fs::path Directory;
@@ -226,7 +214,7 @@ int Follower::WaitForRecord() {
   bool told = false;
   std::string why = "no measurement there yet";
   for (;;) {
-    if (g_Interrupted)
+    if (Interrupted())
       return Fail("interrupted while waiting for a record in " + directory, ExitInterrupted);
     if (!m_Tree) {
       m_Tree = OpenForReading(m_Options.Directory);
@@ -310,7 +298,7 @@ int Follower::Follow() {
   bool first = true;
   int failures = 0;  // polls in a row whose read failed
   for (;;) {
-    if (g_Interrupted) return Summary(OutcomeInterrupted);
+    if (Interrupted()) return Summary(OutcomeInterrupted);
     std::string error;
     const unsigned long long got = ReadArrived(error);
     if (got == 0 && !error.empty()) {

@@ -4,7 +4,6 @@
 // StartRecord, WriteSampleBlock per channel and block, StopRecord; at the end the
 // header goes, which marks the measurement as finished. A run that dies on the
 // way leaves the header, and the library's end-up repairs the measurement.
-#include <signal.h>
 #include <zsff/zsff.h>
 
 #include <chrono>
@@ -18,6 +17,7 @@
 #include "Commands.h"
 #include "DemoMeasurement.h"
 #include "Format.h"
+#include "Interrupts.h"
 #include "OpenTree.h"
 #include "Progress.h"
 
@@ -31,8 +31,6 @@ namespace {
 // large enough that the per-call cost of the library doesn't show.
 constexpr std::size_t kBlockSamples = 5120;
 
-volatile sig_atomic_t g_Interrupted = 0;
-
 // Adds the time of its scope to a total.
 class LibraryTimer {
  public:
@@ -44,16 +42,6 @@ class LibraryTimer {
   std::chrono::steady_clock::duration& m_Total;
   std::chrono::steady_clock::time_point m_Start;
 };
-
-void OnInterrupt(int) { g_Interrupted = 1; }
-
-void CatchInterrupts() {
-  struct sigaction action {};
-  action.sa_handler = OnInterrupt;
-  sigemptyset(&action.sa_mask);
-  sigaction(SIGINT, &action, nullptr);
-  sigaction(SIGTERM, &action, nullptr);
-}
 
 // What the tree tells its host when a record stops: its length, parts and size.
 class StopListener : public zsff::CRecordSignalTree::CAbstractChangeStateCallBack {
@@ -260,7 +248,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   unsigned long long done = 0;
   int result = ExitOk;
   while (done < plan.Samples && result == ExitOk) {
-    if (g_Interrupted) {
+    if (Interrupted()) {
       result = ExitInterrupted;
       break;
     }

@@ -4,15 +4,7 @@
 # read as many samples as "zsff info" then says the record holds.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenFollow.cmake
 
-cmake_minimum_required(VERSION 3.20)
-
-function(fail message)
-  message(FATAL_ERROR "${message}")
-endfunction()
-
-set(measurement "${WORK_DIR}/measurement")
-file(REMOVE_RECURSE "${WORK_DIR}")
-file(MAKE_DIRECTORY "${WORK_DIR}")
+include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
 # The COMMANDs of one execute_process form a pipeline and run together; the
 # recorder prints nothing with --quiet, so follow's standard input stays unused.

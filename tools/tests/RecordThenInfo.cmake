@@ -4,17 +4,10 @@
 # up to the signal asked for, and no header left behind.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenInfo.cmake
 
-cmake_minimum_required(VERSION 3.20)
-
-function(fail message)
-  message(FATAL_ERROR "${message}")
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
 set(seconds 3)
 set(records 3)
-set(measurement "${WORK_DIR}/measurement")
-file(REMOVE_RECURSE "${WORK_DIR}")
-file(MAKE_DIRECTORY "${WORK_DIR}")
 
 execute_process(
   COMMAND "${ZSFF}" record --seconds ${seconds} --records ${records} "${measurement}"

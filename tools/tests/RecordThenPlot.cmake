@@ -4,15 +4,7 @@
 # one line on standard output naming the file written.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenPlot.cmake
 
-cmake_minimum_required(VERSION 3.20)
-
-function(fail message)
-  message(FATAL_ERROR "${message}")
-endfunction()
-
-set(measurement "${WORK_DIR}/measurement")
-file(REMOVE_RECURSE "${WORK_DIR}")
-file(MAKE_DIRECTORY "${WORK_DIR}")
+include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
 execute_process(
   COMMAND "${ZSFF}" record --quiet --seconds 3 --records 2 "${measurement}"

@@ -5,15 +5,7 @@
 # one line.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenRead.cmake
 
-cmake_minimum_required(VERSION 3.20)
-
-function(fail message)
-  message(FATAL_ERROR "${message}")
-endfunction()
-
-set(measurement "${WORK_DIR}/measurement")
-file(REMOVE_RECURSE "${WORK_DIR}")
-file(MAKE_DIRECTORY "${WORK_DIR}")
+include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
 execute_process(
   COMMAND "${ZSFF}" record --seconds 2 --records 1 --quiet "${measurement}"
@@ -79,13 +71,6 @@ if(NOT span_samples EQUAL 25600 OR NOT text MATCHES "^0\\.500000000,")
 endif()
 
 # Requests that can't be served end with one line on stderr.
-foreach(request "--channel;999" "--record;99" "--start;9999")
-  execute_process(
-    COMMAND "${ZSFF}" read ${request} "${measurement}"
-    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(result EQUAL 0 OR NOT err MATCHES "^zsff: [^\n]*\n$")
-    fail("zsff read ${request}: expected one error line, got (${result}) '${err}'")
-  endif()
-endforeach()
+expect_refusals(read "--channel 999" "--record 99" "--start 9999")
 
 file(REMOVE_RECURSE "${WORK_DIR}")

@@ -5,11 +5,7 @@
 # fail with one line.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenZoom.cmake
 
-cmake_minimum_required(VERSION 3.20)
-
-function(fail message)
-  message(FATAL_ERROR "${message}")
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
 # A decimal number as an integer count of millionths, so that CMake's integer
 # arithmetic can compare values printed at different precisions. Exponent forms
@@ -46,10 +42,6 @@ function(zoom out)
   endif()
   set(${out} "${text}" PARENT_SCOPE)
 endfunction()
-
-set(measurement "${WORK_DIR}/measurement")
-file(REMOVE_RECURSE "${WORK_DIR}")
-file(MAKE_DIRECTORY "${WORK_DIR}")
 
 execute_process(
   COMMAND "${ZSFF}" record --seconds 4 --records 2 --quiet "${measurement}"
@@ -152,13 +144,6 @@ if(NOT long_pairs GREATER 0 OR long_pairs GREATER 20)
 endif()
 
 # Requests that can't be served end with one line on stderr.
-foreach(request "--channel;999" "--start;2;--stop;1" "--points;0")
-  execute_process(
-    COMMAND "${ZSFF}" zoom ${request} "${measurement}"
-    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(result EQUAL 0 OR NOT err MATCHES "^zsff( zoom)?: [^\n]*\n$")
-    fail("zsff zoom ${request}: expected one error line, got (${result}) '${err}'")
-  endif()
-endforeach()
+expect_refusals(zoom "--channel 999" "--start 2 --stop 1" "--points 0")
 
 file(REMOVE_RECURSE "${WORK_DIR}")

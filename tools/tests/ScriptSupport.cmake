@@ -1,0 +1,27 @@
+# What the zsff tool's test scripts share: failing with a message, a fresh
+# scratch directory with the measurement's path in it, and the check that
+# requests a command can't serve are refused with one line.
+
+cmake_minimum_required(VERSION 3.20)
+
+function(fail message)
+  message(FATAL_ERROR "${message}")
+endfunction()
+
+set(measurement "${WORK_DIR}/measurement")
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+
+# Each further argument is one request of `command` on the measurement, its
+# options separated by spaces; each must fail with a single line on stderr.
+function(expect_refusals command)
+  foreach(request IN LISTS ARGN)
+    separate_arguments(options UNIX_COMMAND "${request}")
+    execute_process(
+      COMMAND "${ZSFF}" ${command} ${options} "${measurement}"
+      RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+    if(result EQUAL 0 OR NOT err MATCHES "^zsff( ${command})?: [^\n]*\n$")
+      fail("zsff ${command} ${request}: expected one error line, got (${result}) '${err}'")
+    endif()
+  endforeach()
+endfunction()
