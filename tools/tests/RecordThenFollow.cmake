@@ -38,20 +38,9 @@ endif()
 set(followed ${CMAKE_MATCH_1})
 set(held ${CMAKE_MATCH_2})
 
-execute_process(
-  COMMAND "${ZSFF}" info --json "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff info --json failed (${result}): ${err}")
-endif()
+info_json(json)
 string(JSON duration GET "${json}" records 0 channels 0 duration)
-# The demo's rate is 51200 Hz, 51.2 samples a millisecond; CMake counts in
-# integers, so the duration is taken apart in milliseconds.
-string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${duration}")
-list(GET parts 0 whole)
-list(GET parts 1 fraction)
-string(SUBSTRING "${fraction}000" 0 3 fraction)
-math(EXPR expected "(${whole} * 1000 + 1${fraction} - 1000) * 512 / 10")
+demo_samples(${duration} expected)
 if(NOT followed EQUAL expected OR NOT held EQUAL expected)
   fail("follow read ${followed} samples of the ${held} it says the record holds; "
        "info says ${duration} s: ${expected}\n${out}")

@@ -27,12 +27,7 @@ if(result EQUAL 0 OR NOT err MATCHES "^zsff: [^\n]*\n$")
   fail("recording into a used directory: expected one error line, got (${result}) '${err}'")
 endif()
 
-execute_process(
-  COMMAND "${ZSFF}" info --json "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff info --json failed (${result}): ${err}")
-endif()
+info_json(json)
 
 string(JSON unfinished GET "${json}" unfinished)
 if(unfinished)

@@ -13,21 +13,10 @@ execute_process(
 if(NOT result EQUAL 0)
   fail("zsff record failed (${result}): ${err}${out}")
 endif()
-execute_process(
-  COMMAND "${ZSFF}" info --json "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff info --json failed (${result}): ${err}")
-endif()
+info_json(json)
 string(JSON duration GET "${json}" records 0 channels 0 duration)
 string(JSON number GET "${json}" records 0 channels 0 number)
-# The demo's rate is 51200 Hz, 51.2 samples a millisecond; CMake counts in
-# integers, so the duration is taken apart in milliseconds.
-string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${duration}")
-list(GET parts 0 whole)
-list(GET parts 1 fraction)
-string(SUBSTRING "${fraction}000" 0 3 fraction)
-math(EXPR expected "(${whole} * 1000 + 1${fraction} - 1000) * 512 / 10")
+demo_samples(${duration} expected)
 
 # The whole first channel in each form.
 execute_process(

@@ -25,3 +25,26 @@ function(expect_refusals command)
     endif()
   endforeach()
 endfunction()
+
+# "zsff info --json" of the measurement into `out`.
+function(info_json out)
+  execute_process(
+    COMMAND "${ZSFF}" info --json "${measurement}"
+    RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    fail("zsff info --json failed (${result}): ${err}")
+  endif()
+  set(${out} "${json}" PARENT_SCOPE)
+endfunction()
+
+# The samples a demo channel of `seconds` holds. The demo's rate is 51200 Hz,
+# 51.2 samples a millisecond; CMake counts in integers, so the seconds are taken
+# apart in milliseconds.
+function(demo_samples seconds out)
+  string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${seconds}")
+  list(GET parts 0 whole)
+  list(GET parts 1 fraction)
+  string(SUBSTRING "${fraction}000" 0 3 fraction)
+  math(EXPR samples "(${whole} * 1000 + 1${fraction} - 1000) * 512 / 10")
+  set(${out} ${samples} PARENT_SCOPE)
+endfunction()
