@@ -1,12 +1,17 @@
 // The zoomer on a measurement still being recorded: a running record as long as
 // the request, its unrecorded seconds as NaN pairs, the rebinding when it stops,
 // and a ring whose window each display context holds until it is reset.
+#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordZoomer.h>
+#include <zsff/TmpRecordFile.h>
 
 #include <cmath>
+#include <filesystem>
 #include <vector>
 
 #include "zoom/ZoomTestSupport.h"
+
+namespace fs = std::filesystem;
 
 using namespace zsff;
 using namespace zsff_test;
@@ -105,6 +110,44 @@ TEST_F(RecordZoomerTest, RingWindowHeldPerContextUntilReset) {
   CRecordZoomer copy(zoomer);
   ASSERT_TRUE(copy.GetCompressedSignal(kChannel, 0.0f, 20.0f, 40, true, 3, held));
   ExpectView(held, 0, 40, axis, 11.0, 31.0, "copy");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(RecordZoomerTest, RunningRecordWithoutItsFirstPartStartsWithZeros) {
+  int running = StartRecord(0.0, PartLengthAuto);
+  ASSERT_EQ(tree->wRecord(running).PartLength(), 640.0);
+  Write(running, 1286, 0);
+  // The record's first part is erased while it is recorded: its files go, and the
+  // temporary record file says the parts now begin at 1.
+  fs::path channel;
+  for (const auto& entry : fs::recursive_directory_iterator(m_Dir.Path())) {
+    if (entry.path().filename() == "TmpRecord.zrm") channel = entry.path().parent_path();
+  }
+  for (const char* name : {"Part_0.zrs", "Part_0_1.zpr", "Part_0_2.zpr", "Part_0_3.zpr"}) {
+    ASSERT_TRUE(fs::remove(channel / name)) << name;
+  }
+  CLocalFileAccess store;
+  CTmpRecordFile tmp(channel.string(), &store);
+  ASSERT_TRUE(tmp.Read());
+  tmp.SetParts(1, 2);
+  ASSERT_TRUE(tmp.Write());
+
+  // 1400 s in 140 points: the 640 s erased come first as zeros, the 114 s not yet
+  // recorded last as NaN, and what the record holds in between.
+  CRecordZoomer zoomer;
+  ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
+  std::vector<float> view;
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 0.0f, 1400.0f, 140, false, 0, view));
+  ASSERT_EQ(view.size(), 280u);
+  for (std::size_t i = 0; i < 128; ++i) ASSERT_EQ(view[i], 0.0f) << i;
+  std::size_t end = 128;
+  while (end < view.size() && !std::isnan(view[end])) ++end;
+  ASSERT_GT(end, 128u + 2 * 60);
+  for (std::size_t i = end; i < view.size(); ++i) EXPECT_TRUE(std::isnan(view[i])) << i;
+  ExpectView(view, 64, (end - 128) / 2, axis, 640.0, 1286.0, "kept parts");
 }
 
 }  // namespace
