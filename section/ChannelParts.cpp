@@ -270,6 +270,8 @@ std::unique_ptr<CCompressedSignalFileReader> CChannel::TakePyramidReader(unsigne
   // is the one the next sweep wants last.
   constexpr std::size_t kParkedReaders = 256;
   if (m_CompressedSignalFileReader) {
+    // A view's working memory would add up over hundreds of parts.
+    m_CompressedSignalFileReader->ForgetRequest();
     m_ParkedPyramidReaders.push_back(std::move(m_CompressedSignalFileReader));
     if (m_ParkedPyramidReaders.size() > kParkedReaders) {
       m_ParkedPyramidReaders.erase(m_ParkedPyramidReaders.begin());

@@ -345,6 +345,13 @@ bool CCompressedSignalFileReader::ReadFromFile(const Level& level, unsigned long
   return done;
 }
 
+void CCompressedSignalFileReader::ForgetRequest() {
+  m_Status = CompressFailed;
+  m_ResultSize = 0;
+  std::vector<unsigned char>().swap(m_Result);
+  std::vector<unsigned char>().swap(m_Scratch);
+}
+
 void CCompressedSignalFileReader::ReduceInPlace(void* buffer, unsigned long long values,
                                                 unsigned long long wanted) const {
   if (wanted >= values) return;

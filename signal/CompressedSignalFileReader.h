@@ -82,6 +82,10 @@ class CCompressedSignalFileReader {
   // or a plan without divider, returns the status as it stands.
   CompressStatus_t Get(void* destination, const CompressedSignalPlan_t& plan);
 
+  // Drops the last request, its result and its working memory; what was learnt
+  // of the level files stays. For a reader put aside until its part is wanted again.
+  void ForgetRequest();
+
   // Reduces `values` values of `buffer` in place to `wanted` values (pairs to
   // fewer pairs), in the reader's format. Nothing happens when `wanted` isn't
   // smaller.
