@@ -140,9 +140,10 @@ std::vector<DemoChannel> MakeDemoChannels(std::size_t maxBlock) {
   add({u"Reference", "SIDouble", "Dynamic", u"Voltage", u"V", 1.0f, 2.0f}, zsff::SIDouble, 1.0,
       std::move(reference));
 
-  // One pulse per revolution at 1500 rpm.
+  // One pulse per revolution at 1500 rpm. A trigger channel is on from 0 V up,
+  // so it rests below 0.
   add({u"Trigger", "SIFloat", "Trigger", u"Voltage", u"V", 1.0f, 10.0f}, zsff::SIFloat, 1.0,
-      std::make_unique<PulseGenerator>(rate, 60.0 / 1500.0, 0.0005, 5.0));
+      std::make_unique<PulseGenerator>(rate, 60.0 / 1500.0, 0.0005, 5.0, -5.0));
   return channels;
 }
 
