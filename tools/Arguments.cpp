@@ -10,16 +10,16 @@ namespace zsff_tools {
 
 namespace {
 
-const OptionSpec* Find(const std::vector<OptionSpec>& specs, const std::string& name) {
-  for (const OptionSpec& spec : specs) {
-    if (name == spec.Name) return &spec;
+const OptionRule* Find(const std::vector<OptionRule>& rules, const std::string& name) {
+  for (const OptionRule& rule : rules) {
+    if (name == rule.Name) return &rule;
   }
   return nullptr;
 }
 
 }  // namespace
 
-bool Arguments::Parse(const std::vector<std::string>& args, const std::vector<OptionSpec>& specs,
+bool Arguments::Parse(const std::vector<std::string>& args, const std::vector<OptionRule>& rules,
                       std::string& error) {
   m_Options.clear();
   m_Positional.clear();
@@ -37,12 +37,12 @@ bool Arguments::Parse(const std::vector<std::string>& args, const std::vector<Op
     const std::size_t equals = word.find('=');
     const std::string name =
         word.substr(2, equals == std::string::npos ? std::string::npos : equals - 2);
-    const OptionSpec* spec = Find(specs, name);
-    if (spec == nullptr) {
+    const OptionRule* rule = Find(rules, name);
+    if (rule == nullptr) {
       error = "unknown option --" + name;
       return false;
     }
-    if (!spec->TakesValue) {
+    if (!rule->TakesValue) {
       if (equals != std::string::npos) {
         error = "option --" + name + " takes no value";
         return false;

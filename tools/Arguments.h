@@ -10,7 +10,7 @@
 
 namespace zsff_tools {
 
-struct OptionSpec {
+struct OptionRule {
   const char* Name;  // without the leading "--"
   bool TakesValue;
 };
@@ -20,7 +20,7 @@ class Arguments {
   // Splits `args` (the words after the command's name). "--" ends the options.
   // False with `error` set for an unknown option, a flag given a value, or an
   // option missing its value.
-  bool Parse(const std::vector<std::string>& args, const std::vector<OptionSpec>& specs,
+  bool Parse(const std::vector<std::string>& args, const std::vector<OptionRule>& rules,
              std::string& error);
 
   bool Has(const std::string& name) const { return m_Options.count(name) != 0; }

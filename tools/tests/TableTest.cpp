@@ -63,18 +63,18 @@ TEST(Format, SizesRatesClocksAndDates) {
 }
 
 TEST(Arguments, OptionsInBothFormsFlagsAndErrors) {
-  const std::vector<OptionSpec> specs = {{"seconds", true}, {"json", false}};
+  const std::vector<OptionRule> rules = {{"seconds", true}, {"json", false}};
   Arguments args;
   std::string error;
   ASSERT_TRUE(
-      args.Parse({"dir", "--seconds", "2.5", "--json", "--", "--not-an-option"}, specs, error));
+      args.Parse({"dir", "--seconds", "2.5", "--json", "--", "--not-an-option"}, rules, error));
   EXPECT_EQ(args.Positional(), (std::vector<std::string>{"dir", "--not-an-option"}));
   EXPECT_TRUE(args.Has("json"));
   double seconds = 120.0;
   EXPECT_TRUE(args.GetDouble("seconds", 0.1, 10.0, seconds, error));
   EXPECT_EQ(seconds, 2.5);
 
-  ASSERT_TRUE(args.Parse({"--seconds=7"}, specs, error));
+  ASSERT_TRUE(args.Parse({"--seconds=7"}, rules, error));
   long long whole = 0;
   EXPECT_TRUE(args.GetInteger("seconds", 1, 10, whole, error));
   EXPECT_EQ(whole, 7);
@@ -83,17 +83,17 @@ TEST(Arguments, OptionsInBothFormsFlagsAndErrors) {
   EXPECT_FALSE(args.GetDouble("seconds", 0.1, 5.0, seconds, error));
   EXPECT_EQ(seconds, 1.0);
   EXPECT_NE(error.find("--seconds"), std::string::npos);
-  ASSERT_TRUE(args.Parse({"--seconds=7x"}, specs, error));
+  ASSERT_TRUE(args.Parse({"--seconds=7x"}, rules, error));
   EXPECT_FALSE(args.GetInteger("seconds", 1, 10, whole, error));
-  ASSERT_TRUE(args.Parse({}, specs, error));
+  ASSERT_TRUE(args.Parse({}, rules, error));
   EXPECT_TRUE(args.GetInteger("seconds", 1, 10, whole, error));  // absent: default kept
   EXPECT_EQ(whole, 7);
 
-  EXPECT_FALSE(args.Parse({"--secs", "1"}, specs, error));
+  EXPECT_FALSE(args.Parse({"--secs", "1"}, rules, error));
   EXPECT_EQ(error, "unknown option --secs");
-  EXPECT_FALSE(args.Parse({"--json=yes"}, specs, error));
+  EXPECT_FALSE(args.Parse({"--json=yes"}, rules, error));
   EXPECT_EQ(error, "option --json takes no value");
-  EXPECT_FALSE(args.Parse({"--seconds"}, specs, error));
+  EXPECT_FALSE(args.Parse({"--seconds"}, rules, error));
   EXPECT_EQ(error, "option --seconds needs a value");
 }
 
