@@ -312,6 +312,10 @@ class CChannel {
   bool RefreshFromMetaData(unsigned long long dataSize);
   // Reads scaling keys of the metadata into the reader.
   void ApplyScaling(const MetaDataContainer& metaData);
+  // Opens `part` for reading unless it is the current one, and puts the reader
+  // `inPart` samples into it; a part that doesn't open leaves the reader on the
+  // part it was reading when `wasOpen`.
+  bool SeekInPart(unsigned short part, unsigned long long inPart, bool wasOpen);
   // The raw-sample piece of a compressed request; puts a reader that was open
   // back where it stood.
   bool RequestCompressedFromSamples(unsigned short part, float start, float stop,

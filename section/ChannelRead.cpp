@@ -45,17 +45,8 @@ bool CChannel::SetReadPosition(double seconds) {
       static_cast<unsigned short>(static_cast<double>(sample) / perPart + 0.001);
   const unsigned short part = static_cast<unsigned short>(index + base);
 
-  if (part != state.ReadPart) {
-    const unsigned short previous = state.ReadPart;
-    if (!OpenPart(PartKindSignal, false, part, true)) {
-      if (wasOpen) OpenPart(PartKindSignal, false, previous, true);
-      return false;
-    }
-  }
   const double inPart = static_cast<double>(sample) - static_cast<double>(index) * perPart;
-  state.ReadInPart = static_cast<unsigned long long>(std::max(inPart, 0.0) + 0.001);
-  if (state.PartMissing) return true;
-  return m_SignalFileReader->SetReadPosSpl(state.ReadInPart);
+  return SeekInPart(part, static_cast<unsigned long long>(std::max(inPart, 0.0) + 0.001), wasOpen);
 }
 
 bool CChannel::SetReadPositionSpl(unsigned long long sample) {
@@ -78,6 +69,15 @@ bool CChannel::SetReadPositionSpl(unsigned long long sample) {
       static_cast<unsigned short>(static_cast<double>(position) / perPart + 0.00001);
   const unsigned short part = static_cast<unsigned short>(index + base);
 
+  // No floor at 0 here, unlike the time form.
+  return SeekInPart(part,
+                    static_cast<unsigned long long>(
+                        position - static_cast<long long>(static_cast<double>(index) * perPart)),
+                    wasOpen);
+}
+
+bool CChannel::SeekInPart(unsigned short part, unsigned long long inPart, bool wasOpen) {
+  ChannelPartState_t& state = m_SignalParts;
   if (part != state.ReadPart) {
     const unsigned short previous = state.ReadPart;
     if (!OpenPart(PartKindSignal, false, part, true)) {
@@ -85,9 +85,7 @@ bool CChannel::SetReadPositionSpl(unsigned long long sample) {
       return false;
     }
   }
-  // No floor at 0 here, unlike the time form.
-  state.ReadInPart = static_cast<unsigned long long>(
-      position - static_cast<long long>(static_cast<double>(index) * perPart));
+  state.ReadInPart = inPart;
   if (state.PartMissing) return true;
   return m_SignalFileReader->SetReadPosSpl(state.ReadInPart);
 }
