@@ -156,16 +156,7 @@ bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
     return false;
   }
   Section& section = m_Tree->wRecord(m_Handle);
-  std::vector<zsff::CChannelID> ids;
-  section.ListChannelsID(ids);
-  bool found = false;
-  for (const zsff::CChannelID& channel : ids) {
-    if (m_Options.Channel >= 0 && channel.ChannelNumber() != m_Options.Channel) continue;
-    if (m_Options.Analyzer >= 0 && channel.AnalyzerIndex() != m_Options.Analyzer) continue;
-    m_Channel = channel;
-    found = true;
-    break;
-  }
+  const bool found = PickChannel(section, m_Options.Channel, m_Options.Analyzer, m_Channel);
   zsff::MetaDataContainer metaData;
   zsff::TAG_RECORD_INFO info;
   float rate = 0.0f;
@@ -393,9 +384,7 @@ int RunFollow(const std::vector<std::string>& args) {
                                                               : "one directory at a time");
   }
   options.Recorded = arguments.Has("recorded");
-  options.Directory = fs::absolute(arguments.Positional().front()).lexically_normal();
-  // "DIR/" names the directory too.
-  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  options.Directory = MeasurementDirectory(arguments.Positional().front());
   return Follower(options).Run();
 }
 

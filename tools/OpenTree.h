@@ -1,7 +1,10 @@
 // Opening a recorded measurement for the commands that look at its samples
-// (read, zoom, plot), and closing it however such a command ends.
+// (read, follow, zoom, plot), finding the channel they are asked for, and
+// closing the measurement however such a command ends.
 #pragma once
 
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelId.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/RecordZoomer.h>
 
@@ -10,6 +13,16 @@
 #include <string>
 
 namespace zsff_tools {
+
+// The measurement directory a command line names, absolute; "DIR/" names DIR.
+std::filesystem::path MeasurementDirectory(const std::string& argument);
+
+// Whether `id` passes the --channel and --analyzer filters of a command (-1: any).
+bool ChannelMatches(const zsff::CChannelID& id, long long channel, long long analyzer);
+
+// The first channel of `section` that passes the filters; false when none does.
+bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel, long long analyzer,
+                 zsff::CChannelID& out);
 
 // The tree's last error text (which the library hands out once), or `fallback`
 // when it gave none.

@@ -74,9 +74,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
     return UsageError(command, positional.empty() ? "which measurement directory?"
                                                   : "one measurement directory only");
   }
-  options.Directory = fs::absolute(positional[0]).lexically_normal();
-  // "DIR/" names the directory too.
-  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  options.Directory = MeasurementDirectory(positional[0]);
   const std::string out = arguments.Value("out");
   if (arguments.Has("out") && out.empty()) return UsageError(command, "--out needs a file name");
   options.Out = out.empty() ? fs::path(options.Directory.string() + ".png") : fs::path(out);
@@ -104,8 +102,7 @@ bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
   tree.rRecord(handle).ListChannelsID(all);
   for (std::size_t index = 0; index < all.size(); ++index) {
     const zsff::CChannelID& id = all[index];
-    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
-    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
+    if (!ChannelMatches(id, options.Channel, options.Analyzer)) continue;
     zsff::MetaDataContainer metaData;
     zsff::TAG_RECORD_INFO recordInfo{};
     PlotChannel channel;

@@ -52,19 +52,6 @@ struct OpenMeasurement {
   }
 };
 
-bool PickChannel(const zsff::CAbstractRecordSection& section, const ReadOptions& options,
-                 zsff::CChannelID& out) {
-  std::vector<zsff::CChannelID> ids;
-  section.ListChannelsID(ids);
-  for (const zsff::CChannelID& id : ids) {
-    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
-    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
-    out = id;
-    return true;
-  }
-  return false;
-}
-
 int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, float rate,
            const ReadOptions& options, std::FILE* out, unsigned long long& written) {
   const bool wide = options.Form != OutputFloat32;
@@ -138,9 +125,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                  : arguments.Has("f64") ? OutputFloat64
                                         : OutputCsv;
   options.Recorded = arguments.Has("recorded");
-  options.Directory = fs::absolute(positional[0]).lexically_normal();
-  // "DIR/" names the directory too.
-  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  options.Directory = MeasurementDirectory(positional[0]);
   if (positional.size() == 2 && positional[1] != "-") options.OutputPath = positional[1];
   return ExitOk;
 }
@@ -163,7 +148,7 @@ int RunRead(const std::vector<std::string>& args) {
   zsff::CAbstractRecordSection& section = measurement.Tree->wRecord(measurement.Handle);
 
   zsff::CChannelID id;
-  if (!PickChannel(section, options, id)) {
+  if (!PickChannel(section, options.Channel, options.Analyzer, id)) {
     return Fail("record " + std::to_string(options.Record) + " has no such channel");
   }
   zsff::MetaDataContainer metaData;

@@ -38,19 +38,13 @@ struct ZoomOptions {
 
 // The channel asked for, looked up in the first record: every record of a
 // measurement has the channels of the one before.
-bool PickChannel(zsff::CRecordSignalTree& tree, const ZoomOptions& options, zsff::CChannelID& out) {
+bool PickFirstRecordChannel(zsff::CRecordSignalTree& tree, const ZoomOptions& options,
+                            zsff::CChannelID& out) {
   int handle = tree.OpenRecord(zsff::CRecordId(1ULL), zsff::CRecordSignalTree::TreeOpenRead, 0);
   if (handle == 0) return false;
-  std::vector<zsff::CChannelID> ids;
-  tree.rRecord(handle).ListChannelsID(ids);
+  const bool found = PickChannel(tree.rRecord(handle), options.Channel, options.Analyzer, out);
   tree.CloseRecord(handle, false);
-  for (const zsff::CChannelID& id : ids) {
-    if (options.Channel >= 0 && id.ChannelNumber() != options.Channel) continue;
-    if (options.Analyzer >= 0 && id.AnalyzerIndex() != options.Analyzer) continue;
-    out = id;
-    return true;
-  }
-  return false;
+  return found;
 }
 
 int ParseOptions(const Command& command, const std::vector<std::string>& args,
@@ -81,9 +75,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
     return UsageError(command, "--stop must lie after --start");
   }
   options.Json = arguments.Has("json");
-  options.Directory = fs::absolute(positional[0]).lexically_normal();
-  // "DIR/" names the directory too.
-  if (options.Directory.filename().empty()) options.Directory = options.Directory.parent_path();
+  options.Directory = MeasurementDirectory(positional[0]);
   return ExitOk;
 }
 
@@ -128,7 +120,7 @@ int RunZoom(const std::vector<std::string>& args) {
   if (!measurement.Tree) return Fail(TreeError());
 
   zsff::CChannelID id;
-  if (!PickChannel(*measurement.Tree, options, id)) {
+  if (!PickFirstRecordChannel(*measurement.Tree, options, id)) {
     return Fail("the measurement has no such channel");
   }
   if (!measurement.Zoomer.Init(measurement.Tree.get(), id)) {
