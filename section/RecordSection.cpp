@@ -318,18 +318,9 @@ bool CRecordSection::StartRecord(const std::map<CChannelID, TAG_RECORD_INFO>& re
 
 bool CRecordSection::WriteSampleBlock(const CChannelID& id, const void* samples,
                                       unsigned long long count, bool compress) {
-  if (m_State != SectionRecording) {
-    if (m_State != SectionStarted) {
-      m_LastError = u"CRecordSection::WriteSampleBlock invalid state";
-      return false;
-    }
-    FirstBlock();
-  }
-  CChannel* channel = FindChannel(id);
-  if (channel == nullptr) {
-    m_LastError = u"CRecordSection::WriteSampleBlock channel not found";
-    return false;
-  }
+  CChannel* channel = ChannelToWrite(id, u"CRecordSection::WriteSampleBlock invalid state",
+                                     u"CRecordSection::WriteSampleBlock channel not found");
+  if (channel == nullptr) return false;
   const float rate = channel->SamplingRate();
   const bool slow = rate < kSlowChannelRate;
   const int secondsBefore = slow ? WholeSeconds(channel->RecordedSamples(), rate) : 0;
@@ -347,18 +338,10 @@ bool CRecordSection::WriteSampleBlock(const CChannelID& id, const void* samples,
 
 bool CRecordSection::WriteCompressedSampleBlock(const CChannelID& id, const void* values,
                                                 unsigned long long count) {
-  if (m_State != SectionRecording) {
-    if (m_State != SectionStarted) {
-      m_LastError = u"CRecordSection::WriteCompressedSampleBlock invalid state";
-      return false;
-    }
-    FirstBlock();
-  }
-  CChannel* channel = FindChannel(id);
-  if (channel == nullptr) {
-    m_LastError = u"CRecordSection::WriteCompressedSampleBlock channel not found";
-    return false;
-  }
+  CChannel* channel =
+      ChannelToWrite(id, u"CRecordSection::WriteCompressedSampleBlock invalid state",
+                     u"CRecordSection::WriteCompressedSampleBlock channel not found");
+  if (channel == nullptr) return false;
   if (!channel->WriteCompressedSampleBlock(values, count)) {
     m_LastError = u"CRecordSection::WriteCompressedSampleBlock unable to write signal block : " +
                   channel->LastErrorString();
@@ -366,6 +349,20 @@ bool CRecordSection::WriteCompressedSampleBlock(const CChannelID& id, const void
   }
   if (channel->SamplingRate() < kSlowChannelRate) channel->FlushChannel();
   return true;
+}
+
+CChannel* CRecordSection::ChannelToWrite(const CChannelID& id, const char16_t* invalidState,
+                                         const char16_t* notFound) {
+  if (m_State != SectionRecording) {
+    if (m_State != SectionStarted) {
+      m_LastError = invalidState;
+      return nullptr;
+    }
+    FirstBlock();
+  }
+  CChannel* channel = FindChannel(id);
+  if (channel == nullptr) m_LastError = notFound;
+  return channel;
 }
 
 void CRecordSection::FirstBlock() {

@@ -203,6 +203,11 @@ class CRecordSection : public CAbstractRecordSection {
   // The first block of a started record, on any channel: the record is kept from
   // now on, and the host's listener hears that samples flow.
   void FirstBlock();
+  // The channel a block is written to, the first block starting the recording;
+  // null, with `invalidState` or `notFound` as the error, when the section isn't
+  // started or recording or has no such channel.
+  CChannel* ChannelToWrite(const CChannelID& id, const char16_t* invalidState,
+                           const char16_t* notFound);
 
   // Both reads: checks, following a recording, the read itself (raw, or converted
   // as `mode` says) and the state changes at the start and the end of reading.
