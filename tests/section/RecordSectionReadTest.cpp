@@ -436,17 +436,10 @@ TEST(RecordSectionRead, RecordEndingWithAFullPartReadsToItsEnd) {
   ASSERT_FALSE(fs::exists(PartFile(dir, 2)));
 
   auto reader = OpenFinished(tree, dir, store.get(), 1);
-  std::vector<unsigned char> read(written.size() + 400);
-  unsigned long long total = 0;
-  for (int guard = 0; guard < 100; ++guard) {
-    const unsigned long long got =
-        reader->ReadRawSampleBlock(kChannel, read.data() + total * 4, 100);
-    if (got == 0) break;
-    total += got;
-  }
+  std::vector<unsigned char> read = ReadAllRaw(*reader, 4, 100);
   // The part after the last one is never there: its absence is the end, not a failure.
-  ASSERT_EQ(total, 2 * kPart) << Narrow(reader->LastErrorString());
-  EXPECT_EQ(std::memcmp(read.data(), written.data(), written.size()), 0);
+  ASSERT_EQ(read.size() / 4, 2 * kPart) << Narrow(reader->LastErrorString());
+  EXPECT_EQ(read, written);
   CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
   EXPECT_TRUE(reader->EndOfReading(kChannel, state));
   EXPECT_EQ(state, CAbstractRecordSection::ReadStateEnd);
@@ -601,14 +594,7 @@ TEST(RecordSectionRead, ReaderSeesTheLiveEndTheRingOvertakingItAndTheEnd) {
   ASSERT_TRUE(recorder->StopRecord());
   EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), 10), 10u);
   EXPECT_EQ(std::memcmp(samples.data(), all.data() + 3 * kPart * 4, 10 * 4), 0);
-  std::vector<float> rest(8 * kPart);
-  unsigned long long more = 0;
-  for (int guard = 0; guard < 100; ++guard) {
-    const unsigned long long read = reader->ReadRawSampleBlock(kChannel, rest.data(), 700);
-    if (read == 0) break;
-    more += read;
-  }
-  EXPECT_EQ(10 + more, 2 * kPart + 300);
+  EXPECT_EQ(10 + ReadAllRaw(*reader, 4, 700).size() / 4, 2 * kPart + 300);
   EXPECT_TRUE(reader->EndOfReading(kChannel, state));
   EXPECT_EQ(state, CAbstractRecordSection::ReadStateEnd);
   EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionStopped);
@@ -625,7 +611,7 @@ TEST(RecordSectionRead, ReaderKeepsFollowingUntilTheRecordListHasTheStop) {
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
   auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
                                          CAbstractRecordSection::OpenRead, store.get(), true);
-  std::vector<unsigned char> read(all.size());
+  std::vector<unsigned char> read(10 * 4);
   ASSERT_EQ(reader->ReadRawSampleBlock(kChannel, read.data(), 10), 10u);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data() + 10 * 4, total - 10, false));
 
@@ -638,14 +624,9 @@ TEST(RecordSectionRead, ReaderKeepsFollowingUntilTheRecordListHasTheStop) {
   created.setRecordId(kRecord.RecordId());
   created.setRecording(true);
   tree.SetRecords({created});
-  unsigned long long done = 10;
-  for (int guard = 0; guard < 100; ++guard) {
-    const unsigned long long got =
-        reader->ReadRawSampleBlock(kChannel, read.data() + done * 4, 700);
-    if (got == 0) break;
-    done += got;
-  }
-  ASSERT_EQ(done, total) << Narrow(reader->LastErrorString());
+  const std::vector<unsigned char> rest = ReadAllRaw(*reader, 4, 700);
+  read.insert(read.end(), rest.begin(), rest.end());
+  ASSERT_EQ(read.size() / 4, total) << Narrow(reader->LastErrorString());
   EXPECT_EQ(read, all);
   EXPECT_EQ(reader->State(), CAbstractRecordSection::SectionReading);
 
