@@ -10,107 +10,55 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 #include <zsff/TextConversion.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "bench/PlainWriteBaseline.h"
-// Sections are made as the tree makes them, with the tests' stand-in for the tree
-// so that the record is stopped and complete.
-#include "tests/section/RecordSectionProbe.h"
+#include "bench/SineRecord.h"
 
 namespace {
 
-constexpr float kRate = 51200.0f;
-constexpr double kSeconds = 600.0;
-constexpr unsigned long long kSamples = static_cast<unsigned long long>(kSeconds * kRate);
+using zsff_bench::SineRecord;
+constexpr unsigned long long kSamples = SineRecord::kSamples;
 constexpr unsigned long long kBlock = 65536;
 constexpr unsigned long long kLargeBlock = 1 << 20;
-const zsff::CRecordId kRecord(1000, 1);
 const zsff::CChannelID kChannel(1, 0, 77);
 const zsff::CChannelID kScaledChannel(2, 0, 77);
 
-class Record {
- public:
-  Record() {
-    m_Store = std::make_shared<zsff::CLocalFileAccess>();
-    m_Tree = std::make_unique<zsff_test::FakeTree>(m_Store, m_Scratch.Wide());
-    Write();
-    m_Section = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
-                                                    zsff::CAbstractRecordSection::OpenRead,
-                                                    m_Store.get(), false, LastPart());
-    FindPartFiles();
-  }
-  ~Record() { m_Section.reset(); }
+zsff::MetaDataContainer Scaled() {
+  zsff::MetaDataContainer metaData;
+  metaData.AddMetadata("Sensitivity", 0.5f);
+  metaData.AddMetadata("Offset", 0.25f);
+  return metaData;
+}
 
-  zsff::CRecordSection& Section() { return *m_Section; }
-  const std::vector<std::string>& PartFiles() const { return m_PartFiles; }
-
- private:
-  static unsigned short LastPart() {
-    return static_cast<unsigned short>(std::ceil(kSeconds / 64.0) - 1);
-  }
-
-  void Write() {
-    auto writer = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
-                                                      zsff::CAbstractRecordSection::OpenCreate,
-                                                      m_Store.get());
-    zsff::MetaDataContainer metaData;
-    metaData.AddMetadata("SamplingRate", kRate);
-    zsff::MetaDataContainer scaledMetaData = metaData;
-    scaledMetaData.AddMetadata("Sensitivity", 0.5f);
-    scaledMetaData.AddMetadata("Offset", 0.25f);
-    zsff::TAG_RECORD_INFO info;
-    info.AbsoluteDate = 132000000000000000LL;
-    if (!writer->AddChannel(kChannel, metaData) ||
-        !writer->AddChannel(kScaledChannel, scaledMetaData) ||
-        !writer->ArmRecord(0.0, zsff::PartLengthShort, false) ||
-        !writer->StartRecord({{kChannel, info}, {kScaledChannel, info}})) {
-      std::abort();
+// The signal part files of the unscaled channel, in time order ("Part_<n>.zrs");
+// the pyramid's files beside them are not read here.
+std::vector<std::string> FindPartFiles(const zsff_bench::Scratch& files) {
+  std::vector<std::string> parts;
+  const std::string channelDirectory = zsff::WideToUtf8(kChannel.ToFilePath());
+  for (unsigned short part = 0; part <= SineRecord::LastPart(); ++part) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(files.Dir())) {
+      if (entry.path().filename() == "Part_" + std::to_string(part) + ".zrs" &&
+          entry.path().parent_path().filename() == channelDirectory)
+        parts.push_back(entry.path().string());
     }
-    std::vector<float> block(kBlock);
-    for (unsigned long long done = 0; done < kSamples; done += kBlock) {
-      const unsigned long long count = std::min(kBlock, kSamples - done);
-      for (unsigned long long i = 0; i < count; ++i) {
-        block[i] = static_cast<float>(std::sin(static_cast<double>(done + i) * 0.001));
-      }
-      if (!writer->WriteSampleBlock(kChannel, block.data(), count, true) ||
-          !writer->WriteSampleBlock(kScaledChannel, block.data(), count, true)) {
-        std::abort();
-      }
-    }
-    if (!writer->StopRecord()) std::abort();
   }
+  if (parts.size() != SineRecord::LastPart() + 1u) std::abort();
+  return parts;
+}
 
-  // The signal part files of the unscaled channel, in time order ("Part_<n>.zrs");
-  // the pyramid's files beside them are not read here.
-  void FindPartFiles() {
-    const std::string channelDirectory = zsff::WideToUtf8(kChannel.ToFilePath());
-    for (unsigned short part = 0; part <= LastPart(); ++part) {
-      for (const auto& entry : std::filesystem::recursive_directory_iterator(m_Scratch.Dir())) {
-        if (entry.path().filename() == "Part_" + std::to_string(part) + ".zrs" &&
-            entry.path().parent_path().filename() == channelDirectory)
-          m_PartFiles.push_back(entry.path().string());
-      }
-    }
-    if (m_PartFiles.size() != LastPart() + 1u) std::abort();
-  }
-
-  zsff_bench::Scratch m_Scratch;
-  std::shared_ptr<zsff::CLocalFileAccess> m_Store;
-  std::unique_ptr<zsff_test::FakeTree> m_Tree;
-  std::unique_ptr<zsff::CRecordSection> m_Section;
-  std::vector<std::string> m_PartFiles;
+struct Record {
+  SineRecord Sine{{{kChannel, zsff::MetaDataContainer()}, {kScaledChannel, Scaled()}}};
+  std::vector<std::string> PartFiles = FindPartFiles(Sine.Files());
+  zsff::CRecordSection& Section() { return Sine.Section(); }
 };
 
 Record& TheRecord() {
@@ -197,7 +145,7 @@ long long ReadPlain(const std::vector<std::string>& files, float* block) {
 }
 
 void BM_PlainRead(benchmark::State& state) {
-  const std::vector<std::string>& files = TheRecord().PartFiles();
+  const std::vector<std::string>& files = TheRecord().PartFiles;
   std::vector<float> block(kBlock);
   if (ReadPlain(files, block.data()) != kChannelBytes) {  // warms the page cache
     state.SkipWithError("the part files are not the channel's size");
