@@ -36,6 +36,35 @@ bool CRecordSection::IsRecordingNow() const {
          calls->IsRecording(*m_Tree, m_RecordId);
 }
 
+bool CRecordSection::TakeStoppedParts() {
+  const SectionTreeCalls* calls = GetSectionTreeCalls();
+  std::vector<MetaDataRecord> records;
+  if (calls == nullptr || calls->GetRecordsVect == nullptr ||
+      !calls->GetRecordsVect(*m_Tree, records)) {
+    return true;
+  }
+  const auto found =
+      std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
+        return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
+      });
+  if (found == records.end()) return true;
+  // A recorder in another process deletes its temporary files before it enters
+  // the stop in the list: until then the record is still going.
+  if (found->Recording()) return false;
+  const unsigned short first = CRecordId(found->RecordId()).PartNumber();
+  const unsigned short last = found->LastPartNumber();
+  for (const auto& entry : m_Channels) {
+    CChannel* each = entry.second.get();
+    if (each == nullptr) continue;
+    each->m_RecordId.SetPartNumber(first);
+    each->m_SignalParts.FirstPart = first;
+    each->m_PyramidParts.FirstPart = first;
+    each->m_SignalParts.LastPart = last;
+    each->m_PyramidParts.LastPart = last;
+  }
+  return true;
+}
+
 void CRecordSection::BeginReading() {
   ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStarted, nullptr);
   m_State = SectionReading;
@@ -134,7 +163,8 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
 
   // The process's record states know only its own recordings; a recording in
   // another process shows by its channel's temporary record file.
-  bool recording = IsRecordingNow() || channel->m_TmpRecordFile->Exists();
+  const bool tmpExists = channel->m_TmpRecordFile->Exists();
+  bool recording = IsRecordingNow() || tmpExists;
   if (!recording && !m_RecordingSeen) {
     // A finished record doesn't move: its information is loaded once.
     if (!channel->m_TmpRecordFile->IsValid()) {
@@ -146,36 +176,10 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
       }
     }
   } else {
-    const bool tmpExists = channel->m_TmpRecordFile->Exists();
-    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Tree != nullptr) {
-      // The recording has just ended and its temporary files are gone: the
-      // measurement's record list now holds the parts it left.
-      const SectionTreeCalls* calls = GetSectionTreeCalls();
-      std::vector<MetaDataRecord> records;
-      if (calls != nullptr && calls->GetRecordsVect != nullptr &&
-          calls->GetRecordsVect(*m_Tree, records)) {
-        const auto found =
-            std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
-              return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
-            });
-        if (found != records.end() && found->Recording()) {
-          // A recorder in another process deletes its temporary files before it
-          // enters the stop in the list: until then the record is still going.
-          recording = true;
-        } else if (found != records.end()) {
-          const unsigned short first = CRecordId(found->RecordId()).PartNumber();
-          const unsigned short last = found->LastPartNumber();
-          for (const auto& entry : m_Channels) {
-            CChannel* each = entry.second.get();
-            if (each == nullptr) continue;
-            each->m_RecordId.SetPartNumber(first);
-            each->m_SignalParts.FirstPart = first;
-            each->m_PyramidParts.FirstPart = first;
-            each->m_SignalParts.LastPart = last;
-            each->m_PyramidParts.LastPart = last;
-          }
-        }
-      }
+    // The recording has just ended when its temporary files are gone.
+    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Tree != nullptr &&
+        !TakeStoppedParts()) {
+      recording = true;
     }
     if (recording == m_RecordingSeen) {
       channel->UpdateSignalLength(true, tmpExists);

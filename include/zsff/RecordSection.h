@@ -216,6 +216,10 @@ class CRecordSection : public CAbstractRecordSection {
   // Whether some section of the process is recording this record; false without
   // a tree.
   bool IsRecordingNow() const;
+  // After a recording ended, the measurement's record list holds the parts it
+  // left: every channel takes them. False, with nothing taken, while the list
+  // still says the record is being recorded.
+  bool TakeStoppedParts();
   // Every channel's reader can go no further.
   bool ReadingEnded() const;
   // The first seek or read after opening or stopping: the tree hears that the
