@@ -6,12 +6,7 @@
 
 include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
-execute_process(
-  COMMAND "${ZSFF}" record --quiet --seconds 3 --records 2 "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff record failed (${result}): ${err}${out}")
-endif()
+run_zsff(out record --quiet --seconds 3 --records 2 "${measurement}")
 
 # The default picture lies beside the directory.
 execute_process(
@@ -26,12 +21,7 @@ if(NOT header STREQUAL "89504e470d0a1a0a0000000d4948445200000280000001f4")
   fail("${measurement}.png isn't a 640 x 500 PNG: ${header}")
 endif()
 
-execute_process(
-  COMMAND "${ZSFF}" plot --out "${WORK_DIR}/picture.SVG" "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff plot --out picture.SVG failed (${result}): ${err}")
-endif()
+run_zsff(out plot --out "${WORK_DIR}/picture.SVG" "${measurement}")
 file(READ "${WORK_DIR}/picture.SVG" svg)
 string(REGEX MATCHALL "<path class=\"envelope\"" envelopes "${svg}")
 list(LENGTH envelopes count)

@@ -7,33 +7,18 @@
 
 include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
-execute_process(
-  COMMAND "${ZSFF}" record --seconds 2 --records 1 --quiet "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff record failed (${result}): ${err}${out}")
-endif()
+run_zsff(out record --seconds 2 --records 1 --quiet "${measurement}")
 info_json(json)
 string(JSON duration GET "${json}" records 0 channels 0 duration)
 string(JSON number GET "${json}" records 0 channels 0 number)
 demo_samples(${duration} expected)
 
 # The whole first channel in each form.
-execute_process(
-  COMMAND "${ZSFF}" read "${measurement}" "${WORK_DIR}/all.csv"
-  RESULT_VARIABLE result ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff read to CSV failed (${result}): ${err}")
-endif()
+run_zsff(out read "${measurement}" "${WORK_DIR}/all.csv")
 file(STRINGS "${WORK_DIR}/all.csv" lines)
 list(LENGTH lines csv_samples)
 foreach(form f32 f64)
-  execute_process(
-    COMMAND "${ZSFF}" read --${form} --channel ${number} "${measurement}" "${WORK_DIR}/all.${form}"
-    RESULT_VARIABLE result ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    fail("zsff read --${form} failed (${result}): ${err}")
-  endif()
+  run_zsff(out read --${form} --channel ${number} "${measurement}" "${WORK_DIR}/all.${form}")
   file(SIZE "${WORK_DIR}/all.${form}" size)
   string(SUBSTRING ${form} 1 2 bits)
   math(EXPR samples "${size} * 8 / ${bits}")
@@ -46,12 +31,7 @@ if(NOT csv_samples EQUAL expected)
 endif()
 
 # A span of half a second from 0.5 s: its samples, its times.
-execute_process(
-  COMMAND "${ZSFF}" read --start 0.5 --seconds 0.5 --recorded "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE text ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff read of a span failed (${result}): ${err}")
-endif()
+run_zsff(text read --start 0.5 --seconds 0.5 --recorded "${measurement}")
 string(REGEX MATCHALL "\n" newlines "${text}")
 list(LENGTH newlines span_samples)
 if(NOT span_samples EQUAL 25600 OR NOT text MATCHES "^0\\.500000000,")

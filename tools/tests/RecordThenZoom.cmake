@@ -34,21 +34,11 @@ function(expect_near label got want)
 endfunction()
 
 function(zoom out)
-  execute_process(
-    COMMAND "${ZSFF}" zoom ${ARGN} "${measurement}"
-    RESULT_VARIABLE result OUTPUT_VARIABLE text ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    fail("zsff zoom ${ARGN} failed (${result}): ${err}")
-  endif()
+  run_zsff(text zoom ${ARGN} "${measurement}")
   set(${out} "${text}" PARENT_SCOPE)
 endfunction()
 
-execute_process(
-  COMMAND "${ZSFF}" record --seconds 4 --records 2 --quiet "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff record failed (${result}): ${err}${out}")
-endif()
+run_zsff(out record --seconds 4 --records 2 --quiet "${measurement}")
 
 # Channel 4 is noise in volts: every share of it has its own extremes. Half a
 # second from 1 s in 5 points of 5120 samples; a point's pair must be its share's.
@@ -66,12 +56,7 @@ if(NOT count EQUAL points)
   fail("zsff zoom gives ${count} pairs for ${points} points")
 endif()
 
-execute_process(
-  COMMAND "${ZSFF}" read --channel ${channel} --start 1 --seconds 0.5 "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE samples ERROR_VARIABLE err)
-if(NOT result EQUAL 0)
-  fail("zsff read failed (${result}): ${err}")
-endif()
+run_zsff(samples read --channel ${channel} --start 1 --seconds 0.5 "${measurement}")
 string(REGEX MATCHALL "[^\n]+" samples "${samples}")
 set(index 0)
 foreach(line IN LISTS samples)

@@ -26,14 +26,21 @@ function(expect_refusals command)
   endforeach()
 endfunction()
 
+# Runs zsff with the further arguments; its standard output goes into `out`,
+# and a failure fails the test.
+function(run_zsff out)
+  execute_process(
+    COMMAND "${ZSFF}" ${ARGN}
+    RESULT_VARIABLE result OUTPUT_VARIABLE text ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    fail("zsff ${ARGN} failed (${result}): ${err}${text}")
+  endif()
+  set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
 # "zsff info --json" of the measurement into `out`.
 function(info_json out)
-  execute_process(
-    COMMAND "${ZSFF}" info --json "${measurement}"
-    RESULT_VARIABLE result OUTPUT_VARIABLE json ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    fail("zsff info --json failed (${result}): ${err}")
-  endif()
+  run_zsff(json info --json "${measurement}")
   set(${out} "${json}" PARENT_SCOPE)
 endfunction()
 
