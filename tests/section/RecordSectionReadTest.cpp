@@ -25,10 +25,12 @@
 #include "TempDir.h"
 #include "section/RecordSectionProbe.h"
 #include "section/RecordSectionTree.h"
+#include "support/SampleFormatOf.h"
 
 namespace fs = std::filesystem;
 using namespace zsff;
 using zsff_test::RecordSectionProbe;
+using zsff_test::SampleFormatOf;
 using zsff_test::TempDir;
 
 namespace {
@@ -266,25 +268,6 @@ std::vector<unsigned char> ReadAllRaw(CRecordSection& section, unsigned long lon
 // --- Every format, raw and converted --------------------------------------------------
 
 template <typename T>
-struct FormatOf;
-template <>
-struct FormatOf<float> {
-  static constexpr const char* kName = "SIFloat";
-};
-template <>
-struct FormatOf<double> {
-  static constexpr const char* kName = "SIDouble";
-};
-template <>
-struct FormatOf<std::int16_t> {
-  static constexpr const char* kName = "Compact16";
-};
-template <>
-struct FormatOf<std::int32_t> {
-  static constexpr const char* kName = "Raw32";
-};
-
-template <typename T>
 class RecordSectionReadFormats : public ::testing::Test {};
 using SampleTypes = ::testing::Types<float, double, std::int16_t, std::int32_t>;
 TYPED_TEST_SUITE(RecordSectionReadFormats, SampleTypes);
@@ -295,7 +278,7 @@ TYPED_TEST(RecordSectionReadFormats, SamplesComeBackExactlyAcrossPartsRawAndConv
   auto store = std::make_shared<CLocalFileAccess>();
   ReadingTree tree(store, dir.Wide());
   ChannelSetup setup;
-  setup.format = FormatOf<T>::kName;
+  setup.format = SampleFormatOf<T>::kName;
   setup.sensitivity = 0.5f;
   setup.offset = 3.0f;
   setup.uncompactCoeff = 0.25f;

@@ -19,34 +19,17 @@
 #include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"
 #include "support/FaultInjectingFileAccess.h"
+#include "support/SampleFormatOf.h"
 
 namespace fs = std::filesystem;
 using namespace zsff;
 using zsff_test::FaultInjectingFileAccess;
+using zsff_test::SampleFormatOf;
 using zsff_test::TempDir;
 
 namespace {
 
 const std::string kPart = "Part_3";
-
-template <typename T>
-struct FormatOf;
-template <>
-struct FormatOf<float> {
-  static constexpr SampleFormat_t kValue = SIFloat;
-};
-template <>
-struct FormatOf<double> {
-  static constexpr SampleFormat_t kValue = SIDouble;
-};
-template <>
-struct FormatOf<std::int16_t> {
-  static constexpr SampleFormat_t kValue = Compact16;
-};
-template <>
-struct FormatOf<std::int32_t> {
-  static constexpr SampleFormat_t kValue = Raw32;
-};
 
 fs::path LevelPath(const TempDir& dir, int level) {
   return dir.Path() / (kPart + "_" + std::to_string(level) + ".zpr");
@@ -104,7 +87,7 @@ std::vector<T> NextLevel(const std::vector<T>& values, std::size_t factor) {
 template <typename T>
 class PyramidFormatTest : public ::testing::Test {
  protected:
-  static constexpr SampleFormat_t kFormat = FormatOf<T>::kValue;
+  static constexpr SampleFormat_t kFormat = SampleFormatOf<T>::kValue;
 
   std::unique_ptr<CCompressedSignalFileWriter> Writer(CAbstractFileAccess& access) {
     return std::make_unique<CCompressedSignalFileWriter>(m_Dir.Path().string(), kPart, &access,
