@@ -11,7 +11,7 @@ enum ExitCode_t {
   ExitOk = 0,
   ExitFailure = 1,  // the command ran and failed
   ExitUsage = 2,    // the command line is wrong
-  ExitInterrupted = 130
+  ExitInterrupted = 130  // stopped by a signal: the process ends with InterruptedExitCode()
 };
 
 struct Command {
@@ -27,6 +27,11 @@ const std::vector<Command>& Commands();
 
 // Prints "zsff: <message>" on standard error; returns `code`.
 int Fail(const std::string& message, int code = ExitFailure);
+// Why a call failed, for an error line: the operating system's reason in its
+// own words ("No space left on device") when the call left one in `error` (an
+// errno taken right after it, zeroed before), else the library's text, else
+// "no reason given". With --verbose the library's text follows the system's.
+std::string Reason(int error, const std::u16string& libraryText = std::u16string());
 // As Fail, followed by a hint to the command's help; returns ExitUsage.
 int UsageError(const Command& command, const std::string& message);
 // The full help of a command, to standard output.

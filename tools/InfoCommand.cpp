@@ -1,10 +1,6 @@
 // zsff info: what a measurement holds, as aligned tables for people or as JSON
 // for scripts. Reads the files only; a measurement being recorded can be listed
 // while it grows.
-#include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-#include <zsff/DateTime.h>
-#include <zsff/MetaDataValue.h>
 #include <zsff/TextConversion.h>
 
 #include <cstdio>
@@ -13,14 +9,14 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "Format.h"
+#include "InfoJson.h"
 #include "Measurement.h"
+#include "MetaDataVisit.h"
 #include "Table.h"
 
 namespace zsff_tools {
 
 namespace {
-
-using JsonWriter = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 std::string PartsText(unsigned short first, unsigned short last) {
   return first == last ? std::to_string(first) : std::to_string(first) + "-" + std::to_string(last);
@@ -35,41 +31,6 @@ std::string JoinNumbers(const std::vector<T>& values, const char* format) {
     text += Printf(format, values[i]);
   }
   return text + "]";
-}
-
-template <typename T, typename Visit>
-auto VisitAs(const zsff::MetaDataContainer& metaData, const std::string& key, Visit& visit) {
-  T value{};
-  metaData.FindMetadata(key, value);
-  return visit(value);
-}
-
-// Hands the value under `key` to `visit` in the C++ type it is stored as (floats
-// widened to double), or calls visit() when the key holds nothing known. The
-// tables and the JSON both go through here so they cannot disagree on a value.
-template <typename Visit>
-auto VisitValue(const zsff::MetaDataContainer& metaData, const std::string& key, Visit visit) {
-  switch (metaData.GetMetadataType(key)) {
-    case zsff::MetaDataValue::TypeString:
-      return VisitAs<std::u16string>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeLong:
-      return VisitAs<long>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeLongLong:
-      return VisitAs<long long>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeFloat:
-    case zsff::MetaDataValue::TypeDouble:
-      return VisitAs<double>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeVectorFloat:
-      return VisitAs<std::vector<float>>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeVectorLong:
-      return VisitAs<std::vector<long>>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeVectorUInt64:
-      return VisitAs<std::vector<unsigned long long>>(metaData, key, visit);
-    case zsff::MetaDataValue::TypeBool:
-      return VisitAs<bool>(metaData, key, visit);
-    default:
-      return visit();
-  }
 }
 
 // A metadata value as one line of text; long lists are cut short.
@@ -89,122 +50,27 @@ struct ValueText {
   std::string operator()() const { return ""; }
 };
 
-// Writes a value of any type the report holds, in its JSON form; lists in full.
-struct JsonValue {
-  JsonWriter& json;
-  void operator()(const char* value) const { json.String(value); }
-  void operator()(const std::string& value) const { json.String(value.c_str()); }
-  void operator()(const std::u16string& value) const { (*this)(zsff::WideToUtf8(value)); }
-  void operator()(bool value) const { json.Bool(value); }
-  void operator()(int value) const { json.Int(value); }
-  void operator()(unsigned value) const { json.Uint(value); }
-  void operator()(long value) const { json.Int64(value); }
-  void operator()(unsigned long value) const { json.Uint64(value); }
-  void operator()(long long value) const { json.Int64(value); }
-  void operator()(unsigned long long value) const { json.Uint64(value); }
-  void operator()(double value) const { json.Double(value); }
-  template <typename T>
-  void operator()(const std::vector<T>& values) const {
-    json.StartArray();
-    for (const T& value : values) (*this)(value);
-    json.EndArray();
-  }
-  void operator()() const { json.Null(); }
+// The unit and the meaning of the summary keys the recorder keeps, which their
+// names don't tell: a "Duration" far below the records' lengths looks like a
+// fault otherwise.
+struct KeyNote {
+  const char* Key;
+  const char* Unit;
+  const char* Meaning;
+};
+constexpr KeyNote kKeyNotes[] = {
+    {"Duration", "s",
+     "the records' kept lengths added up when each stopped; a record with a time to stop"
+     " (Mode \"Time to stop\") cuts the sum to that time"},
+    {"FileSize", "KiB",
+     "the records' signal files and an estimate of their pyramids, added up when each stopped"},
 };
 
-template <typename T>
-void Member(JsonWriter& json, const char* key, const T& value) {
-  json.Key(key);
-  JsonValue{json}(value);
-}
-
-void WriteMetaData(JsonWriter& json, const char* key, const zsff::MetaDataContainer& metaData) {
-  json.Key(key);
-  json.StartObject();
-  for (const std::string& name : metaData.GetMetadataKeys()) {
-    json.Key(name.c_str());
-    VisitValue(metaData, name, JsonValue{json});
+const KeyNote* FindKeyNote(const std::string& key) {
+  for (const KeyNote& note : kKeyNotes) {
+    if (key == note.Key) return &note;
   }
-  json.EndObject();
-}
-
-void PrintJson(const MeasurementSummary& m) {
-  rapidjson::StringBuffer buffer;
-  JsonWriter json(buffer);
-  json.SetIndent(' ', 2);
-  json.StartObject();
-  Member(json, "path", m.Path);
-  Member(json, "baseName", m.BaseName);
-  Member(json, "unfinished", m.Unfinished);
-  Member(json, "endedUp", m.EndedUp);
-  Member(json, "totalBytes", m.TotalBytes);
-  WriteMetaData(json, "keys", m.MetaData);
-
-  json.Key("properties");
-  json.StartObject();
-  for (const std::string& key : m.MetaData.GetMeasPropertiesKeys()) {
-    std::pair<std::u16string, std::u16string> property;
-    m.MetaData.FindMeasProperty(key, property);
-    json.Key(key.c_str());
-    json.StartObject();
-    Member(json, "title", property.first);
-    Member(json, "value", property.second);
-    json.EndObject();
-  }
-  json.EndObject();
-
-  json.Key("records");
-  json.StartArray();
-  for (const RecordSummary& r : m.Records) {
-    json.StartObject();
-    Member(json, "id", r.Id.RecordId());
-    Member(json, "name", r.Directory);
-    Member(json, "number", r.Id.RecordNumber());
-    Member(json, "inMetaData", r.InMetaData);
-    Member(json, "onDisk", r.OnDisk);
-    Member(json, "firstPart", r.Id.PartNumber());
-    Member(json, "lastPart", r.LastPart);
-    Member(json, "absDate", r.AbsDate);
-    Member(json, "startDate",
-           r.AbsDate > 0 ? zsff::WideToUtf8(zsff::FileTimeToString(r.AbsDate)) : std::string());
-    Member(json, "relDate", r.RelDate);
-    Member(json, "duration", r.Duration);
-    Member(json, "partLength", r.PartLength);
-    Member(json, "recording", r.Recording);
-    Member(json, "offsetTimeToStop", r.OffsetTimeToStop);
-    Member(json, "totalBytes", r.TotalBytes);
-    json.Key("channels");
-    json.StartArray();
-    for (const ChannelSummary& c : r.Channels) {
-      json.StartObject();
-      Member(json, "id", c.Id.Id());
-      Member(json, "directory", c.Directory);
-      Member(json, "number", c.Id.ChannelNumber());
-      Member(json, "analyzer", c.Id.AnalyzerIndex());
-      Member(json, "serial", c.Id.DeviceSerialNumber());
-      Member(json, "name", c.Name);
-      Member(json, "format", c.Format);
-      Member(json, "type", c.Type);
-      Member(json, "unit", c.Unit);
-      Member(json, "samplingRate", c.SamplingRate);
-      Member(json, "duration", c.Duration);
-      Member(json, "recording", c.Recording);
-      Member(json, "partFiles", c.PartFiles);
-      Member(json, "firstPart", c.FirstPart);
-      Member(json, "lastPart", c.LastPart);
-      Member(json, "signalBytes", c.SignalBytes);
-      Member(json, "pyramidBytes", c.PyramidBytes);
-      Member(json, "totalBytes", c.TotalBytes);
-      Member(json, "error", c.Error);
-      WriteMetaData(json, "metaData", c.MetaData);
-      json.EndObject();
-    }
-    json.EndArray();
-    json.EndObject();
-  }
-  json.EndArray();
-  json.EndObject();
-  std::printf("%s\n", buffer.GetString());
+  return nullptr;
 }
 
 void PrintText(const MeasurementSummary& m) {
@@ -223,8 +89,12 @@ void PrintText(const MeasurementSummary& m) {
   Table keys;
   keys.AddColumn("key");
   keys.AddColumn("value");
+  keys.AddColumn("meaning");
   for (const std::string& key : m.MetaData.GetMetadataKeys()) {
-    keys.AddRow({key, VisitValue(m.MetaData, key, ValueText())});
+    std::string value = VisitValue(m.MetaData, key, ValueText());
+    const KeyNote* note = FindKeyNote(key);
+    if (note != nullptr) value += std::string(" ") + note->Unit;
+    keys.AddRow({key, value, note != nullptr ? note->Meaning : ""});
   }
   keys.Print(stdout, "  ");
 
@@ -308,9 +178,18 @@ int RunInfo(const std::vector<std::string>& args) {
   MeasurementSummary measurement;
   if (!LoadMeasurement(arguments.Positional().front(), measurement, error)) return Fail(error);
   if (arguments.Has("json")) {
-    PrintJson(measurement);
+    std::printf("%s\n", MeasurementToJson(measurement).c_str());
   } else {
     PrintText(measurement);
+  }
+  // A listing with a broken channel in it must not pass a script's check.
+  int broken = 0;
+  for (const RecordSummary& record : measurement.Records) {
+    for (const ChannelSummary& channel : record.Channels) broken += channel.Error.empty() ? 0 : 1;
+  }
+  if (broken != 0) {
+    return Fail(Printf("%s: %d channel%s show%s an error", measurement.Path.c_str(), broken,
+                       broken == 1 ? "" : "s", broken == 1 ? "s" : ""));
   }
   return ExitOk;
 }

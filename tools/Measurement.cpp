@@ -126,6 +126,11 @@ void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
     if (!StartsWith(directory, "Channel_")) continue;
     ChannelSummary channel;
     LoadChannel(path, directory, access, channel);
+    // A stopped ring record keeps less than its channels recorded: its entry
+    // in the measurement file says how much, as the reader does.
+    if (record.InMetaData && !record.Recording && channel.Duration > record.Duration) {
+      channel.Duration = record.Duration;
+    }
     record.TotalBytes += channel.TotalBytes;
     record.Channels.push_back(std::move(channel));
   }

@@ -26,7 +26,7 @@ struct ChannelSummary {
   std::string Type;    // "Type": "Dynamic", "Trigger", ...
   std::string Unit;
   double SamplingRate = 0.0;
-  double Duration = 0.0;   // seconds
+  double Duration = 0.0;   // seconds kept, which a stopped ring's record entry may cut
   bool Recording = false;  // a "TmpRecord.zrm" is there
   int PartFiles = 0;
   unsigned short FirstPart = 0;

@@ -2,7 +2,7 @@
 // (min, max) envelope, records end to end on one time axis in seconds. The
 // envelopes come from the record zoomer, one pair per pixel column, so the
 // picture of hours of signal is read from the pyramids in a moment. The output
-// file's extension chooses the form: ".svg" for SVG, anything else PNG.
+// file's extension chooses the form, ".png" or ".svg", unless --format does.
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
@@ -18,7 +18,6 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,6 +30,7 @@
 #include "PlotRaster.h"
 #include "PlotSvg.h"
 #include "PngWriter.h"
+#include "Verbosity.h"
 
 namespace fs = std::filesystem;
 
@@ -40,7 +40,7 @@ namespace {
 
 struct PlotOptions {
   fs::path Directory;
-  fs::path Out;  // default: the directory's path with ".png" appended
+  std::string Out;  // "-": standard output; default: the directory's path with ".png" appended
   long long Width = 1200;
   long long Height = -1;   // -1: kDefaultStripHeight per channel
   long long Channel = -1;  // -1: every channel
@@ -48,11 +48,23 @@ struct PlotOptions {
   bool Svg = false;
 };
 
-bool EndsWithSvg(const fs::path& path) {
-  std::string extension = path.extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
+std::string LowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
                  [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension == ".svg";
+  return text;
+}
+
+// The form of the picture from --format, or else from the file's extension:
+// a picture that the name calls something else would only mislead a viewer.
+bool ChooseForm(const std::string& format, const std::string& out, bool& svg, std::string& error) {
+  std::string form = LowerCase(format);
+  if (form.empty()) form = out == "-" ? ".png" : LowerCase(fs::path(out).extension().string());
+  if (!form.empty() && form.front() == '.') form.erase(0, 1);
+  svg = form == "svg";
+  if (svg || form == "png") return true;
+  error = format.empty() ? "\"" + out + "\": the picture's name must end in .png or .svg"
+                         : "--format is png or svg, not \"" + format + "\"";
+  return false;
 }
 
 int ParseOptions(const Command& command, const std::vector<std::string>& args,
@@ -61,7 +73,12 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
   std::string error;
   if (!arguments.Parse(
           args,
-          {{"out", true}, {"width", true}, {"height", true}, {"channel", true}, {"analyzer", true}},
+          {{"out", true},
+           {"format", true},
+           {"width", true},
+           {"height", true},
+           {"channel", true},
+           {"analyzer", true}},
           error) ||
       !arguments.GetInteger("width", kMinimumWidth, 20000, options.Width, error) ||
       !arguments.GetInteger("height", 1, 20000, options.Height, error) ||
@@ -77,8 +94,10 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
   options.Directory = MeasurementDirectory(positional[0]);
   const std::string out = arguments.Value("out");
   if (arguments.Has("out") && out.empty()) return UsageError(command, "--out needs a file name");
-  options.Out = out.empty() ? fs::path(options.Directory.string() + ".png") : fs::path(out);
-  options.Svg = EndsWithSvg(options.Out);
+  options.Out = out.empty() ? options.Directory.string() + ".png" : out;
+  if (!ChooseForm(arguments.Value("format"), options.Out, options.Svg, error)) {
+    return UsageError(command, error);
+  }
   return ExitOk;
 }
 
@@ -128,18 +147,6 @@ bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
   return true;
 }
 
-bool WriteSvg(const std::string& svg, const fs::path& path, std::string& error) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  if (file) file.write(svg.data(), static_cast<std::streamsize>(svg.size()));
-  if (file) file.close();
-  if (!file) {
-    error = path.string() + ": can't be written";
-    std::error_code ignored;
-    fs::remove(path, ignored);
-    return false;
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -181,10 +188,12 @@ int RunPlot(const std::vector<std::string>& args) {
     }
   }
 
-  const bool written = options.Svg ? WriteSvg(PlotToSvg(data, layout), options.Out, error)
-                                   : WritePng(DrawPlot(data, layout), options.Out.string(), error);
-  if (!written) return Fail(error);
-  std::printf("%s\n", options.Out.string().c_str());
+  OutputFile out;
+  if (!out.Open(options.Out, error)) return Fail(error);
+  const bool written = options.Svg ? out.Write(PlotToSvg(data, layout), error)
+                                   : WritePng(DrawPlot(data, layout), out, error);
+  if (!written || !out.Close(error)) return Fail(error);
+  if (Chatty() && options.Out != "-") std::printf("%s\n", options.Out.c_str());
   return ExitOk;
 }
 

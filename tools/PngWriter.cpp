@@ -5,10 +5,8 @@
 
 #include <png.h>
 
-#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
-#include <cstring>
 
 namespace zsff_tools {
 
@@ -55,25 +53,16 @@ bool WriteRows(std::FILE* file, const Canvas& canvas, char* error) {
 
 }  // namespace
 
-bool WritePng(const Canvas& canvas, const std::string& path, std::string& error) {
+bool WritePng(const Canvas& canvas, OutputFile& out, std::string& error) {
   if (canvas.Width() <= 0 || canvas.Height() <= 0) {
     error = "an empty picture can't be written";
     return false;
   }
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  if (file == nullptr) {
-    error = path + ": " + std::strerror(errno);
-    return false;
-  }
   char message[200] = "";
-  bool written = WriteRows(file, canvas, message);
-  if (!written) error = path + ": " + message;
-  if (std::fclose(file) != 0 && written) {
-    written = false;
-    error = path + ": " + std::strerror(errno);
-  }
-  if (!written) std::remove(path.c_str());
-  return written;
+  if (WriteRows(out.Stream(), canvas, message)) return true;
+  // libpng's own words ("Write Error") only when the system gave no reason.
+  if (!out.Failed(error)) error = out.Path() + ": " + message;
+  return false;
 }
 
 }  // namespace zsff_tools

@@ -4,12 +4,12 @@
 #include <string>
 
 #include "Canvas.h"
+#include "OutputFile.h"
 
 namespace zsff_tools {
 
-// Writes `canvas` to `path`, replacing the file. False with `error` set when
-// the file can't be created or written, or the canvas is empty; a file left
-// half written is removed.
-bool WritePng(const Canvas& canvas, const std::string& path, std::string& error);
+// Writes `canvas` as PNG to `out`, which the caller opened and closes. False
+// with `error` set when the canvas is empty or the writing fails.
+bool WritePng(const Canvas& canvas, OutputFile& out, std::string& error);
 
 }  // namespace zsff_tools

@@ -23,8 +23,8 @@ int TerminalWidth() {
 
 }  // namespace
 
-ProgressBar::ProgressBar(unsigned long long total)
-    : m_Total(total), m_Enabled(isatty(STDERR_FILENO) == 1), m_Start(Clock::now()) {}
+ProgressBar::ProgressBar(unsigned long long total, bool wanted)
+    : m_Total(total), m_Enabled(wanted && isatty(STDERR_FILENO) == 1), m_Start(Clock::now()) {}
 
 ProgressBar::~ProgressBar() { Clear(); }
 

@@ -11,8 +11,9 @@ namespace zsff_tools {
 
 class ProgressBar {
  public:
-  // `total` is the amount of work (samples, bytes, ...) that 100 % stands for.
-  explicit ProgressBar(unsigned long long total);
+  // `total` is the amount of work (samples, bytes, ...) that 100 % stands for;
+  // `wanted` false keeps the bar away even from a terminal.
+  ProgressBar(unsigned long long total, bool wanted);
   // Erases the bar if it is still shown.
   ~ProgressBar();
 

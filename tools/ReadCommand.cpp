@@ -4,7 +4,9 @@
 // still being recorded is read up to where it stands.
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
+#include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataRecord.h>
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/TextConversion.h>
@@ -20,7 +22,10 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "Format.h"
 #include "OpenTree.h"
+#include "OutputFile.h"
+#include "Verbosity.h"
 
 namespace fs = std::filesystem;
 
@@ -32,7 +37,7 @@ enum OutputForm_t { OutputCsv, OutputFloat32, OutputFloat64 };
 
 struct ReadOptions {
   fs::path Directory;
-  std::string OutputPath;  // empty: standard output
+  std::string OutputPath;  // "-": standard output
   long long Record = 1;    // position in the measurement's record list, from 1
   long long Channel = -1;  // channel number; -1: the record's first channel
   long long Analyzer = -1;
@@ -52,22 +57,40 @@ struct OpenMeasurement {
   }
 };
 
+// Whether the record at `position` of the measurement's list is still being
+// recorded.
+bool RecordGrowing(zsff::CRecordSignalTree& tree, long long position) {
+  std::vector<zsff::MetaDataRecord> records;
+  return tree.GetRecordsVect(records) && position <= static_cast<long long>(records.size()) &&
+         records[static_cast<std::size_t>(position - 1)].Recording();
+}
+
+// Whether the channel stores doubles, which CSV then prints with all their digits.
+bool IsDouble(const zsff::MetaDataContainer& metaData) {
+  std::string format;
+  return zsff::CMetaDataChannelReader(metaData).Format(format) && format == "SIDouble";
+}
+
+// Writes the samples from the read position on, `wanted` of them at most (~0:
+// to the end); `written` tells how many there were.
 int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, float rate,
-           const ReadOptions& options, std::FILE* out, unsigned long long& written) {
-  const bool wide = options.Form != OutputFloat32;
+           bool doubles, const ReadOptions& options, unsigned long long wanted, OutputFile& out,
+           unsigned long long& written) {
+  const bool wide = options.Form == OutputFloat64 || (options.Form == OutputCsv && doubles);
   const zsff::SampleReadMode_t mode =
       options.Recorded ? (wide ? zsff::SampleReadRecordedDouble : zsff::SampleReadRecorded)
                        : (wide ? zsff::SampleReadVoltDouble : zsff::SampleReadVolt);
-  // -1 reads to the end; a span gives its samples, rounded.
-  const unsigned long long wanted =
-      options.Seconds < 0.0 ? ~0ULL
-                            : static_cast<unsigned long long>(std::llround(options.Seconds * rate));
   constexpr unsigned long long kBlock = 65536;
-  std::vector<double> doubles(wide ? kBlock : 0);
-  std::vector<float> floats(wide ? 0 : kBlock);
-  void* buffer = wide ? static_cast<void*>(doubles.data()) : static_cast<void*>(floats.data());
+  std::vector<double> doubleBuffer(wide ? kBlock : 0);
+  std::vector<float> floatBuffer(wide ? 0 : kBlock);
+  void* buffer =
+      wide ? static_cast<void*>(doubleBuffer.data()) : static_cast<void*>(floatBuffer.data());
+  // The digits that give back the very value read.
+  const char* line = wide ? "%.9f,%.17g\n" : "%.9f,%.9g\n";
 
+  std::string error;
   written = 0;
+  if (options.Form == OutputCsv) std::fprintf(out.Stream(), "time,value\n");
   while (written < wanted) {
     const unsigned long long count = std::min(kBlock, wanted - written);
     const unsigned long long read = section.ReadSampleBlock(id, buffer, count, mode);
@@ -80,12 +103,13 @@ int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, fl
     if (options.Form == OutputCsv) {
       for (unsigned long long i = 0; i < read; ++i) {
         const double time = options.Start + static_cast<double>(written + i) / rate;
-        std::fprintf(out, "%.9f,%.9g\n", time, doubles[i]);
+        std::fprintf(out.Stream(), line, time,
+                     wide ? doubleBuffer[i] : static_cast<double>(floatBuffer[i]));
       }
-    } else {
+      if (out.Failed(error)) return Fail(error);
+    } else if (!out.Write(buffer, read * (wide ? sizeof(double) : sizeof(float)), error)) {
       // The machine's byte order, which is what the files hold too: little-endian.
-      const std::size_t size = wide ? sizeof(double) : sizeof(float);
-      if (std::fwrite(buffer, size, read, out) != read) return Fail("the output can't be written");
+      return Fail(error);
     }
     written += read;
   }
@@ -126,7 +150,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                                         : OutputCsv;
   options.Recorded = arguments.Has("recorded");
   options.Directory = MeasurementDirectory(positional[0]);
-  if (positional.size() == 2 && positional[1] != "-") options.OutputPath = positional[1];
+  options.OutputPath = positional.size() == 2 ? positional[1] : "-";
   return ExitOk;
 }
 
@@ -164,23 +188,48 @@ int RunRead(const std::vector<std::string>& args) {
                 " s: " + zsff::WideToUtf8(section.LastErrorString()));
   }
 
-  std::FILE* out = stdout;
-  if (!options.OutputPath.empty()) {
-    out = std::fopen(options.OutputPath.c_str(), "wb");
-    if (out == nullptr) return Fail("cannot create " + options.OutputPath);
-  }
+  // The record's length as its metadata gives it, which a ring's time to stop
+  // shortens too; what the part files hold is only known by reading them.
+  const unsigned long long first =
+      static_cast<unsigned long long>(std::llround(options.Start * rate));
+  const unsigned long long length =
+      static_cast<unsigned long long>(std::llround(section.SignalLength(id, false) * rate));
+  const unsigned long long there = length > first ? length - first : 0;
+  const unsigned long long wanted =
+      options.Seconds < 0.0 ? there
+                            : static_cast<unsigned long long>(std::llround(options.Seconds * rate));
+
+  OutputFile out;
+  std::string error;
+  if (!out.Open(options.OutputPath, error)) return Fail(error);
   unsigned long long written = 0;
-  int code = Export(section, id, rate, options, out, written);
-  if (out != stdout) {
-    if (std::fclose(out) != 0 && code == ExitOk) code = Fail("cannot finish " + options.OutputPath);
-    if (code == ExitOk) {
-      std::fprintf(stderr, "%llu samples of %s written to %s\n", written,
-                   zsff::WideToUtf8(id.ToFileName()).c_str(), options.OutputPath.c_str());
-    }
-  } else if (std::fflush(stdout) != 0 && code == ExitOk) {
-    code = Fail("the output can't be written");
+  // A record still being recorded is read to where it stands.
+  const bool growing = RecordGrowing(*measurement.Tree, options.Record);
+  if (const int code = Export(section, id, rate, IsDouble(metaData), options,
+                              growing && options.Seconds < 0.0 ? ~0ULL : wanted, out, written);
+      code != ExitOk) {
+    return code;
   }
-  return code;
+  if (!out.Close(error)) return Fail(error);
+  if (Chatty() && !out.IsStandardOutput()) {
+    std::fprintf(stderr, "%llu samples of %s written to %s\n", written,
+                 zsff::WideToUtf8(id.ToFilePath()).c_str(), options.OutputPath.c_str());
+  }
+  if (growing || written >= wanted) return ExitOk;
+  const std::string channel = (options.Directory / zsff::WideToUtf8(section.RecordName()) /
+                               zsff::WideToUtf8(id.ToFilePath()))
+                                  .string();
+  if (wanted > there && written == there) {
+    return Fail(Printf("asked for %.6f s from %.6f s, but the record holds %.6f s: %s",
+                       options.Seconds, options.Start, static_cast<double>(length) / rate,
+                       channel.c_str()));
+  }
+  std::fprintf(stderr,
+               "zsff: warning: %s: the part files end after %.6f s, its metadata gives %.6f s; "
+               "a part file is cut short\n",
+               channel.c_str(), static_cast<double>(first + written) / rate,
+               static_cast<double>(length) / rate);
+  return ExitFailure;
 }
 
 }  // namespace zsff_tools

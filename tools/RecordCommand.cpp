@@ -6,6 +6,7 @@
 // way leaves the header, and the library's end-up repairs the measurement.
 #include <zsff/zsff.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include "Interrupts.h"
 #include "OpenTree.h"
 #include "Progress.h"
+#include "Verbosity.h"
 
 namespace fs = std::filesystem;
 
@@ -43,11 +45,10 @@ class LibraryTimer {
   std::chrono::steady_clock::time_point m_Start;
 };
 
-// What the tree tells its host when a record stops: its length, parts and size.
+// What the tree tells its host when a record stops: its parts and size.
 class StopListener : public zsff::CRecordSignalTree::CAbstractChangeStateCallBack {
  public:
   struct Stop {
-    double Duration = 0.0;
     unsigned short FirstPart = 0;
     unsigned short LastPart = 0;
     long long FileSize = 0;
@@ -56,7 +57,7 @@ class StopListener : public zsff::CRecordSignalTree::CAbstractChangeStateCallBac
   void OnChangeState(const zsff::CRecordId&, int, zsff::CRecordSignalTree::ChangeAction_t action,
                      const zsff::CRecordSignalTree::CChangeActionParam_t* param) override {
     if (action != zsff::CRecordSignalTree::ChangeRecordStopped || param == nullptr) return;
-    m_Stops.push_back({param->Duration, param->FirstPart, param->LastPart, param->FileSize});
+    m_Stops.push_back({param->FirstPart, param->LastPart, param->FileSize});
   }
   const std::vector<Stop>& Stops() const { return m_Stops; }
 
@@ -69,7 +70,6 @@ struct Options {
   double Seconds = 120.0;
   int Records = 3;
   bool RealTime = false;
-  bool Quiet = false;
 };
 
 unsigned long long BytesUnder(const fs::path& directory) {
@@ -140,6 +140,9 @@ class Recorder {
   std::vector<RecordPlan> m_Plan;
   std::unique_ptr<zsff::CRecordSignalTree> m_Tree;
   StopListener m_Listener;
+  // The measurement's record list as the recording left it: the lengths kept,
+  // which a ring's time to stop makes shorter than the lengths recorded.
+  std::vector<zsff::MetaDataRecord> m_Records;
   fs::path m_HeaderPath;
   std::string m_BaseName;
   unsigned long long m_TotalSamples = 0;
@@ -152,10 +155,16 @@ class Recorder {
 
 int Recorder::CreateMeasurement() {
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
+  const std::string directory = m_Options.Directory.string();
+  errno = 0;
   m_Tree = zsff::CRecordSignalTree::CreateSignalTree(
       zsff::Utf8ToWide(m_Options.Directory.parent_path().string()),
       zsff::Utf8ToWide(m_Options.Directory.filename().string()), noRemoteStore, false);
-  if (!m_Tree) return Fail(TreeError("no reason given"));
+  if (!m_Tree) {
+    const int error = errno;
+    return Fail("cannot create the measurement " + directory + ": " +
+                Reason(error, zsff::CRecordSignalTree::LastErrorString()));
+  }
   m_Tree->SetChangeStateCallBack(&m_Listener);
 
   // The base names every file of the measurement; drawing it now lets the
@@ -171,18 +180,28 @@ int Recorder::CreateMeasurement() {
   {
     // Released before the first record: the tree takes the same lock for each
     // notice, and would wait for us.
+    errno = 0;
     const std::unique_ptr<zsff::MetaDataFileLock> lock =
         m_Tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait);
-    if (!lock) return Fail("cannot lock the metadata of " + m_Options.Directory.string());
+    if (!lock) {
+      const int error = errno;
+      return Fail("cannot lock the measurement " + directory + ": " +
+                  Reason(error, zsff::CRecordSignalTree::LastErrorString()));
+    }
+    errno = 0;
     if (!m_Tree->SaveMetaDataMeasurement(
             lock.get(), MeasurementMetaData(m_Options, baseName, m_Channels.size()), true)) {
-      return Fail("cannot write the measurement file: " + TreeError("no reason given"));
+      const int error = errno;
+      return Fail("cannot write the measurement file in " + directory + ": " +
+                  Reason(error, zsff::CRecordSignalTree::LastErrorString()));
     }
   }
 
   m_HeaderPath = m_Options.Directory / (m_BaseName + ".zff");
+  errno = 0;
   if (!WriteHeader(m_HeaderPath)) {
-    return Fail("cannot write the header file " + m_HeaderPath.string());
+    const int error = errno;
+    return Fail("cannot write " + m_HeaderPath.string() + ": " + Reason(error));
   }
   return ExitOk;
 }
@@ -194,21 +213,28 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
     return Fail(message);
   };
   const auto setupStart = std::chrono::steady_clock::now();
+  errno = 0;
   int handle = m_Tree->CreateRecord(0);
-  if (handle == 0)
-    return fail("cannot create record " + std::to_string(index + 1) + ": " +
-                TreeError("no reason given"));
+  if (handle == 0) {
+    const int error = errno;
+    return fail("cannot create record " + std::to_string(index + 1) + " in " +
+                m_Options.Directory.string() + ": " +
+                Reason(error, zsff::CRecordSignalTree::LastErrorString()));
+  }
   zsff::CAbstractRecordSection& section = m_Tree->wRecord(handle);
   const std::string what = "record " + std::to_string(index + 1);
+  // Each step that can fail zeroes errno first, so that the reason is its own.
   auto sectionFailure = [&](const std::string& step) {
-    const std::string why = zsff::WideToUtf8(section.LastErrorString());
-    return what + ": " + step + (why.empty() ? std::string() : ": " + why);
+    const int error = errno;
+    return m_Options.Directory.string() + ", " + what + ": " + step + ": " +
+           Reason(error, section.LastErrorString());
   };
 
   // A record after the first starts with the channels of the one before.
   if (section.ChannelCount() != m_Channels.size()) {
     for (const DemoChannel& channel : m_Channels) {
       if (section.IsValidChannel(channel.Id())) continue;
+      errno = 0;
       if (!section.AddChannel(channel.Id(), channel.MetaData())) {
         const std::string message =
             sectionFailure("cannot add channel " + std::to_string(channel.Id().ChannelNumber()));
@@ -219,6 +245,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   }
 
   const bool ring = plan.RingSeconds > 0.0;
+  errno = 0;
   if (!section.ArmRecord(plan.RingSeconds, ring ? zsff::PartLengthAuto : zsff::PartLengthShort,
                          !ring)) {
     const std::string message = sectionFailure("cannot arm");
@@ -235,6 +262,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
     info.UncompactCoeff = static_cast<float>(channel.Coefficient());
     infos[channel.Id()] = info;
   }
+  errno = 0;
   if (!section.StartRecord(infos)) {
     const std::string message = sectionFailure("cannot start");
     m_Tree->CloseRecord(handle, true);
@@ -259,6 +287,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
       m_Blocks[c] = m_Channels[c].NextBlock(count);
     {
       const LibraryTimer timer(m_LibraryTime);
+      errno = 0;
       for (std::size_t c = 0; c < m_Channels.size() && result == ExitOk; ++c) {
         if (!section.WriteSampleBlock(m_Channels[c].Id(), m_Blocks[c], count, true)) {
           result = ExitFailure;
@@ -287,6 +316,7 @@ int Recorder::RecordOne(int index, const RecordPlan& plan, ProgressBar& progress
   std::string stopFailure;
   {
     const LibraryTimer timer(m_LibraryTime);
+    errno = 0;
     stopped = section.StopRecord();
     for (int attempt = 0; !stopped && attempt < 3; ++attempt) {
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
@@ -325,20 +355,21 @@ int Recorder::Run() {
   const auto start = std::chrono::steady_clock::now();
   int result = ExitOk;
   {
-    ProgressBar progress(m_TotalSamples);
+    ProgressBar progress(m_TotalSamples, Chatty());
     for (std::size_t i = 0; i < m_Plan.size() && result == ExitOk; ++i) {
       result = RecordOne(static_cast<int>(i), m_Plan[i], progress);
     }
   }
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  m_Tree->GetRecordsVect(m_Records);
   zsff::CRecordSignalTree::CloseSignalTree(m_Tree);
 
   // Every record that began was stopped: the measurement is finished, even when
   // interrupted. After a failure the header stays, for the end-up to find.
   if (result == ExitOk || result == ExitInterrupted) fs::remove(m_HeaderPath, ec);
   if (result == ExitFailure) return result;
-  if (!m_Options.Quiet) PrintSummary(seconds);
+  if (Chatty()) PrintSummary(seconds);
   if (result == ExitInterrupted) {
     return Fail(Printf("interrupted after %.1f s of signal; the records were stopped cleanly",
                        static_cast<double>(m_SamplesDone) / kDemoSamplingRate),
@@ -362,18 +393,24 @@ void Recorder::PrintSummary(double seconds) const {
               formatText.c_str());
 
   const std::vector<StopListener::Stop>& stops = m_Listener.Stops();
+  double keptSeconds = 0.0;
   for (std::size_t i = 0; i < stops.size() && i < m_Plan.size(); ++i) {
     const StopListener::Stop& stop = stops[i];
+    double kept = 0.0;
+    for (const zsff::MetaDataRecord& entry : m_Records) {
+      if (zsff::CRecordId(entry.RecordId()).RecordNumber() == i + 1) kept += entry.Duration();
+    }
+    keptSeconds += kept;
     std::string kind = m_Plan[i].RingSeconds > 0.0 ? Printf("ring of %.1f s", m_Plan[i].RingSeconds)
                                                    : std::string("parts of 64 s");
-    std::printf("  record %zu  %9.3f s  %s, parts %u-%u, %s of signal files\n", i + 1,
-                stop.Duration, kind.c_str(), stop.FirstPart, stop.LastPart,
+    std::printf("  record %zu  %9.3f s  %s, parts %u-%u, %s of signal files\n", i + 1, kept,
+                kind.c_str(), stop.FirstPart, stop.LastPart,
                 FormatBytes(static_cast<double>(stop.FileSize)).c_str());
   }
   const double rate = seconds > 0.0 ? static_cast<double>(m_BytesDone) / seconds : 0.0;
-  std::printf("  %.1f s of signal, %s of samples in %.2f s: %s (%.1fx real time)\n", signalSeconds,
-              FormatBytes(static_cast<double>(m_BytesDone)).c_str(), seconds,
-              FormatRate(rate).c_str(), seconds > 0.0 ? signalSeconds / seconds : 0.0);
+  std::printf("  %.1f s of signal written, %.1f s kept; %s of samples in %.2f s: %s (%.1fx real time)\n",
+              signalSeconds, keptSeconds, FormatBytes(static_cast<double>(m_BytesDone)).c_str(),
+              seconds, FormatRate(rate).c_str(), seconds > 0.0 ? signalSeconds / seconds : 0.0);
   const double library = std::chrono::duration<double>(m_LibraryTime).count();
   if (library > 0.0) {
     std::printf("  of which %.2f s in the library's calls: %s written by the library\n", library,
@@ -390,7 +427,7 @@ int RunRecord(const std::vector<std::string>& args) {
   Arguments arguments;
   std::string error;
   if (!arguments.Parse(
-          args, {{"seconds", true}, {"records", true}, {"realtime", false}, {"quiet", false}},
+          args, {{"seconds", true}, {"records", true}, {"realtime", false}},
           error)) {
     return UsageError(command, error);
   }
@@ -406,7 +443,6 @@ int RunRecord(const std::vector<std::string>& args) {
   }
   options.Records = static_cast<int>(records);
   options.RealTime = arguments.Has("realtime");
-  options.Quiet = arguments.Has("quiet");
 
   std::error_code ec;
   fs::path directory =

@@ -1,10 +1,14 @@
 // zsff: the command-line host of the library. "zsff record" lays down a demo
 // measurement as an analyzer would, "zsff info" lists what a measurement holds.
 // Commands live in one table, so a new one is a row and a function.
+#include <zsff/TextConversion.h>
+
 #include <cstdio>
 #include <cstring>
 
 #include "Commands.h"
+#include "Interrupts.h"
+#include "Verbosity.h"
 
 namespace zsff_tools {
 
@@ -14,8 +18,7 @@ const std::vector<Command>& Commands() {
        "record a demo measurement of 8 channels at 51200 Hz into the new directory DIR",
        "  --seconds S   seconds of signal over all records (default 120)\n"
        "  --records N   number of records, the last bounded as a ring (default 3)\n"
-       "  --realtime    pace the writing to the sampling rate instead of the disk's speed\n"
-       "  --quiet       print nothing but errors\n",
+       "  --realtime    pace the writing to the sampling rate instead of the disk's speed\n",
        RunRecord},
       {"info", "[options] DIR", "list the keys, records and channels of the measurement in DIR",
        "  --json        print the listing as JSON, for scripts\n", RunInfo},
@@ -49,7 +52,8 @@ const std::vector<Command>& Commands() {
        RunZoom},
       {"plot", "[options] DIR",
        "draw every channel's min/max envelope over the whole measurement as a PNG or SVG picture",
-       "  --out FILE    the picture; \".svg\" at its end gives SVG, else PNG (default: DIR.png)\n"
+       "  --out FILE    the picture, ending in .png or .svg; \"-\": standard output (default: DIR.png)\n"
+       "  --format F    png or svg, whatever the picture's name (default: from its extension)\n"
        "  --width W     pixels across (default 1200)\n"
        "  --height H    pixels down (default: 110 per channel, plus the axis)\n"
        "  --channel N   only this channel number (default: every channel)\n"
@@ -71,15 +75,32 @@ int Fail(const std::string& message, int code) {
   return code;
 }
 
+std::string Reason(int error, const std::u16string& libraryText) {
+  const std::string library = zsff::WideToUtf8(libraryText);
+  if (error == 0) return library.empty() ? "no reason given" : library;
+  std::string reason = std::strerror(error);
+  if (Verbosity() == VerbosityVerbose && !library.empty()) reason += " (" + library + ")";
+  return reason;
+}
+
 int UsageError(const Command& command, const std::string& message) {
   std::fprintf(stderr, "zsff %s: %s (see zsff %s --help)\n", command.Name, message.c_str(),
                command.Name);
   return ExitUsage;
 }
 
+namespace {
+
+// What every command takes besides its own options.
+constexpr const char* kCommonHelp =
+    "  --quiet       print results and errors only, no notes on progress\n"
+    "  --verbose     print the library's own diagnostics too, on standard error\n";
+
+}  // namespace
+
 void PrintCommandHelp(const Command& command) {
-  std::printf("usage: zsff %s %s\n\n%s\n\noptions:\n%s", command.Name, command.Arguments,
-              command.Summary, command.Help);
+  std::printf("usage: zsff %s %s\n\n%s\n\noptions:\n%s%s", command.Name, command.Arguments,
+              command.Summary, command.Help, kCommonHelp);
 }
 
 namespace {
@@ -89,7 +110,26 @@ void PrintUsage(std::FILE* out) {
   for (const Command& command : Commands()) {
     std::fprintf(out, "  %-8s %s\n", command.Name, command.Summary);
   }
-  std::fprintf(out, "\n\"zsff COMMAND --help\" describes a command's options.\n");
+  std::fprintf(out, "\noptions of every command:\n%s", kCommonHelp);
+  std::fprintf(out, "\n\"zsff COMMAND --help\" describes a command's options;"
+                    " \"zsff --version\" tells the version.\n");
+}
+
+// Takes --quiet and --verbose out of the words of a command, wherever they
+// stand before "--"; false when both are given.
+bool TakeVerbosity(std::vector<std::string>& args) {
+  bool quiet = false;
+  bool verbose = false;
+  for (auto it = args.begin(); it != args.end() && *it != "--";) {
+    if (*it == "--quiet" || *it == "--verbose") {
+      (*it == "--quiet" ? quiet : verbose) = true;
+      it = args.erase(it);
+    } else {
+      ++it;
+    }
+  }
+  SetVerbosity(quiet ? VerbosityQuiet : verbose ? VerbosityVerbose : VerbosityNormal);
+  return !(quiet && verbose);
 }
 
 bool IsHelp(const char* word) {
@@ -116,6 +156,10 @@ int main(int argc, char** argv) {
     }
     return ExitOk;
   }
+  if (std::strcmp(argv[1], "--version") == 0) {
+    std::printf("zsff %s\n", ZSFF_VERSION);
+    return ExitOk;
+  }
   const Command* command = FindCommand(argv[1]);
   if (command == nullptr) {
     std::fprintf(stderr, "zsff: unknown command \"%s\" (see zsff --help)\n", argv[1]);
@@ -129,5 +173,7 @@ int main(int argc, char** argv) {
       return ExitOk;
     }
   }
-  return command->Run(args);
+  if (!TakeVerbosity(args)) return UsageError(*command, "--quiet and --verbose exclude each other");
+  const int code = command->Run(args);
+  return code == ExitInterrupted ? InterruptedExitCode() : code;
 }

@@ -223,7 +223,12 @@ TEST(PngWriter, WritesAPngThatReadsBackPixelForPixel) {
   ASSERT_TRUE(ComputeLayout(data, 900, 300, layout, error)) << error;
   const Canvas canvas = DrawPlot(data, layout);
   const std::string path = (dir.Path() / "plot.png").string();
-  ASSERT_TRUE(WritePng(canvas, path, error)) << error;
+  {
+    OutputFile out;
+    ASSERT_TRUE(out.Open(path, error)) << error;
+    ASSERT_TRUE(WritePng(canvas, out, error)) << error;
+    ASSERT_TRUE(out.Close(error)) << error;
+  }
 
   int width = 0, height = 0;
   std::vector<std::uint8_t> rgb;
@@ -243,9 +248,14 @@ TEST(PngWriter, WritesAPngThatReadsBackPixelForPixel) {
     EXPECT_EQ(CountPixels(canvas, color, 0, 0, 899, 299), inStrip) << i;
   }
 
-  EXPECT_FALSE(WritePng(canvas, (dir.Path() / "missing" / "plot.png").string(), error));
+  OutputFile nowhere;
+  EXPECT_FALSE(nowhere.Open((dir.Path() / "missing" / "plot.png").string(), error));
   EXPECT_NE(error.find("missing"), std::string::npos) << error;
-  EXPECT_FALSE(WritePng(Canvas(0, 0, kWhite), (dir.Path() / "empty.png").string(), error));
+  {
+    OutputFile empty;
+    ASSERT_TRUE(empty.Open((dir.Path() / "empty.png").string(), error)) << error;
+    EXPECT_FALSE(WritePng(Canvas(0, 0, kWhite), empty, error));
+  }
   EXPECT_FALSE(std::ifstream(dir.Path() / "empty.png").good());
 }
 

@@ -1,7 +1,8 @@
 # Records a few seconds with "zsff record" into a fresh directory, lists it with
 # "zsff info --json", and checks what the listing says: every record of the plan,
 # stopped, each with the eight demo channels and their formats, lengths that add
-# up to the signal asked for, and no header left behind.
+# up to the signal asked for and agree with the recorder's and the picture's,
+# and no header left behind.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenInfo.cmake
 
 include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
@@ -11,9 +12,9 @@ set(records 3)
 
 execute_process(
   COMMAND "${ZSFF}" record --seconds ${seconds} --records ${records} "${measurement}"
-  RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  RESULT_VARIABLE result OUTPUT_VARIABLE record_out ERROR_VARIABLE err)
 if(NOT result EQUAL 0)
-  fail("zsff record failed (${result}): ${err}${out}")
+  fail("zsff record failed (${result}): ${err}${record_out}")
 endif()
 if(NOT err STREQUAL "")
   fail("zsff record wrote to stderr although it isn't a terminal: ${err}")
@@ -76,20 +77,40 @@ foreach(r RANGE ${last})
   endif()
 endforeach()
 
-# The records' lengths (in ms, as CMake counts in integers) make up the signal;
-# the ring record may have dropped parts, so the sum can only fall short.
+# The records' lengths make up the signal; the ring record keeps less than it
+# recorded, so the sum can only fall short. Each length is the same wherever
+# it is told: in what "zsff record" printed, in the record list and in every
+# channel of the record.
 set(sum_ms 0)
 foreach(r RANGE ${last})
-  string(JSON duration GET "${json}" records ${r} channels 0 duration)
-  string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${duration}")
-  list(GET parts 0 whole)
-  list(GET parts 1 fraction)
-  string(SUBSTRING "${fraction}000" 0 3 fraction)
-  math(EXPR sum_ms "${sum_ms} + ${whole} * 1000 + 1${fraction} - 1000")
+  math(EXPR number "${r} + 1")
+  if(NOT record_out MATCHES "record ${number} +([0-9.]+) s")
+    fail("zsff record doesn't tell the length of record ${number}:\n${record_out}")
+  endif()
+  seconds_to_ms(${CMAKE_MATCH_1} recorded_ms)
+  string(JSON duration GET "${json}" records ${r} duration)
+  seconds_to_ms(${duration} listed_ms)
+  foreach(c RANGE 7)
+    string(JSON duration GET "${json}" records ${r} channels ${c} duration)
+    seconds_to_ms(${duration} channel_ms)
+    if(NOT channel_ms EQUAL listed_ms OR NOT recorded_ms EQUAL listed_ms)
+      fail("record ${number}: ${recorded_ms} ms recorded, ${listed_ms} ms listed, "
+           "${channel_ms} ms in channel ${c}")
+    endif()
+  endforeach()
+  math(EXPR sum_ms "${sum_ms} + ${listed_ms}")
 endforeach()
 math(EXPR expected_ms "${seconds} * 1000")
 if(sum_ms GREATER expected_ms OR sum_ms LESS 1000)
   fail("the records' lengths add up to ${sum_ms} ms for ${expected_ms} ms of signal")
+endif()
+# The picture's title gives the sum, in tenths of a second.
+run_zsff(svg plot --out - --format svg "${measurement}")
+math(EXPR tenths "(${sum_ms} + 50) / 100")
+math(EXPR whole "${tenths} / 10")
+math(EXPR tenth "${tenths} % 10")
+if(NOT svg MATCHES " ${whole}\\.${tenth} s in ${records} records<")
+  fail("the picture's title doesn't give ${whole}.${tenth} s")
 endif()
 
 # The text form names every record.

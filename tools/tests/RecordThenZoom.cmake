@@ -58,6 +58,7 @@ endif()
 
 run_zsff(samples read --channel ${channel} --start 1 --seconds 0.5 "${measurement}")
 string(REGEX MATCHALL "[^\n]+" samples "${samples}")
+list(POP_FRONT samples)
 set(index 0)
 foreach(line IN LISTS samples)
   math(EXPR point "${index} / ${share}")

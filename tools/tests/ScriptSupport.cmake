@@ -45,14 +45,21 @@ function(info_json out)
   set(${out} "${json}" PARENT_SCOPE)
 endfunction()
 
-# The samples a demo channel of `seconds` holds. The demo's rate is 51200 Hz,
-# 51.2 samples a millisecond; CMake counts in integers, so the seconds are taken
-# apart in milliseconds.
-function(demo_samples seconds out)
-  string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${seconds}")
+# A decimal number of seconds in milliseconds, rounded: CMake counts in
+# integers, and 0.6 may come as 0.59999999999999998.
+function(seconds_to_ms seconds out)
+  string(REGEX REPLACE "^([0-9]+)\\.?([0-9]?[0-9]?[0-9]?[0-9]?).*" "\\1;\\2" parts "${seconds}")
   list(GET parts 0 whole)
   list(GET parts 1 fraction)
-  string(SUBSTRING "${fraction}000" 0 3 fraction)
-  math(EXPR samples "(${whole} * 1000 + 1${fraction} - 1000) * 512 / 10")
+  string(SUBSTRING "${fraction}0000" 0 4 fraction)
+  math(EXPR ms "(${whole} * 10000 + 1${fraction} - 10000 + 5) / 10")
+  set(${out} ${ms} PARENT_SCOPE)
+endfunction()
+
+# The samples a demo channel of `seconds` holds, at the demo's 51.2 samples a
+# millisecond.
+function(demo_samples seconds out)
+  seconds_to_ms(${seconds} ms)
+  math(EXPR samples "${ms} * 512 / 10")
   set(${out} ${samples} PARENT_SCOPE)
 endfunction()
