@@ -3,7 +3,9 @@
 // reads one channel's samples as they reach the disk, and prints at each poll how
 // far it has read, where the live end stands and what the reader's state is. A
 // ring that drops parts ahead of it makes it jump to the oldest data kept, as a
-// display would. It ends with the record, on Ctrl-C, or after --timeout.
+// display would. It goes on with each next record, and ends with the
+// measurement, on Ctrl-C, after --timeout, or when nothing has changed for
+// --stall seconds: no recorder is coming, or the one it followed is gone.
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
@@ -28,6 +30,8 @@
 #include "Format.h"
 #include "Interrupts.h"
 #include "OpenTree.h"
+#include "StallWatch.h"
+#include "Verbosity.h"
 
 namespace fs = std::filesystem;
 
@@ -50,6 +54,7 @@ struct FollowOptions {
   long long Analyzer = -1;
   double Timeout = -1.0;  // seconds; -1: none
   double Interval = 0.2;  // seconds between polls
+  double Stall = 10.0;    // seconds without a change before giving up; 0: never
   bool Recorded = false;  // the recorded units instead of volts
 };
 
@@ -67,13 +72,14 @@ const char* StateName(Section::ReadState_t state) {
 }
 
 // Why the follower stopped before the end of the record.
-enum Outcome_t { OutcomeEnd, OutcomeInterrupted, OutcomeTimedOut };
+enum Outcome_t { OutcomeEnd, OutcomeInterrupted, OutcomeTimedOut, OutcomeStalled };
 
 class Follower {
  public:
-  explicit Follower(const FollowOptions& options) : m_Options(options), m_Start(Clock::now()) {}
+  explicit Follower(const FollowOptions& options)
+      : m_Options(options), m_Start(Clock::now()), m_Stall(options.Stall) {}
   ~Follower() {
-    if (m_Tree && m_Handle != 0) m_Tree->CloseRecord(m_Handle, false);
+    CloseRecord();
     zsff::CRecordSignalTree::CloseSignalTree(m_Tree);
   }
   Follower(const Follower&) = delete;
@@ -82,9 +88,16 @@ class Follower {
   int Run();
 
  private:
-  // Waits until the last record of the measurement is being recorded, or the
-  // measurement is finished, and opens it on the channel to follow.
-  int WaitForRecord();
+  // Waits until the record to follow is there and opens it on the channel to
+  // follow: at first the last record of the measurement, while it is
+  // recorded; then the record after the one followed, recorded or not. False
+  // when there is none to follow, with ExitOk in `code` when the measurement
+  // has finished since.
+  bool WaitForRecord(int& code);
+  // The record to follow next among `records`; null while there is none.
+  const zsff::MetaDataRecord* NextRecord(const std::vector<zsff::MetaDataRecord>& records,
+                                         std::string& why) const;
+  void CloseRecord();
   // Opens the record of `entry`; false (with the record closed again) while it
   // hasn't started, or lacks the channel.
   bool TryOpen(const zsff::MetaDataRecord& entry, std::string& why);
@@ -94,6 +107,9 @@ class Follower {
   unsigned long long ReadArrived(std::string& error);
   // Moves the reader to the oldest sample the ring kept.
   bool JumpToOldest();
+  // What shows that the record grows: its live end and its temporary record
+  // file, which the recorder rewrites as it goes and a crash leaves behind.
+  std::string SignOfLife() const;
   // Whether the measurement file says that the record has stopped: a reader
   // sees the end as soon as the recorder's files are complete, a moment before
   // the recorder has written its stop into that file.
@@ -115,6 +131,8 @@ class Follower {
 
   const FollowOptions& m_Options;
   Clock::time_point m_Start;
+  StallWatch m_Stall;
+  int m_Followed = 0;  // records followed to their end
   std::unique_ptr<zsff::CRecordSignalTree> m_Tree;
   int m_Handle = 0;
   unsigned short m_RecordNumber = 0;
@@ -179,6 +197,9 @@ bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
   }
   m_RecordNumber = id.RecordNumber();
   m_Rate = rate;
+  m_Position = 0;
+  m_Read = 0;
+  m_Skipped = 0;
   std::u16string unit;
   if (m_Options.Recorded && zsff::CMetaDataChannelReader(metaData).Unit(unit)) {
     m_Unit = zsff::WideToUtf8(unit);
@@ -187,10 +208,12 @@ bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
   }
   std::u16string name;
   zsff::CMetaDataChannelReader(metaData).Name(name);
-  std::printf("following record %u (%s), channel %d \"%s\" at %g Hz%s\n", m_RecordNumber,
+  if (Chatty()) {
+    std::printf("following record %u (%s), channel %d \"%s\" at %g Hz%s\n", m_RecordNumber,
               zsff::WideToUtf8(section.RecordName()).c_str(), m_Channel.ChannelNumber(),
               zsff::WideToUtf8(name).c_str(), m_Rate,
-              entry.Recording() ? "" : ", recorded already");
+                entry.Recording() ? "" : ", recorded already");
+  }
   // A finished record opens on its first kept part; one still growing on its
   // first part, from where the reader counts.
   if (!entry.Recording()) {
@@ -200,38 +223,89 @@ bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
   return true;
 }
 
-int Follower::WaitForRecord() {
+const zsff::MetaDataRecord* Follower::NextRecord(
+    const std::vector<zsff::MetaDataRecord>& records, std::string& why) const {
+  if (m_Followed == 0) {
+    // A finished measurement has nothing to follow; one between two records
+    // has the next to wait for.
+    if (records.empty()) {
+      why = "no record yet";
+    } else if (records.back().Recording()) {
+      return &records.back();
+    } else {
+      why = "no record being recorded";
+    }
+    return nullptr;
+  }
+  for (const zsff::MetaDataRecord& entry : records) {
+    if (zsff::CRecordId(entry.RecordId()).RecordNumber() > m_RecordNumber) return &entry;
+  }
+  why = Printf("no record after record %u yet", m_RecordNumber);
+  return nullptr;
+}
+
+bool Follower::WaitForRecord(int& code) {
   const std::string directory = m_Options.Directory.string();
   bool told = false;
   std::string why = "no measurement there yet";
   for (;;) {
-    if (Interrupted())
-      return Fail("interrupted while waiting for a record in " + directory, ExitInterrupted);
+    if (Interrupted()) {
+      code = Fail("interrupted while waiting for a record in " + directory, ExitInterrupted);
+      return false;
+    }
     if (!m_Tree) {
       m_Tree = OpenForReading(m_Options.Directory);
-      if (!m_Tree) why = TreeError();
-    }
-    if (m_Tree) {
-      std::vector<zsff::MetaDataRecord> records;
-      if (!m_Tree->GetRecordsVect(records) || records.empty()) {
-        why = "no record yet";
-      } else if (!records.back().Recording() && MeasurementUnfinished()) {
-        why = "no record being recorded";  // between two records
-      } else if (TryOpen(records.back(), why)) {
-        return ExitOk;
+      std::error_code ec;
+      if (!m_Tree) {
+        why = fs::exists(m_Options.Directory, ec) ? "no measurement there yet" : "no such directory";
       }
     }
-    if (Expired()) {
-      return Fail(Printf("gave up waiting for a record in %s after %g s: %s", directory.c_str(),
-                         m_Options.Timeout, why.c_str()));
+    std::vector<zsff::MetaDataRecord> records;
+    if (m_Tree && m_Tree->GetRecordsVect(records)) {
+      const zsff::MetaDataRecord* next = NextRecord(records, why);
+      if (next != nullptr && TryOpen(*next, why)) return true;
+      if (next == nullptr && !MeasurementUnfinished() && !records.empty()) {
+        // Its recorder has finished it: after the records followed, that is
+        // the end; before any, there is nothing to follow.
+        code = m_Followed != 0 ? ExitOk
+                               : Fail(directory + " holds a finished measurement: nothing is "
+                                                  "being recorded there (zsff read reads it)");
+        return false;
+      }
     }
-    if (!told) {
+    m_Stall.Note(why + Printf(" %zu", records.size()));
+    if (m_Stall.Stalled()) {
+      code = Fail(Printf("%s: nothing changed for %g s (%s): no recorder seems to be at work",
+                         directory.c_str(), m_Stall.Seconds(), why.c_str()));
+      return false;
+    }
+    if (Expired()) {
+      code = Fail(Printf("gave up waiting for a record in %s after %g s: %s", directory.c_str(),
+                         m_Options.Timeout, why.c_str()));
+      return false;
+    }
+    if (!told && Chatty()) {
       std::printf("waiting for a record in %s (%s)\n", directory.c_str(), why.c_str());
       std::fflush(stdout);
-      told = true;
     }
+    told = true;
     Pause();
   }
+}
+
+void Follower::CloseRecord() {
+  if (m_Tree && m_Handle != 0) m_Tree->CloseRecord(m_Handle, false);
+  m_Handle = 0;
+}
+
+std::string Follower::SignOfLife() const {
+  const Section& section = m_Tree->rRecord(m_Handle);
+  const fs::path tmp = m_Options.Directory / zsff::WideToUtf8(section.RecordName()) /
+                       zsff::WideToUtf8(m_Channel.ToFilePath()) / "TmpRecord.zrm";
+  std::error_code ec;
+  const auto written = fs::last_write_time(tmp, ec);
+  return Printf("%llu %lld", section.SignalLengthSpl(m_Channel, true),
+                ec ? 0LL : static_cast<long long>(written.time_since_epoch().count()));
 }
 
 unsigned long long Follower::ReadArrived(std::string& error) {
@@ -267,8 +341,10 @@ bool Follower::JumpToOldest() {
   Section& section = m_Tree->wRecord(m_Handle);
   const unsigned long long oldest =
       section.SignalLengthSpl(m_Channel, true) - section.SignalLengthSpl(m_Channel, false);
-  std::printf("overtaken at %.3f s: the ring dropped the parts ahead; jumping to %.3f s\n",
-              static_cast<double>(m_Position) / m_Rate, static_cast<double>(oldest) / m_Rate);
+  if (Chatty()) {
+    std::printf("overtaken at %.3f s: the ring dropped the parts ahead; jumping to %.3f s\n",
+                static_cast<double>(m_Position) / m_Rate, static_cast<double>(oldest) / m_Rate);
+  }
   // A seek counts from the record's first sample while the record grows, and
   // from its first kept sample once it has stopped, which may have happened
   // since the last look; the read position always counts from the first kept
@@ -303,7 +379,7 @@ int Follower::Follow() {
     failures = 0;
     Section::ReadState_t state = Section::ReadStateNone;
     section.EndOfReading(m_Channel, state);
-    if (got != 0 || state != last || first) {
+    if ((got != 0 || state != last || first) && Chatty()) {
       const double liveEnd = static_cast<double>(section.SignalLengthSpl(m_Channel, true)) / m_Rate;
       std::string range;
       if (got != 0) range = Printf("  %.4g .. %.4g %s", m_Minimum, m_Maximum, m_Unit.c_str());
@@ -323,6 +399,13 @@ int Follower::Follow() {
     }
     if (state == Section::ReadStateEnd && RecordStopped()) return Summary(OutcomeEnd);
     if (Expired()) return Summary(OutcomeTimedOut);
+    m_Stall.Note(SignOfLife());
+    if (m_Stall.Stalled()) {
+      Summary(OutcomeStalled);
+      return Fail(Printf("record %u in %s hasn't grown for %g s, and its recorder has left it "
+                         "unfinished: the recorder seems gone",
+                         m_RecordNumber, m_Options.Directory.string().c_str(), m_Stall.Seconds()));
+    }
     // A poll that filled its share reads on at once.
     if (got < MostAPoll()) Pause();
   }
@@ -346,17 +429,32 @@ int Follower::Summary(Outcome_t outcome) {
     return Fail(Printf("gave up after %g s with record %u still being recorded", m_Options.Timeout,
                        m_RecordNumber));
   }
+  if (outcome == OutcomeStalled) return ExitFailure;
   // Every sample from the first one read to the end went by the reader.
   if (m_Position != total) {
     return Fail(Printf("the reader ended at sample %llu of the record's %llu", m_Position, total));
   }
+  ++m_Followed;
   return ExitOk;
 }
 
 int Follower::Run() {
   CatchInterrupts();
-  if (const int code = WaitForRecord(); code != ExitOk) return code;
-  return Follow();
+  std::error_code ec;
+  if (fs::exists(m_Options.Directory, ec) && !fs::is_directory(m_Options.Directory, ec)) {
+    return Fail(m_Options.Directory.string() + ": not a directory, so no measurement to follow");
+  }
+  int code = ExitOk;
+  while (WaitForRecord(code)) {
+    code = Follow();
+    CloseRecord();
+    if (code != ExitOk) return code;
+  }
+  if (code == ExitOk && Chatty()) {
+    std::printf("the measurement is finished: %d record%s followed\n", m_Followed,
+                m_Followed == 1 ? "" : "s");
+  }
+  return code;
 }
 
 }  // namespace
@@ -371,12 +469,14 @@ int RunFollow(const std::vector<std::string>& args) {
                         {"analyzer", true},
                         {"timeout", true},
                         {"interval", true},
+                        {"stall", true},
                         {"recorded", false}},
                        error) ||
       !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
       !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error) ||
       !arguments.GetDouble("timeout", 0.0, 1e9, options.Timeout, error) ||
-      !arguments.GetDouble("interval", 0.01, 60.0, options.Interval, error)) {
+      !arguments.GetDouble("interval", 0.01, 60.0, options.Interval, error) ||
+      !arguments.GetDouble("stall", 0.0, 1e9, options.Stall, error)) {
     return UsageError(command, error);
   }
   if (arguments.Positional().size() != 1) {

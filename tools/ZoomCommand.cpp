@@ -1,9 +1,11 @@
 // zsff zoom: what a display draws of one channel over a span of the whole
 // measurement, its records end to end: at most N (min, max) pairs, as CSV text
 // (point, time, min, max) or as JSON. Seconds not yet recorded by a running
-// record come out empty (NaN in CSV, null in JSON).
+// record come out empty (NaN in CSV, null in JSON); a span past the end of a
+// finished measurement is cut to its end.
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
+#include <zsff/MetaDataRecord.h>
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/RecordZoomer.h>
@@ -18,6 +20,7 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "Format.h"
 #include "OpenTree.h"
 
 namespace fs = std::filesystem;
@@ -79,7 +82,16 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
   return ExitOk;
 }
 
-void PrintCsv(const std::vector<float>& values, double start, double step) {
+// Whether the last record of the measurement is still being recorded.
+bool StillRecording(zsff::CRecordSignalTree& tree) {
+  std::vector<zsff::MetaDataRecord> records;
+  return tree.GetRecordsVect(records) && !records.empty() && records.back().Recording();
+}
+
+// The pairs share the span evenly, however many the zoomer gave for the
+// points asked: fewer where the span holds fewer samples than points.
+void PrintCsv(const std::vector<float>& values, double start, double stop) {
+  const double step = (stop - start) / static_cast<double>(values.size() / 2);
   std::printf("point,time,min,max\n");
   for (std::size_t i = 0; i + 1 < values.size(); i += 2) {
     std::printf("%zu,%.6f,%.9g,%.9g\n", i / 2, start + static_cast<double>(i / 2) * step, values[i],
@@ -126,9 +138,14 @@ int RunZoom(const std::vector<std::string>& args) {
   if (!measurement.Zoomer.Init(measurement.Tree.get(), id)) {
     return Fail("the records of the measurement can't be opened");
   }
+  const double end = measurement.Zoomer.VectRecordInfo().back().End;
+  const bool growing = StillRecording(*measurement.Tree);
   const double stop =
-      options.Stop >= 0.0 ? options.Stop : measurement.Zoomer.VectRecordInfo().back().End;
-  if (stop <= options.Start) return Fail("--start lies past the end of the measurement");
+      options.Stop < 0.0 || (options.Stop > end && !growing) ? end : options.Stop;
+  if (stop <= options.Start) {
+    return Fail(Printf("--start %g s lies past the end of the measurement, %g s", options.Start,
+                       end));
+  }
 
   std::vector<float> values;
   if (!measurement.Zoomer.GetCompressedSignal(
@@ -139,7 +156,7 @@ int RunZoom(const std::vector<std::string>& args) {
   if (options.Json) {
     PrintJson(values, id, options, stop);
   } else {
-    PrintCsv(values, options.Start, (stop - options.Start) / static_cast<double>(options.Points));
+    PrintCsv(values, options.Start, stop);
   }
   if (std::fflush(stdout) != 0) return Fail("the output can't be written");
   return ExitOk;

@@ -34,12 +34,14 @@ const std::vector<Command>& Commands() {
        "  FILE          where to write (default or \"-\": standard output)\n",
        RunRead},
       {"follow", "[options] DIR",
-       "follow the last record of the measurement in DIR while another process records it",
+       "follow the measurement in DIR, record by record, while another process records it",
        "  --channel N   the channel number (default: the record's first channel)\n"
        "  --analyzer A  the analyzer of the channel (default: any)\n"
        "  --recorded    the recorded units instead of volts\n"
        "  --interval S  seconds between polls (default 0.2)\n"
-       "  --timeout S   give up after S seconds, waiting included (default: never)\n",
+       "  --timeout S   give up after S seconds, waiting included (default: never)\n"
+       "  --stall S     give up when nothing has changed for S seconds: no recorder is at work\n"
+       "                (default 10; 0: wait forever)\n",
        RunFollow},
       {"zoom", "[options] DIR",
        "print the min/max pairs a display draws of one channel over all records",

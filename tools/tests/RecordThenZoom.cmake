@@ -1,8 +1,9 @@
 # Records a few seconds with "zsff record", then zooms with "zsff zoom": each
 # (min, max) pair of a span holds the extremes of its share of the samples that
 # "zsff read" gives; the JSON and the CSV forms carry the same pairs; a span that
-# runs past the last record gives a shorter answer; requests that can't be served
-# fail with one line.
+# runs past the last record is cut to its end; fewer samples than points give a
+# pair a sample, spread over the span; requests that can't be served fail with
+# one line.
 #   cmake -DZSFF=<path of zsff> -DWORK_DIR=<scratch directory> -P RecordThenZoom.cmake
 
 include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
@@ -121,12 +122,25 @@ foreach(i RANGE ${last})
   endif()
 endforeach()
 
-# A span twice as long as the measurement: the pairs of what there is.
+# A span far past the end of the measurement is cut to its end: the same pairs.
 string(JSON stop GET "${json}" stop)
 zoom(long --channel ${channel} --stop 100 --points 40 --json)
+string(JSON long_stop GET "${long}" stop)
 string(JSON long_pairs LENGTH "${long}" pairs)
-if(NOT long_pairs GREATER 0 OR long_pairs GREATER 20)
-  fail("a span of 100 s over ${stop} s of signal gives ${long_pairs} of 40 pairs")
+if(NOT long_stop STREQUAL stop OR NOT long_pairs EQUAL pairs)
+  fail("a span to 100 s over ${stop} s of signal: ${long_pairs} pairs to ${long_stop} s")
+endif()
+
+# Ten thousand points of 512 samples: a pair a sample, whose times cover the span.
+zoom(fine --channel ${channel} --start 1 --stop 1.01 --points 10000)
+string(REGEX MATCHALL "[^\n]+" rows "${fine}")
+list(LENGTH rows count)
+list(GET rows -1 row)
+string(REPLACE "," ";" fields "${row}")
+list(GET fields 1 time)
+to_micro("${time}" time)
+if(NOT count EQUAL 513 OR time LESS 1009000)
+  fail("512 samples in 10000 points: ${count} rows, the last at ${time} us")
 endif()
 
 # Requests that can't be served end with one line on stderr.
