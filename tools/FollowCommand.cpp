@@ -254,11 +254,7 @@ bool Follower::WaitForRecord(int& code) {
       return false;
     }
     if (!m_Tree) {
-      m_Tree = OpenForReading(m_Options.Directory);
-      std::error_code ec;
-      if (!m_Tree) {
-        why = fs::exists(m_Options.Directory, ec) ? "no measurement there yet" : "no such directory";
-      }
+      m_Tree = OpenForReading(m_Options.Directory, why);
     }
     std::vector<zsff::MetaDataRecord> records;
     if (m_Tree && m_Tree->GetRecordsVect(records)) {

@@ -11,6 +11,8 @@
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
@@ -145,7 +147,7 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
   std::error_code ec;
   const fs::path path = fs::absolute(fs::path(directory), ec).lexically_normal();
   if (ec || !fs::is_directory(path, ec)) {
-    error = directory + ": no such directory";
+    error = directory + ": " + std::strerror(fs::exists(path, ec) ? ENOTDIR : ENOENT);
     return false;
   }
   out = MeasurementSummary();

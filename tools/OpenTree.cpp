@@ -3,7 +3,13 @@
 #include <zsff/FileAccess.h>
 #include <zsff/TextConversion.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <vector>
+
+#include "Commands.h"
 
 namespace zsff_tools {
 
@@ -35,12 +41,41 @@ std::string TreeError(const char* fallback) {
   return text.empty() ? fallback : text;
 }
 
-std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory) {
+namespace {
+
+// Why `directory` can't hold a measurement; empty when it may. The library
+// opens a tree on a file or an empty directory, and fails later in its own words.
+std::string NoMeasurement(const std::filesystem::path& directory) {
+  const std::string path = directory.string();
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return path + ": " + std::strerror(errno);
+  if (!S_ISDIR(status.st_mode)) return path + ": " + std::strerror(ENOTDIR);
+  std::error_code ec;
+  bool measurementFile = false;
+  for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
+       it.increment(ec)) {
+    measurementFile = measurementFile || it->path().extension() == ".zsfh";
+  }
+  if (ec) return path + ": " + ec.message();
+  return measurementFile ? std::string() : path + ": no measurement file (*.zsfh) in it";
+}
+
+}  // namespace
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
+                                                        std::string& error) {
+  error = NoMeasurement(directory);
+  if (!error.empty()) return nullptr;
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
-  return zsff::CRecordSignalTree::OpenSignalTree(zsff::Utf8ToWide(directory.parent_path().string()),
-                                                 zsff::Utf8ToWide(directory.filename().string()),
-                                                 zsff::CRecordSignalTree::TreeOpenRead,
-                                                 noRemoteStore, false, u"", false);
+  std::unique_ptr<zsff::CRecordSignalTree> tree = zsff::CRecordSignalTree::OpenSignalTree(
+      zsff::Utf8ToWide(directory.parent_path().string()),
+      zsff::Utf8ToWide(directory.filename().string()), zsff::CRecordSignalTree::TreeOpenRead,
+      noRemoteStore, false, u"", false);
+  if (!tree) {
+    error = directory.string() + ": the measurement can't be opened: " +
+            Reason(0, zsff::CRecordSignalTree::LastErrorString());
+  }
+  return tree;
 }
 
 }  // namespace zsff_tools

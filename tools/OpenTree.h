@@ -29,8 +29,11 @@ bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel,
 std::string TreeError(const char* fallback = "the measurement can't be opened");
 
 // Opens the measurement in `directory` for reading on the local disk; null on
-// failure, with the reason in TreeError().
-std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory);
+// failure, with the reason in `error`, in the tool's words with the path and
+// the system's reason where it has one: "/x/m: No such file or directory",
+// "/x/m: no measurement file (*.zsfh) in it".
+std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
+                                                        std::string& error);
 
 // A measurement viewed through a zoomer: the zoomer gives its records back
 // before the tree closes.

@@ -156,12 +156,12 @@ int RunPlot(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   ZoomedMeasurement measurement;
-  measurement.Tree = OpenForReading(options.Directory);
-  if (!measurement.Tree) return Fail(TreeError());
+  std::string error;
+  measurement.Tree = OpenForReading(options.Directory, error);
+  if (!measurement.Tree) return Fail(error);
 
   PlotData data;
   std::vector<zsff::CChannelID> ids;
-  std::string error;
   if (!ListChannels(*measurement.Tree, options, ids, data, error)) return Fail(error);
   if (!measurement.Zoomer.Init(measurement.Tree.get(), ids.front())) {
     return Fail("the records of the measurement can't be opened");

@@ -13,6 +13,7 @@
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -56,14 +57,6 @@ struct OpenMeasurement {
     zsff::CRecordSignalTree::CloseSignalTree(Tree);
   }
 };
-
-// Whether the record at `position` of the measurement's list is still being
-// recorded.
-bool RecordGrowing(zsff::CRecordSignalTree& tree, long long position) {
-  std::vector<zsff::MetaDataRecord> records;
-  return tree.GetRecordsVect(records) && position <= static_cast<long long>(records.size()) &&
-         records[static_cast<std::size_t>(position - 1)].Recording();
-}
 
 // Whether the channel stores doubles, which CSV then prints with all their digits.
 bool IsDouble(const zsff::MetaDataContainer& metaData) {
@@ -162,30 +155,54 @@ int RunRead(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   OpenMeasurement measurement;
-  measurement.Tree = OpenForReading(options.Directory);
-  if (!measurement.Tree) return Fail(TreeError());
+  std::string error;
+  measurement.Tree = OpenForReading(options.Directory, error);
+  if (!measurement.Tree) return Fail(error);
+  std::vector<zsff::MetaDataRecord> records;
+  measurement.Tree->GetRecordsVect(records);
+  if (options.Record > static_cast<long long>(records.size())) {
+    return Fail(Printf("%s holds %zu records, no record %lld", options.Directory.string().c_str(),
+                       records.size(), options.Record));
+  }
   // A record id without a base is a position in the measurement's list.
+  errno = 0;
   measurement.Handle =
       measurement.Tree->OpenRecord(zsff::CRecordId(static_cast<unsigned long long>(options.Record)),
                                    zsff::CRecordSignalTree::TreeOpenDefault, 0);
-  if (measurement.Handle == 0) return Fail(TreeError());
+  if (measurement.Handle == 0) {
+    const int why = errno;
+    return Fail(Printf("%s: record %lld can't be opened: %s", options.Directory.string().c_str(),
+                       options.Record,
+                       Reason(why, zsff::CRecordSignalTree::LastErrorString()).c_str()));
+  }
   zsff::CAbstractRecordSection& section = measurement.Tree->wRecord(measurement.Handle);
 
   zsff::CChannelID id;
   if (!PickChannel(section, options.Channel, options.Analyzer, id)) {
     return Fail("record " + std::to_string(options.Record) + " has no such channel");
   }
+  const std::string channel = (options.Directory / zsff::WideToUtf8(section.RecordName()) /
+                               zsff::WideToUtf8(id.ToFilePath()))
+                                  .string();
   zsff::MetaDataContainer metaData;
   zsff::TAG_RECORD_INFO info;
   float rate = 0.0f;
+  errno = 0;
   if (!section.ReadChannelMetaData(id, metaData, info, false) ||
       !metaData.FindMetadata("SamplingRate", rate) || rate <= 0.0f) {
-    return Fail("the channel's metadata can't be read: " +
-                zsff::WideToUtf8(section.LastErrorString()));
+    const int why = errno;
+    return Fail(channel + ": the channel's metadata can't be read: " +
+                Reason(why, section.LastErrorString()));
   }
+  if (options.Start > section.SignalLength(id, false)) {
+    return Fail(Printf("%s: --start %g s lies past the record's end, %.6f s", channel.c_str(),
+                       options.Start, section.SignalLength(id, false)));
+  }
+  errno = 0;
   if (!section.SetReadPos(id, options.Start)) {
-    return Fail("cannot seek to " + std::to_string(options.Start) +
-                " s: " + zsff::WideToUtf8(section.LastErrorString()));
+    const int why = errno;
+    return Fail(Printf("%s: cannot seek to %g s: %s", channel.c_str(), options.Start,
+                       Reason(why, section.LastErrorString()).c_str()));
   }
 
   // The record's length as its metadata gives it, which a ring's time to stop
@@ -200,11 +217,10 @@ int RunRead(const std::vector<std::string>& args) {
                             : static_cast<unsigned long long>(std::llround(options.Seconds * rate));
 
   OutputFile out;
-  std::string error;
   if (!out.Open(options.OutputPath, error)) return Fail(error);
   unsigned long long written = 0;
   // A record still being recorded is read to where it stands.
-  const bool growing = RecordGrowing(*measurement.Tree, options.Record);
+  const bool growing = records[static_cast<std::size_t>(options.Record - 1)].Recording();
   if (const int code = Export(section, id, rate, IsDouble(metaData), options,
                               growing && options.Seconds < 0.0 ? ~0ULL : wanted, out, written);
       code != ExitOk) {
@@ -216,9 +232,6 @@ int RunRead(const std::vector<std::string>& args) {
                  zsff::WideToUtf8(id.ToFilePath()).c_str(), options.OutputPath.c_str());
   }
   if (growing || written >= wanted) return ExitOk;
-  const std::string channel = (options.Directory / zsff::WideToUtf8(section.RecordName()) /
-                               zsff::WideToUtf8(id.ToFilePath()))
-                                  .string();
   if (wanted > there && written == there) {
     return Fail(Printf("asked for %.6f s from %.6f s, but the record holds %.6f s: %s",
                        options.Seconds, options.Start, static_cast<double>(length) / rate,

@@ -128,8 +128,9 @@ int RunZoom(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   ZoomedMeasurement measurement;
-  measurement.Tree = OpenForReading(options.Directory);
-  if (!measurement.Tree) return Fail(TreeError());
+  std::string error;
+  measurement.Tree = OpenForReading(options.Directory, error);
+  if (!measurement.Tree) return Fail(error);
 
   zsff::CChannelID id;
   if (!PickFirstRecordChannel(*measurement.Tree, options, id)) {

@@ -47,7 +47,7 @@ TEST(Measurement, RefusesWhatIsNoMeasurement) {
   MeasurementSummary m;
   std::string error;
   EXPECT_FALSE(LoadMeasurement((dir.Path() / "missing").string(), m, error));
-  EXPECT_NE(error.find("no such directory"), std::string::npos);
+  EXPECT_NE(error.find("No such file or directory"), std::string::npos);
 
   EXPECT_FALSE(LoadMeasurement(dir.Path().string(), m, error));
   EXPECT_NE(error.find("no measurement file"), std::string::npos);

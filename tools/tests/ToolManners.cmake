@@ -36,6 +36,19 @@ if(NOT out STREQUAL "" OR NOT EXISTS "${WORK_DIR}/q.png")
 endif()
 
 # Errors name the file and the system's reason, in one line.
+foreach(case "missing;No such file or directory" "file;Not a directory")
+  list(GET case 0 name)
+  list(GET case 1 reason)
+  file(WRITE "${WORK_DIR}/file" "")
+  foreach(command info read zoom plot)
+    execute_process(
+      COMMAND "${ZSFF}" ${command} "${WORK_DIR}/${name}"
+      RESULT_VARIABLE result ERROR_VARIABLE err)
+    if(result EQUAL 0 OR NOT err STREQUAL "zsff: ${WORK_DIR}/${name}: ${reason}\n")
+      fail("zsff ${command} of a ${name}: (${result}) '${err}'")
+    endif()
+  endforeach()
+endforeach()
 execute_process(
   COMMAND "${ZSFF}" read --f32 "${measurement}" /dev/full
   RESULT_VARIABLE result ERROR_VARIABLE err)
