@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "foundation/NameScan.h"
+#include "foundation/FileNames.h"
 
 namespace zsff {
 
@@ -28,12 +28,11 @@ void CChannelID::SetDeviceSerialNumber(unsigned long deviceSerialNumber) {
 }
 
 std::u16string CChannelID::ToFileName() const {
-  return Utf8ToWide("Channel_" + std::to_string(ChannelNumber()));
+  return Utf8ToWide(names::ChannelName(ChannelNumber()));
 }
 
 std::u16string CChannelID::ToFilePath() const {
-  return Utf8ToWide("Channel_" + std::to_string(ChannelNumber()) + "_" +
-                    std::to_string(AnalyzerIndex()) + "_" + ToDeviceSerialNumber());
+  return Utf8ToWide(names::ChannelDirectoryName(*this));
 }
 
 std::string CChannelID::ToDeviceSerialNumber() const {
@@ -41,23 +40,12 @@ std::string CChannelID::ToDeviceSerialNumber() const {
 }
 
 CChannelID CChannelID::FromFilePath(const std::u16string& path) {
-  const std::string text = WideToUtf8(path);
-  const std::string::size_type start = text.find("Channel_");
+  CChannelID id;
   // Callers have always been told about a name without "Channel_" by this
   // exception, and catch it; it is not turned into id 0.
-  if (start == std::string::npos) throw std::out_of_range("invalid string position");
-
-  const char* p = text.c_str() + start + 8;
-  int channel = 0;
-  int analyzer = 0;
-  int serial = 0;
-  if (!detail::ScanSigned32(p, channel) || !detail::ScanLiteral(p, "_") ||
-      !detail::ScanSigned32(p, analyzer) || !detail::ScanLiteral(p, "_") ||
-      !detail::ScanSigned32(p, serial)) {
-    return CChannelID();
-  }
-  return CChannelID(static_cast<unsigned short>(channel), static_cast<unsigned short>(analyzer),
-                    static_cast<unsigned int>(serial));
+  if (!names::ParseChannelDirectoryName(WideToUtf8(path), id))
+    throw std::out_of_range("invalid string position");
+  return id;
 }
 
 CChannelID CChannelID::FromFilePath(const char16_t* path) {

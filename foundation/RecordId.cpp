@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "foundation/NameScan.h"
+#include "foundation/FileNames.h"
 
 namespace zsff {
 namespace {
@@ -12,12 +12,6 @@ namespace {
 constexpr unsigned long long kNumberMask = 0xFFFF0000ULL;
 constexpr unsigned long long kPartMask = 0xFFFFULL;
 constexpr unsigned long long kBaseMask = 0xFFFFFFFF00000000ULL;
-
-// Sign extension of a 32-bit quantity to 64 bits, done without shifting
-// negative numbers.
-unsigned long long Widen(int value) {
-  return static_cast<unsigned long long>(static_cast<long long>(value));
-}
 
 // The low 32 bits of the clock's seconds: the base of a record drawn now.
 unsigned int ClockBase() {
@@ -32,7 +26,8 @@ CRecordId::CRecordId(unsigned int base, unsigned short number) {
   // Shifted as a signed 32-bit int, as it always was: from 32768 on the sign
   // bit is set, and its extension fills the base bits.
   const int shifted = static_cast<int>(static_cast<unsigned int>(number) << 16);
-  m_Value = (static_cast<unsigned long long>(base) << 32) | Widen(shifted);
+  m_Value = (static_cast<unsigned long long>(base) << 32) |
+            static_cast<unsigned long long>(static_cast<long long>(shifted));
 }
 
 CRecordId::CRecordId(const std::u16string& name) : m_Value(RecordNameToId(name)) {}
@@ -61,18 +56,18 @@ void CRecordId::NewBase() {
 }
 
 std::string CRecordId::IdToRecordName_utf8() const {
-  return "Record_" + std::to_string(RecordBase()) + "_" + std::to_string(RecordNumber());
+  return names::RecordName(RecordBase(), RecordNumber());
 }
 
 std::u16string CRecordId::IdToRecordName() const { return Utf8ToWide(IdToRecordName_utf8()); }
 
 std::u16string CRecordId::IdToRecordNameBase() const {
   if (RecordBase() == 0) return std::u16string();
-  return Utf8ToWide("Record_" + std::to_string(RecordBase()));
+  return Utf8ToWide(names::RecordBaseName(RecordBase()));
 }
 
 std::string CRecordId::IdToSignalPartName_utf8(bool useOwnPart, unsigned short part) const {
-  return "Part_" + std::to_string(useOwnPart ? PartNumber() : part);
+  return names::PartName(useOwnPart ? PartNumber() : part);
 }
 
 std::u16string CRecordId::IdToSignalPartName(bool useOwnPart, unsigned short part) const {
@@ -82,26 +77,11 @@ std::u16string CRecordId::IdToSignalPartName(bool useOwnPart, unsigned short par
 std::u16string CRecordId::GenerateMeasureName() const { return u"Record"; }
 
 std::u16string CRecordId::NewRecordBaseName() {
-  return Utf8ToWide("Record_" + std::to_string(static_cast<int>(ClockBase())));
+  return Utf8ToWide(names::RecordBaseName(static_cast<int>(ClockBase())));
 }
 
 unsigned long long CRecordId::RecordNameToId(const std::u16string& name) {
-  if (name.empty()) return 0;
-  const std::string text = WideToUtf8(name);
-  const std::string::size_type start = text.find("Record_");
-  if (start == std::string::npos) return 0;
-
-  const char* p = text.c_str() + start + 7;
-  int base = 0;
-  int number = 0;
-  if (!detail::ScanSigned32(p, base)) return 0;
-  if (!detail::ScanLiteral(p, "_") || !detail::ScanSigned32(p, number)) {
-    // A name without number is the first record of its base.
-    return (static_cast<unsigned long long>(static_cast<unsigned int>(base)) << 32) | 0x10000ULL;
-  }
-  // Both widened with their sign before the shifts: a number outside 0..65535
-  // spills into the base bits rather than being refused.
-  return ((Widen(base) << 16) | Widen(number)) << 16;
+  return name.empty() ? 0 : names::ParseRecordName(WideToUtf8(name));
 }
 
 unsigned long long CRecordId::RecordNameToId(const char16_t* name) {
@@ -109,17 +89,7 @@ unsigned long long CRecordId::RecordNameToId(const char16_t* name) {
 }
 
 unsigned short CRecordId::PartNameToPartNumber(const std::u16string& name) {
-  if (name.empty()) return 0;
-  const std::string text = WideToUtf8(name);
-  const std::string::size_type start = text.find("Part_");
-  if (start == std::string::npos) return 0;
-
-  // The extension after the number is not checked: "Part_12", "Part_12.zrs"
-  // and "Part_12.zpr3" all name part 12.
-  const char* p = text.c_str() + start + 5;
-  int part = 0;
-  detail::ScanSigned32(p, part);
-  return static_cast<unsigned short>(part);
+  return name.empty() ? 0 : names::ParsePartName(WideToUtf8(name));
 }
 
 unsigned short CRecordId::PartNameToPartNumber(const char16_t* name) {

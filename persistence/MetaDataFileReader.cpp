@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/FileNames.h"
 #include "persistence/MetaDataFileSupport.h"
 
 namespace zsff {
@@ -84,7 +85,7 @@ bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16strin
     StoreInUse store(m_FileAccess);
     std::vector<std::u16string> directories;
     std::vector<std::u16string> files;
-    store->ListDirectory(directory, directories, files, std::u16string(u"*") + u".zrs");
+    store->ListDirectory(directory, directories, files, names::SignalPartFilePattern());
     for (const std::u16string& file : files) {
       unsigned long long size = 0;
       store->FileSize(file, size);
@@ -92,7 +93,8 @@ bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16strin
     }
   }
 
-  if (!CMetaDataFileReader::Load(out, name + u".zrm", directory)) return false;
+  if (!CMetaDataFileReader::Load(out, names::ChannelMetaDataFileName(name), directory))
+    return false;
 
   if (tmp == nullptr) {
     double duration = 0.0;

@@ -11,11 +11,11 @@
 #include <cstring>
 #include <thread>
 
+#include "foundation/FileNames.h"
+
 namespace zsff {
 
 namespace {
-
-const char kFileName[] = "TmpRecord.zrm";
 
 constexpr std::uint32_t kVersion1 = 1;
 constexpr std::uint32_t kVersion2 = 2;
@@ -101,7 +101,7 @@ CTmpRecordFile::CTmpRecordFile(const std::string& directory, CAbstractFileAccess
     : m_FileAccess(access) {
   m_Path = directory;
   if (m_FileAccess != nullptr) m_Path += m_FileAccess->PathSeparator();
-  m_Path += kFileName;
+  m_Path += names::TmpRecordFileName();
 }
 
 CTmpRecordFile::~CTmpRecordFile() {

@@ -6,6 +6,8 @@
 #include <limits>
 #include <type_traits>
 
+#include "foundation/FileNames.h"
+
 namespace zsff {
 
 namespace {
@@ -23,7 +25,7 @@ unsigned long long EffectiveSampleSize(unsigned long long given, SampleFormat_t 
 }  // namespace
 
 std::string CCompressedSignalFileWriter::LevelFilePath(const std::string& basePath, int level) {
-  return basePath + "_" + std::to_string(level) + ".zpr";
+  return names::PyramidLevelFile(basePath, level);
 }
 
 std::string CCompressedSignalFileWriter::BasePath(const std::string& directory,

@@ -25,7 +25,7 @@ class CCompressedSignalFileWriter {
   static constexpr unsigned long long kCompressionFactor = 32;
 
   // The path of level `level` (counted from 1) of the pyramid whose part file,
-  // without extension, is `basePath`. The one place that names level files.
+  // without extension, is `basePath`.
   static std::string LevelFilePath(const std::string& basePath, int level);
   // `directory`, the store's separator and `baseName` (the part's name, without
   // extension); `baseName` alone for an empty directory.

@@ -12,6 +12,8 @@
 #include <cstring>
 #include <limits>
 
+#include "foundation/FileNames.h"
+
 namespace zsff {
 
 namespace {
@@ -101,7 +103,7 @@ CSignalFileReader::CSignalFileReader(const std::string& directory, const std::st
                                      CAbstractFileAccess* access, CTmpRecordFile* tmpRecordFile,
                                      unsigned short analyzerIndex)
     : CSignalFileAccess(directory, baseName, access, tmpRecordFile, analyzerIndex),
-      m_FilePath(JoinPath(directory, baseName + ".zrs", access)),
+      m_FilePath(JoinPath(directory, names::SignalPartFile(baseName), access)),
       m_MetaDataFileName(metaDataFileName) {}
 
 CSignalFileReader::~CSignalFileReader() { CloseHandle(false); }

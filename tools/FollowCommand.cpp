@@ -32,6 +32,7 @@
 #include "OpenTree.h"
 #include "StallWatch.h"
 #include "Verbosity.h"
+#include "foundation/FileNames.h"
 
 namespace fs = std::filesystem;
 
@@ -152,7 +153,7 @@ class Follower {
 bool Follower::MeasurementUnfinished() const {
   const std::string base = zsff::WideToUtf8(m_Tree->RecordNameBase());
   std::error_code ec;
-  return !base.empty() && fs::exists(m_Options.Directory / (base + ".zff"), ec);
+  return !base.empty() && fs::exists(m_Options.Directory / zsff::names::HeaderFileName(base), ec);
 }
 
 bool Follower::RecordStopped() const {

@@ -13,6 +13,7 @@
 #include "Measurement.h"
 #include "MetaDataVisit.h"
 #include "Table.h"
+#include "foundation/FileNames.h"
 
 namespace zsff_tools {
 
@@ -79,7 +80,7 @@ void PrintText(const MeasurementSummary& m) {
   head.AddColumn(m.Path);
   head.AddRow({"Base name", m.BaseName});
   std::string state = "finished";
-  if (m.Unfinished) state = "unfinished (" + m.BaseName + ".zff present)";
+  if (m.Unfinished) state = "unfinished (" + zsff::names::HeaderFileName(m.BaseName) + " present)";
   if (!m.Unfinished && m.EndedUp) state = "repaired after an unfinished recording";
   head.AddRow({"State", state});
   head.AddRow({"Size", FormatBytes(static_cast<double>(m.TotalBytes))});

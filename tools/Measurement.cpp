@@ -18,18 +18,13 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "foundation/FileNames.h"
+
 namespace fs = std::filesystem;
 
 namespace zsff_tools {
 
 namespace {
-
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
-
-bool EndsWith(const std::string& text, const std::string& suffix) {
-  return text.size() >= suffix.size() &&
-         text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 // The names of the entries of `directory`, sorted, split into directories and
 // files. Entries that disappear while listed are left out.
@@ -66,25 +61,33 @@ void LoadChannel(const fs::path& recordPath, const std::string& directory,
   const fs::path path = recordPath / directory;
   std::vector<std::string> files;
   ListEntries(path, nullptr, &files);
-  std::string metaDataName;
+  std::string metaDataFile;
   for (const std::string& file : files) {
     const unsigned long long size = SizeOf(path / file);
     channel.TotalBytes += size;
-    if (EndsWith(file, ".zrs")) {
-      const unsigned short part = zsff::CRecordId::PartNameToPartNumber(zsff::Utf8ToWide(file));
-      channel.FirstPart = channel.PartFiles == 0 ? part : std::min(channel.FirstPart, part);
-      channel.LastPart = channel.PartFiles == 0 ? part : std::max(channel.LastPart, part);
-      ++channel.PartFiles;
-      channel.SignalBytes += size;
-    } else if (EndsWith(file, ".zpr")) {
-      channel.PyramidBytes += size;
-    } else if (file == "TmpRecord.zrm") {
-      channel.Recording = true;
-    } else if (EndsWith(file, ".zrm") && metaDataName.empty()) {
-      metaDataName = file.substr(0, file.size() - 4);
+    switch (zsff::names::ChannelFileType(file)) {
+      case zsff::names::ChannelFileSignalPart: {
+        const unsigned short part = zsff::names::ParsePartName(file);
+        channel.FirstPart = channel.PartFiles == 0 ? part : std::min(channel.FirstPart, part);
+        channel.LastPart = channel.PartFiles == 0 ? part : std::max(channel.LastPart, part);
+        ++channel.PartFiles;
+        channel.SignalBytes += size;
+        break;
+      }
+      case zsff::names::ChannelFilePyramidLevel:
+        channel.PyramidBytes += size;
+        break;
+      case zsff::names::ChannelFileTmpRecord:
+        channel.Recording = true;
+        break;
+      case zsff::names::ChannelFileMetaData:
+        if (metaDataFile.empty()) metaDataFile = file;
+        break;
+      case zsff::names::ChannelFileOther:
+        break;
     }
   }
-  if (metaDataName.empty()) {
+  if (metaDataFile.empty()) {
     channel.Error = "no channel metadata file (.zrm)";
     return;
   }
@@ -94,10 +97,11 @@ void LoadChannel(const fs::path& recordPath, const std::string& directory,
   zsff::CTmpRecordFile tmp(path.string(), &access);
   zsff::CMetaDataHeaderFileReader reader(&tmp, &access);
   zsff::TAG_RECORD_INFO info;
-  if (!reader.Load(channel.MetaData, zsff::Utf8ToWide(metaDataName),
+  if (!reader.Load(channel.MetaData,
+                   zsff::Utf8ToWide(zsff::names::ChannelMetaDataName(metaDataFile)),
                    zsff::Utf8ToWide(path.string()), info, 0)) {
     const std::string why = zsff::WideToUtf8(reader.LastError());
-    channel.Error = metaDataName + ".zrm doesn't load" + (why.empty() ? "" : ": " + why);
+    channel.Error = metaDataFile + " doesn't load" + (why.empty() ? "" : ": " + why);
     return;
   }
   channel.MetaDataLoaded = true;
@@ -125,7 +129,7 @@ void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
   ListEntries(path, &directories, &files);
   for (const std::string& file : files) record.TotalBytes += SizeOf(path / file);
   for (const std::string& directory : directories) {
-    if (!StartsWith(directory, "Channel_")) continue;
+    if (!zsff::names::IsChannelDirectoryName(zsff::Utf8ToWide(directory))) continue;
     ChannelSummary channel;
     LoadChannel(path, directory, access, channel);
     // A stopped ring record keeps less than its channels recorded: its entry
@@ -159,17 +163,20 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
   ListEntries(path, &directories, &files);
   std::vector<std::string> headers;
   for (const std::string& file : files) {
-    if (EndsWith(file, ".zsfh")) headers.push_back(file);
+    std::string baseName;
+    if (zsff::names::ParseMeasurementFileName(file, baseName)) {
+      headers.push_back(file);
+      out.BaseName = baseName;
+    }
   }
   if (headers.size() != 1) {
     error = directory + (headers.empty() ? ": no measurement file (*.zsfh) in this directory"
                                          : ": more than one measurement file (*.zsfh)");
     return false;
   }
-  out.BaseName = headers.front().substr(0, headers.front().size() - 5);
   for (const std::string& file : files) {
-    if (file == out.BaseName + ".zff") out.Unfinished = true;
-    if (file == out.BaseName + ".zxf") out.EndedUp = true;
+    if (file == zsff::names::HeaderFileName(out.BaseName)) out.Unfinished = true;
+    if (file == zsff::names::EndedUpHeaderFileName(out.BaseName)) out.EndedUp = true;
     out.TotalBytes += SizeOf(path / file);
   }
 
@@ -202,7 +209,8 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
     out.Records.push_back(std::move(record));
   }
   for (const std::string& name : directories) {
-    if (!StartsWith(name, "Record_") || listed.count(name) != 0) continue;
+    if (!zsff::names::IsRecordDirectoryName(zsff::Utf8ToWide(name)) || listed.count(name) != 0)
+      continue;
     RecordSummary record;
     record.Id = zsff::CRecordId(zsff::CRecordId::RecordNameToId(zsff::Utf8ToWide(name)));
     record.Directory = name;

@@ -22,6 +22,7 @@
 #include "OpenTree.h"
 #include "Progress.h"
 #include "Verbosity.h"
+#include "foundation/FileNames.h"
 
 namespace fs = std::filesystem;
 
@@ -197,7 +198,7 @@ int Recorder::CreateMeasurement() {
     }
   }
 
-  m_HeaderPath = m_Options.Directory / (m_BaseName + ".zff");
+  m_HeaderPath = m_Options.Directory / zsff::names::HeaderFileName(m_BaseName);
   errno = 0;
   if (!WriteHeader(m_HeaderPath)) {
     const int error = errno;

@@ -1,7 +1,7 @@
 // The identity of a record, or of one signal part of a record, packed into one
 // 64-bit value so that it compares, copies, stores in metadata as a number and
 // serves as a map key. Every record directory and part file name is made from
-// this value here, and parsed back into it here.
+// this value, and parsed back into it, by the operations below.
 #pragma once
 
 #include <string>
