@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "foundation/FileNames.h"
+#include "metadata/MetaDataKeys.h"
 #include "persistence/MetaDataFileSupport.h"
 
 namespace zsff {
@@ -98,7 +99,8 @@ bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16strin
 
   if (tmp == nullptr) {
     double duration = 0.0;
-    if (!out.FindMetadata("RecordDuration", duration)) out.AddMetadata("RecordDuration", 0.0);
+    if (!ReadKey(out, ChannelKeys::RecordDuration, duration))
+      WriteKey(out, ChannelKeys::RecordDuration, 0.0);
     return true;
   }
 

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "foundation/FileNames.h"
+#include "metadata/MetaDataKeys.h"
 
 namespace zsff {
 
@@ -259,18 +260,18 @@ void CTmpRecordFile::SetParts(unsigned short firstPart, unsigned short lastPart)
 }
 
 void CTmpRecordFile::FromMetaDataContainer(const MetaDataContainer& in) {
-  in.FindMetadata("RecordStartDate", m_RecordInfo.AbsoluteDate);
-  in.FindMetadata("RecordRelativeDate", m_RecordInfo.RelativeDate);
-  in.FindMetadata("RecordCumulativeDate", m_RecordInfo.CumulativeDate);
-  in.FindMetadata("SignalOffset", m_RecordInfo.SignalOffset);
-  in.FindMetadata("SignalUncompactCoeff", m_RecordInfo.UncompactCoeff);
-  in.FindMetadata("SignalUncompactOffset", m_RecordInfo.UncompactOffset);
+  ReadKey(in, ChannelKeys::RecordStartDate, m_RecordInfo.AbsoluteDate);
+  ReadKey(in, ChannelKeys::RecordRelativeDate, m_RecordInfo.RelativeDate);
+  ReadKey(in, ChannelKeys::RecordCumulativeDate, m_RecordInfo.CumulativeDate);
+  ReadKey(in, ChannelKeys::SignalOffset, m_RecordInfo.SignalOffset);
+  ReadKey(in, ChannelKeys::SignalUncompactCoeff, m_RecordInfo.UncompactCoeff);
+  ReadKey(in, ChannelKeys::SignalUncompactOffset, m_RecordInfo.UncompactOffset);
   // These two fall back on their defaults rather than on what was there: a
   // container without them describes a record that never had them set.
   long recordNumber = 0;
   long timeStep = 1;
-  in.FindMetadata("RecordNumber", recordNumber);
-  in.FindMetadata("SignalTimeStep", timeStep);
+  ReadKey(in, ChannelKeys::RecordNumber, recordNumber);
+  ReadKey(in, ChannelKeys::SignalTimeStep, timeStep);
   m_RecordInfo.RecordNumber = static_cast<unsigned short>(recordNumber);
   m_RecordInfo.TimeStep = static_cast<unsigned short>(timeStep);
   m_Valid = m_RecordInfo.AbsoluteDate != 0;
@@ -289,7 +290,7 @@ void CTmpRecordFile::ToMetaDataContainerPreviousFileSize(MetaDataContainer& out)
   if (!m_Valid) Read();
 
   float samplingRate = 0.0f;
-  if (!out.FindMetadata("SamplingRate", samplingRate)) return;
+  if (!ReadKey(out, ChannelKeys::SamplingRate, samplingRate)) return;
 
   unsigned long long sampleSize = 4;
   switch (CMetaDataChannelReader(out).SampleFormat()) {
@@ -309,17 +310,17 @@ void CTmpRecordFile::ToMetaDataContainerPreviousFileSize(MetaDataContainer& out)
   const long long relativeDateEnd = static_cast<long long>(
       (samples << 16) + static_cast<unsigned long long>(m_RecordInfo.RelativeDate));
 
-  out.AddMetadata("RecordStartDateString", FileTimeToString(m_RecordInfo.AbsoluteDate));
-  out.AddMetadata("RecordStartDate", m_RecordInfo.AbsoluteDate);
-  out.AddMetadata("RecordCumulativeDate", m_RecordInfo.CumulativeDate);
-  out.AddMetadata("RecordRelativeDate", m_RecordInfo.RelativeDate);
-  out.AddMetadata("RecordRelativeDateEnd", relativeDateEnd);
-  out.AddMetadata("RecordDuration", static_cast<double>(samples) / samplingRate);
-  out.AddMetadata("RecordNumber", static_cast<long>(m_RecordInfo.RecordNumber));
-  out.AddMetadata("SignalOffset", m_RecordInfo.SignalOffset);
-  out.AddMetadata("SignalTimeStep", static_cast<long>(m_RecordInfo.TimeStep));
-  out.AddMetadata("SignalUncompactCoeff", m_RecordInfo.UncompactCoeff);
-  out.AddMetadata("SignalUncompactOffset", m_RecordInfo.UncompactOffset);
+  WriteKey(out, ChannelKeys::RecordStartDateString, FileTimeToString(m_RecordInfo.AbsoluteDate));
+  WriteKey(out, ChannelKeys::RecordStartDate, m_RecordInfo.AbsoluteDate);
+  WriteKey(out, ChannelKeys::RecordCumulativeDate, m_RecordInfo.CumulativeDate);
+  WriteKey(out, ChannelKeys::RecordRelativeDate, m_RecordInfo.RelativeDate);
+  WriteKey(out, ChannelKeys::RecordRelativeDateEnd, relativeDateEnd);
+  WriteKey(out, ChannelKeys::RecordDuration, static_cast<double>(samples) / samplingRate);
+  WriteKey(out, ChannelKeys::RecordNumber, static_cast<long>(m_RecordInfo.RecordNumber));
+  WriteKey(out, ChannelKeys::SignalOffset, m_RecordInfo.SignalOffset);
+  WriteKey(out, ChannelKeys::SignalTimeStep, static_cast<long>(m_RecordInfo.TimeStep));
+  WriteKey(out, ChannelKeys::SignalUncompactCoeff, m_RecordInfo.UncompactCoeff);
+  WriteKey(out, ChannelKeys::SignalUncompactOffset, m_RecordInfo.UncompactOffset);
 }
 
 }  // namespace zsff

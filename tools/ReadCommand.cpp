@@ -189,7 +189,7 @@ int RunRead(const std::vector<std::string>& args) {
   float rate = 0.0f;
   errno = 0;
   if (!section.ReadChannelMetaData(id, metaData, info, false) ||
-      !metaData.FindMetadata("SamplingRate", rate) || rate <= 0.0f) {
+      !zsff::CMetaDataChannelReader(metaData).SamplingRate(rate) || rate <= 0.0f) {
     const int why = errno;
     return Fail(channel + ": the channel's metadata can't be read: " +
                 Reason(why, section.LastErrorString()));
