@@ -24,10 +24,11 @@
 
 #include <cfloat>
 #include <cstdint>
-#include <cstdio>
 #include <exception>
 #include <limits>
 #include <utility>
+
+#include "foundation/Diagnostics.h"
 
 namespace zsff {
 
@@ -485,7 +486,7 @@ std::string MetaDataContainerJson::ToJSONString(const MetaDataContainer& in) con
     return text;
   } catch (const std::exception& e) {
     m_LastError = std::string("MetaDataContainerJson::ToJSONString(): exception: ") + e.what();
-    std::printf("%s%s\n", m_LastError.c_str(), e.what());
+    ReportDiagnostic(DiagnosticError, "%s%s", m_LastError.c_str(), e.what());
     return std::string();
   }
 }
@@ -498,7 +499,7 @@ bool MetaDataContainerJson::FromJSONString(const std::string& text, MetaDataCont
     document.Parse(text.data(), text.size());
 
   const auto fail = [this]() {
-    std::printf("%s\n", m_LastError.c_str());
+    ReportDiagnostic(DiagnosticError, "%s", m_LastError.c_str());
     return false;
   };
 

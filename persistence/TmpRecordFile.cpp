@@ -7,10 +7,10 @@
 
 #include <chrono>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <thread>
 
+#include "foundation/Diagnostics.h"
 #include "foundation/FileNames.h"
 #include "metadata/MetaDataKeys.h"
 
@@ -122,7 +122,8 @@ bool CTmpRecordFile::Read() {
 
   unsigned int handle = 0;
   if (!m_FileAccess->OpenFile(m_Path, FileModeRead, handle)) {
-    std::printf("CTmpRecordFile::Read() Unable to open file: %s\n", m_Path.c_str());
+    ReportDiagnostic(DiagnosticError, "CTmpRecordFile::Read() Unable to open file: %s",
+                     m_Path.c_str());
     return false;
   }
 
@@ -133,7 +134,8 @@ bool CTmpRecordFile::Read() {
     return m_FileAccess->ReadFile(handle, buffer, size, bytesRead) && bytesRead == size;
   };
   auto failRead = [&]() {
-    std::printf("CTmpRecordFile::Read() Unable to read file: %s\n", m_Path.c_str());
+    ReportDiagnostic(DiagnosticError, "CTmpRecordFile::Read() Unable to read file: %s",
+                     m_Path.c_str());
     m_FileAccess->CloseFile(handle, false);
     return false;
   };
@@ -166,9 +168,10 @@ bool CTmpRecordFile::Read() {
 
   m_Valid = (version == kVersion1 || version == kVersion2) && m_RecordInfo.AbsoluteDate != 0;
   if (!m_Valid) {
-    std::printf(
+    ReportDiagnostic(
+        DiagnosticError,
         "CTmpRecordFile::Read() Error in file: %s, version = %d (expected 1 or 2), AbsoluteDate = "
-        "%lld (must be != 0)\n",
+        "%lld (must be != 0)",
         m_Path.c_str(), static_cast<int>(version), m_RecordInfo.AbsoluteDate);
   }
   return m_Valid;
@@ -222,7 +225,8 @@ bool CTmpRecordFile::Write() {
 
 bool CTmpRecordFile::Delete() {
   if (m_FileAccess == nullptr) {
-    std::printf("CTmpRecordFile::Delete() Unable to delete file: %s\n", m_Path.c_str());
+    ReportDiagnostic(DiagnosticError, "CTmpRecordFile::Delete() Unable to delete file: %s",
+                     m_Path.c_str());
     return false;
   }
   if (m_WriteHandle != 0) {
@@ -236,7 +240,8 @@ bool CTmpRecordFile::Delete() {
     if (!m_FileAccess->FileExists(m_Path)) return true;
     std::this_thread::sleep_for(kDeleteRetryDelay);
   }
-  std::printf("CTmpRecordFile::Delete() Unable to delete file: %s\n", m_Path.c_str());
+  ReportDiagnostic(DiagnosticError, "CTmpRecordFile::Delete() Unable to delete file: %s",
+                   m_Path.c_str());
   return false;
 }
 

@@ -9,9 +9,9 @@
 #include <zsff/SignalFile.h>
 #include <zsff/TextConversion.h>
 
-#include <cstdio>
 #include <stdexcept>
 
+#include "foundation/Diagnostics.h"
 #include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"
 
@@ -211,8 +211,9 @@ void CChannel::ApplyScaling(const MetaDataContainer& metaData) {
 
 void CChannel::SetPostAnalysisCoeff(float sensitivity, float offset) {
   if (!m_SignalFileReader) {
-    std::printf("CChannel::SetPostAnalysisCoeff(%s) Error: m_SignalFileReader not created\n",
-                WideToUtf8(m_ChannelId.ToFilePath()).c_str());
+    ReportDiagnostic(DiagnosticError,
+                     "CChannel::SetPostAnalysisCoeff(%s) Error: m_SignalFileReader not created",
+                     WideToUtf8(m_ChannelId.ToFilePath()).c_str());
     return;
   }
   if (sensitivity == 0.0f || offset == kUnsetOffset) return;

@@ -10,11 +10,11 @@
 #include <zsff/TextConversion.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "foundation/Diagnostics.h"
 #include "section/Channel.h"
 #include "section/SampleConversion.h"
 #include "signal/CompressedSignalFileReader.h"
@@ -103,9 +103,10 @@ bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long lo
   }
   const float recordStop = static_cast<float>(t0 + length);
   if (start < t0 - kStartMargin || stop > recordStop + kStopMargin) {
-    std::printf(
+    ReportDiagnostic(
+        DiagnosticError,
         "CRecordSection::RequestCompressedSignal(%s) startAbsolute = %f, stopAbsolute = %f, "
-        "startRecord = %f, stopRecord = %f\n",
+        "startRecord = %f, stopRecord = %f",
         WideToUtf8(m_ChannelId.ToFilePath()).c_str(), start, stop, t0, recordStop);
     m_LastError = u"CRecordSection::RequestCompressedSignal() start or stop position out of bound";
     return false;

@@ -8,10 +8,10 @@
 #include <zsff/TmpRecordFile.h>
 
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <limits>
 
+#include "foundation/Diagnostics.h"
 #include "foundation/FileNames.h"
 
 namespace zsff {
@@ -272,8 +272,9 @@ CSignalFileWriter::CSignalFileWriter(const std::string& directory, const std::st
 
 bool CSignalFileWriter::OpenSignalFile() {
   if (m_FileAccess == nullptr) {
-    std::printf("CSignalFileWriter::OpenSignalFile(%s) Error no file access object !!!\n",
-                m_FilePath.c_str());
+    ReportDiagnostic(DiagnosticError,
+                     "CSignalFileWriter::OpenSignalFile(%s) Error no file access object !!!",
+                     m_FilePath.c_str());
     return false;
   }
   if (m_Handle != 0) return true;

@@ -6,10 +6,10 @@
 #include <zsff/TextConversion.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <set>
 #include <string>
 
+#include "foundation/Diagnostics.h"
 #include "signal/BlockReduction.h"
 #include "tree/TreePaths.h"
 
@@ -236,12 +236,15 @@ void CRecordSignalTree::CloseAllRecord() {
 
 CAbstractRecordSection& CRecordSignalTree::wRecord(int handle) {
   if (m_OpenedRecordMap.empty()) {
-    std::printf("CRecordSignalTree::wRecord(%d) m_OpenedRecordMap empty!!!\n", handle);
+    ReportDiagnostic(DiagnosticError, "CRecordSignalTree::wRecord(%d) m_OpenedRecordMap empty!!!",
+                     handle);
     return m_DummySection;
   }
   auto open = m_OpenedRecordMap.find(handle);
   if (open == m_OpenedRecordMap.end()) {
-    std::printf("CRecordSignalTree::wRecord(%d) id not found in m_OpenedRecordMap !!!\n", handle);
+    ReportDiagnostic(DiagnosticError,
+                     "CRecordSignalTree::wRecord(%d) id not found in m_OpenedRecordMap !!!",
+                     handle);
     return m_DummySection;
   }
   return *open->second;

@@ -9,10 +9,10 @@
 #include <zsff/TextConversion.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <exception>
 #include <set>
 
+#include "foundation/Diagnostics.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
@@ -201,9 +201,10 @@ bool CRecordSignalTree::UpdateMetaDataMeasurement(const MetaDataFileLock* lock,
       case UMCreateNewRecord:
         if (!writer.AddRecord(id, param->LastPart, param->AbsDate, param->Duration, true,
                               param->PartLength, 0)) {
-          std::printf(
+          ReportDiagnostic(
+              DiagnosticError,
               "CRecordSignalTree::UpdateMetaDataMeasurement(UMCreateNewRecord) AddRecord of "
-              "record%llu failed\n",
+              "record%llu failed",
               id);
           return false;
         }
@@ -324,17 +325,19 @@ bool CRecordSignalTree::FinishCurrentRecord(const MetaDataFileLock* lock,
   CMetaDataMeasurementWriter writer(metaData);
   std::vector<MetaDataRecord> records = reader.GetRecordsVect();
   if (records.empty()) {
-    std::printf(
+    ReportDiagnostic(
+        DiagnosticError,
         "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) records list is "
-        "empty\n");
+        "empty");
     return false;
   }
   MetaDataRecord last = records.back();
   if (!last.Recording()) {
     // Another stop got here first; only the tree's total learns of this one.
-    std::printf(
+    ReportDiagnostic(
+        DiagnosticWarning,
         "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) last record is "
-        "already stopped, duration = %f s\n",
+        "already stopped, duration = %f s",
         last.Duration());
     m_RecordLength += last.Duration();
     save = false;
@@ -371,9 +374,10 @@ bool CRecordSignalTree::FinishCurrentRecord(const MetaDataFileLock* lock,
 
   if (!writer.UpdateRecord(last.RecordId(), param.LastPart, 0, kept, false, param.PartLength,
                            offset)) {
-    std::printf(
+    ReportDiagnostic(
+        DiagnosticError,
         "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) UpdateRecord of last "
-        "record%llu failed\n",
+        "record%llu failed",
         last.RecordId());
     return false;
   }
@@ -392,9 +396,10 @@ bool CRecordSignalTree::FinishCurrentRecord(const MetaDataFileLock* lock,
     const long long date = param.AbsDate + static_cast<long long>(fromStart / kSecondsPerTick);
     if (!writer.UpdateRecord(entry->RecordId(), entry->LastPartNumber(), date, entry->Duration(),
                              false, param.PartLength, entry->OffsetTimeToStop())) {
-      std::printf(
+      ReportDiagnostic(
+          DiagnosticError,
           "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) UpdateRecord of "
-          "record%llu failed\n",
+          "record%llu failed",
           entry->RecordId());
       return false;
     }
@@ -419,9 +424,10 @@ bool CRecordSignalTree::FinishCurrentRecord(const MetaDataFileLock* lock,
     MetaDataContainer channelData;
     TAG_RECORD_INFO recordInfo;
     if (!section.ReadChannelMetaData(channel, channelData, recordInfo, false)) {
-      std::printf(
+      ReportDiagnostic(
+          DiagnosticError,
           "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) unable to read "
-          "channel metadata\n");
+          "channel metadata");
       return false;
     }
     CMetaDataChannelReader channelReader(channelData);
@@ -439,9 +445,10 @@ bool CRecordSignalTree::FinishCurrentRecord(const MetaDataFileLock* lock,
     channelReader.StartOfRecord(startDate);
     channelWriter.StartDate(startDate + static_cast<long long>(dropped / kSecondsPerTick));
     if (!section.UpdateChannelMetaData(lock, channel, channelData)) {
-      std::printf(
+      ReportDiagnostic(
+          DiagnosticError,
           "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) unable to update "
-          "channel metadata\n");
+          "channel metadata");
       return false;
     }
   }

@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 #include <mutex>
 
+#include "foundation/Diagnostics.h"
 #include "signal/BlockReduction.h"
 
 namespace zsff {
@@ -25,7 +25,7 @@ bool LastIsRecording(const std::vector<MetaDataRecord>& records) {
 
 // The section behind a bound handle. The quiet look-up: a handle the host closed
 // behind the zoomer's back gives the null section, whose request fails, without
-// the line that wRecord prints. The section is the tree's own and not const; only
+// the line that wRecord reports. The section is the tree's own and not const; only
 // the look-up is.
 CAbstractRecordSection& BoundSection(const CRecordSignalTree& tree, int handle) {
   return const_cast<CAbstractRecordSection&>(tree.rRecord(handle));
@@ -79,7 +79,7 @@ void CRecordZoomer::ResetZoomContext(unsigned int context) {
 
 bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
   if (tree == nullptr) {
-    std::printf("CRecordZoomer::Init: invalid record tree\n");
+    ReportDiagnostic(DiagnosticError, "CRecordZoomer::Init: invalid record tree");
     return false;
   }
   // The handles belong to the tree that gave them, so they are closed there
@@ -89,8 +89,8 @@ bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
 
   std::vector<MetaDataRecord> records;
   if (!m_Tree->GetRecordsVect(records) || records.empty()) {
-    std::printf("CRecordZoomer::Init: unable to get records list (%zd)\n",
-                static_cast<ssize_t>(records.size()));
+    ReportDiagnostic(DiagnosticError, "CRecordZoomer::Init: unable to get records list (%zd)",
+                     static_cast<ssize_t>(records.size()));
     return false;
   }
   m_RecordCount = records.size();
@@ -101,7 +101,8 @@ bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
     const CRecordId id(record.RecordId());
     const int handle = m_Tree->OpenRecord(id, CRecordSignalTree::TreeOpenRead, 0);
     if (handle == 0) {
-      std::printf("CRecordZoomer::Init: Cannot open record : 0x%llx\n", id.RecordId());
+      ReportDiagnostic(DiagnosticError, "CRecordZoomer::Init: Cannot open record : 0x%llx",
+                       id.RecordId());
       return false;
     }
     // A finished record's length is in the metadata; one being recorded is as
@@ -111,8 +112,9 @@ bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
     if (!record.Recording()) {
       duration = record.Duration();
       if (!(duration > 0.0)) {
-        std::printf("CRecordZoomer::Init(0x%llx, %d) error Duration returns = %f\n", id.RecordId(),
-                    static_cast<int>(channel.ChannelNumber()), duration);
+        ReportDiagnostic(DiagnosticError,
+                         "CRecordZoomer::Init(0x%llx, %d) error Duration returns = %f",
+                         id.RecordId(), static_cast<int>(channel.ChannelNumber()), duration);
         int unbound = handle;
         m_Tree->CloseRecord(unbound, true);
         return false;
@@ -120,8 +122,9 @@ bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
     } else {
       duration = m_Tree->rRecord(handle).SignalLength(channel, false);
       if (!(duration > 0.0)) {
-        std::printf("CRecordZoomer::Init(0x%llx, %d) error SignalLength returns = %f\n",
-                    id.RecordId(), static_cast<int>(channel.ChannelNumber()), duration);
+        ReportDiagnostic(DiagnosticError,
+                         "CRecordZoomer::Init(0x%llx, %d) error SignalLength returns = %f",
+                         id.RecordId(), static_cast<int>(channel.ChannelNumber()), duration);
         int unbound = handle;
         m_Tree->CloseRecord(unbound, true);
         return false;
@@ -143,7 +146,8 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
                                         unsigned long long points, bool sliding,
                                         unsigned int context, std::vector<float>& output) {
   if (m_Tree == nullptr) {
-    std::printf("CRecordZoomer::GetCompressedSignal: Error record tree not open\n");
+    ReportDiagnostic(DiagnosticError,
+                     "CRecordZoomer::GetCompressedSignal: Error record tree not open");
     return false;
   }
 
@@ -160,7 +164,8 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
   }
 
   if (m_VectRecordInfo.empty()) {
-    std::printf("CRecordZoomer::GetCompressedSignal() : error m_VectRecordInfo is empty\n");
+    ReportDiagnostic(DiagnosticError,
+                     "CRecordZoomer::GetCompressedSignal() : error m_VectRecordInfo is empty");
     return false;
   }
 
@@ -186,8 +191,9 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
   }
 
   if (m_VectRecordInfo[first].Handle == 0) {
-    std::printf("CRecordZoomer::GetCompressedSignal: Error first record %zd is not open\n",
-                static_cast<ssize_t>(first));
+    ReportDiagnostic(DiagnosticError,
+                     "CRecordZoomer::GetCompressedSignal: Error first record %zd is not open",
+                     static_cast<ssize_t>(first));
     return false;
   }
 
@@ -217,9 +223,10 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
                             static_cast<float>(info.RequestStart),
                             static_cast<float>(info.RequestStop), points, sliding, context, output);
     if (!result) {
-      std::printf(
+      ReportDiagnostic(
+          DiagnosticError,
           "CRecordZoomer::GetCompressedSignal firstRecord=%d : start=%f stop=%f size=%d/%d, "
-          "failed\n",
+          "failed",
           static_cast<int>(first), info.RequestStart, info.RequestStop,
           static_cast<int>(output.size()), static_cast<int>(2 * points));
     }
@@ -233,16 +240,18 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
           BoundSection(*m_Tree, info.Handle), channel, static_cast<float>(info.RequestStart),
           static_cast<float>(info.RequestStop), info.RequestPoints, sliding, context, piece);
       if (!result) {
-        std::printf(
-            "CRecordZoomer::GetCompressedSignal r=%d : start=%f stop=%f size=%d/%d, failed\n",
+        ReportDiagnostic(
+            DiagnosticError,
+            "CRecordZoomer::GetCompressedSignal r=%d : start=%f stop=%f size=%d/%d, failed",
             static_cast<int>(r), info.RequestStart, info.RequestStop,
             static_cast<int>(piece.size()), static_cast<int>(2 * info.RequestPoints));
         break;
       }
       output.insert(output.end(), piece.begin(), piece.end());
       if (r < lastUsed && m_VectRecordInfo[r + 1].Handle == 0) {
-        std::printf("CRecordZoomer::GetCompressedSignal: Error current record %zd is not open\n",
-                    static_cast<ssize_t>(r + 1));
+        ReportDiagnostic(DiagnosticError,
+                         "CRecordZoomer::GetCompressedSignal: Error current record %zd is not open",
+                         static_cast<ssize_t>(r + 1));
         result = false;
         break;
       }
@@ -316,9 +325,10 @@ bool CRecordZoomer::CompressSignal(CAbstractRecordSection& section, const CChann
     const unsigned long long padding = headPoints + tailPoints;
     const unsigned long long wanted = points > padding ? points - padding : 0;
     if (!section.RequestCompressedSignal(channel, start, stop, wanted, true)) {
-      std::printf(
+      ReportDiagnostic(
+          DiagnosticError,
           "CRecordZoomer::CompressSignal(%d, %f, %f, %d) call section.RequestCompressedSignal "
-          "failed with error : %s\n",
+          "failed with error : %s",
           static_cast<int>(channel.ChannelNumber()), start, stop, static_cast<int>(points),
           WideToAnsi(section.LastErrorString()).c_str());
     } else {

@@ -42,7 +42,7 @@ class MetaDataContainerJson {
   // holds them (a long long of 5 as a long, a float as a double, a vector of small
   // unsigned numbers as a vector of long); the container's FindMetadata widens
   // them again. False, with `out` filled, when the text holds neither a metadata
-  // value nor a marker. Every failure prints its message on standard output and
+  // value nor a marker. Every failure reports its message as a diagnostic and
   // keeps it for LastError(). Never reads outside `text`, whatever it holds.
   bool FromJSONString(const std::string& text, MetaDataContainer& out);
 

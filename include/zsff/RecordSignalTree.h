@@ -220,7 +220,7 @@ class CRecordSignalTree {
   void CloseAllRecord();
 
   // The section of a handle; for an unknown handle the null section, whose
-  // operations all fail (wRecord also prints a line). Valid until the handle is
+  // operations all fail (wRecord also reports a diagnostic line). Valid until the handle is
   // closed.
   CAbstractRecordSection& wRecord(int handle);
   const CAbstractRecordSection& rRecord(int handle) const;

@@ -14,7 +14,7 @@
 //
 // Threads: one thread at a time per zoomer, except ResetZoomContext, which may be
 // called from another thread while a request runs. Failures are reported by false
-// and by a line on standard output; nothing throws but std failures.
+// and by a line to the diagnostic sink; nothing throws but std failures.
 #pragma once
 
 #include <zsff/ChannelId.h>
@@ -64,7 +64,7 @@ class CRecordZoomer {
   // a record being recorded pads what it lacks with NaN pairs at the end, and with
   // zero pairs before its retained signal. With `sliding`, a ring shows its visible
   // window; `context` keeps that window's offset from one request to the next (0
-  // keeps none). False, with a line on standard output, when no tree is bound,
+  // keeps none). False, with a diagnostic line, when no tree is bound,
   // nothing is bound, or a record's request fails; `output` then holds what was
   // joined so far.
   bool GetCompressedSignal(const CChannelID& channel, float start, float stop,

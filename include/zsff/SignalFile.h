@@ -206,8 +206,8 @@ class CSignalFileWriter : public CSignalFileReader {
   bool WriteSampleBlock(const void* source, unsigned long long count) override;
   // Samples written divided by the rate; the rate isn't checked.
   double RecordedLength() const override;
-  // Creates or truncates the file. Prints a line to standard output when there is
-  // no store. True at once when already open.
+  // Creates or truncates the file. Reports a diagnostic line when there is no
+  // store. True at once when already open.
   bool OpenSignalFile() override;
 
   long long SamplesWritten() const { return m_SamplesWritten; }

@@ -41,7 +41,7 @@ static_assert(sizeof(TAG_RECORD_INFO) == 40, "TAG_RECORD_INFO must stay 40 bytes
 //
 // The object borrows the file access, which must outlive it. It has no lock and
 // belongs to the channel that made it. Failures are reported by the results below;
-// diagnostics of Read and Delete go to standard output and are not kept.
+// diagnostics of Read and Delete go to the diagnostic sink and are not kept.
 class CTmpRecordFile {
  public:
   // Nothing is touched on disk. The path is `directory`, the store's

@@ -7,6 +7,7 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/CompressedSignal.h>
 #include <zsff/DateTime.h>
+#include <zsff/Diagnostics.h>
 #include <zsff/DummyRecordSection.h>
 #include <zsff/FileAccess.h>
 #include <zsff/LocalFileAccess.h>

@@ -12,13 +12,12 @@
 #include <string>
 
 #include "TempDir.h"
+#include "support/CapturedDiagnostics.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
 #include "support/RecordInfoExpectations.h"
 
 namespace fs = std::filesystem;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 using zsff::CLocalFileAccess;
 using zsff::CMetaDataChannelWriter;
 using zsff::CMetaDataFileReader;
@@ -132,6 +131,7 @@ TEST(MetaDataFiles, SavedContainerLoadsBack) {
 }
 
 TEST(MetaDataFiles, LoadFailuresNameTheFile) {
+  zsff_test::CapturedDiagnostics diagnostics;
   zsff_test::TempDir dir;
   CLocalFileAccess store;
   CMetaDataFileReader reader(&store);
@@ -151,9 +151,7 @@ TEST(MetaDataFiles, LoadFailuresNameTheFile) {
   EXPECT_EQ(prefix + u" Cannot open file or file empty", reader.LastError());
 
   WriteText(dir.Path() / "Meas.zsfh", "{\"A\": 1}");
-  CaptureStdout();
   EXPECT_FALSE(reader.Load(out, u"Meas.zsfh", dir.Wide()));
-  GetCapturedStdout();
   EXPECT_EQ(prefix + u" Error: MetaDataContainerJson::FromJSONString version not found",
             reader.LastError());
   EXPECT_EQ(std::set<std::string>{"Kept"}, out.GetMetadataKeys());

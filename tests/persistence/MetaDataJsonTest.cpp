@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
+#include "support/CapturedDiagnostics.h"
+
 using zsff::CMarkerId;
 using zsff::CPropertyValue;
 using zsff::MetaDataContainer;
@@ -33,12 +33,12 @@ MetaDataContainer RoundTrip(const MetaDataContainer& in) {
 // Reads `text`, expecting a failure, and gives back the message.
 std::string FailureOf(const std::string& text, MetaDataContainer& out) {
   MetaDataContainerJson json;
-  CaptureStdout();
+  zsff_test::CapturedDiagnostics diagnostics;
   const bool read = json.FromJSONString(text, out);
-  const std::string printed = GetCapturedStdout();
+  const std::string reported = diagnostics.Take();
   EXPECT_FALSE(read) << text;
   const std::string message = json.LastError();
-  EXPECT_EQ(message + "\n", printed) << "the message also goes to standard output";
+  EXPECT_EQ(message + "\n", reported) << "the message is also reported";
   return message;
 }
 
@@ -506,9 +506,8 @@ TEST(MetaDataJson, NoMetadataFailsAfterReadingWhatThereIs) {
 TEST(MetaDataJson, LastErrorMovesTheMessageOut) {
   MetaDataContainerJson json;
   MetaDataContainer out;
-  CaptureStdout();
+  zsff_test::CapturedDiagnostics diagnostics;
   EXPECT_FALSE(json.FromJSONString("{", out));
-  GetCapturedStdout();
   // A success in between doesn't clear a message nobody fetched.
   EXPECT_TRUE(json.FromJSONString("{\"Version\": 1, \"A\": 1}", out));
   EXPECT_NE("", json.LastError());

@@ -13,12 +13,11 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "support/CapturedDiagnostics.h"
 #include "support/FileContents.h"
 #include "support/RecordInfoExpectations.h"
 
 namespace fs = std::filesystem;
-using testing::internal::CaptureStdout;
-using testing::internal::GetCapturedStdout;
 using zsff::CLocalFileAccess;
 using zsff::CTmpRecordFile;
 using zsff::MetaDataContainer;
@@ -196,34 +195,33 @@ TEST(TmpRecordFileTest, ReadsBothVersionsAndRewritesVersion1AsVersion2) {
 }
 
 TEST(TmpRecordFileTest, RefusesBadVersionOrMissingDateAfterTakingFields) {
+  zsff_test::CapturedDiagnostics diagnostics;
   Fixture f;
   Bytes version3 = Version2File();
   version3[0] = 0x03;
   WriteBytes(f.file, version3);
   CTmpRecordFile tmp(f.directory, &f.store);
-  CaptureStdout();
   EXPECT_FALSE(tmp.Read());
-  EXPECT_EQ(GetCapturedStdout(), "CTmpRecordFile::Read() Error in file: " + f.file.string() +
-                                     ", version = 3 (expected 1 or 2), AbsoluteDate = " +
-                                     std::to_string(SampleInfo().AbsoluteDate) +
-                                     " (must be != 0)\n");
+  EXPECT_EQ(diagnostics.Take(), "CTmpRecordFile::Read() Error in file: " + f.file.string() +
+                                    ", version = 3 (expected 1 or 2), AbsoluteDate = " +
+                                    std::to_string(SampleInfo().AbsoluteDate) +
+                                    " (must be != 0)\n");
   EXPECT_FALSE(tmp.IsValid());
   // Not valid, so RecordInfo() reads again and shows the file's fields once more.
-  CaptureStdout();
   ExpectSameInfo(tmp.RecordInfo(), SampleInfo());
-  EXPECT_NE(GetCapturedStdout().find("version = 3"), std::string::npos);
+  EXPECT_NE(diagnostics.Take().find("version = 3"), std::string::npos);
 
   for (Bytes file : {Version1File(), Version2File()}) {
     std::fill(file.begin() + 4, file.begin() + 12, 0);  // AbsoluteDate 0
     WriteBytes(f.file, file);
     CTmpRecordFile undated(f.directory, &f.store);
-    CaptureStdout();
     EXPECT_FALSE(undated.Read());
-    EXPECT_NE(GetCapturedStdout().find("AbsoluteDate = 0 (must be != 0)"), std::string::npos);
+    EXPECT_NE(diagnostics.Take().find("AbsoluteDate = 0 (must be != 0)"), std::string::npos);
   }
 }
 
 TEST(TmpRecordFileTest, TruncatedFilesFailWithReadMessage) {
+  zsff_test::CapturedDiagnostics diagnostics;
   Fixture f;
   const std::string message =
       "CTmpRecordFile::Read() Unable to read file: " + f.file.string() + "\n";
@@ -231,27 +229,25 @@ TEST(TmpRecordFileTest, TruncatedFilesFailWithReadMessage) {
     for (size_t length = 0; length < whole.size(); ++length) {
       WriteBytes(f.file, Bytes(whole.begin(), whole.begin() + static_cast<long>(length)));
       CTmpRecordFile tmp(f.directory, &f.store);
-      CaptureStdout();
       EXPECT_FALSE(tmp.Read()) << "length " << length;
-      EXPECT_EQ(GetCapturedStdout(), message) << "length " << length;
+      EXPECT_EQ(diagnostics.Take(), message) << "length " << length;
       EXPECT_FALSE(tmp.IsValid());
     }
   }
 }
 
 TEST(TmpRecordFileTest, MissingOrVanishingFileFailsAsToldWithoutValidity) {
+  zsff_test::CapturedDiagnostics diagnostics;
   Fixture f;
   CTmpRecordFile tmp(f.directory, &f.store);
-  CaptureStdout();
   EXPECT_FALSE(tmp.Read());
   EXPECT_FALSE(tmp.Load());
-  EXPECT_EQ(GetCapturedStdout(), "");
+  EXPECT_EQ(diagnostics.Take(), "");
 
   WriteBytes(f.file, Version2File());
   f.store.vanishAfterExists = true;
-  CaptureStdout();
   EXPECT_FALSE(tmp.Read());
-  EXPECT_EQ(GetCapturedStdout(),
+  EXPECT_EQ(diagnostics.Take(),
             "CTmpRecordFile::Read() Unable to open file: " + f.file.string() + "\n");
   EXPECT_FALSE(tmp.IsValid());
 
@@ -310,6 +306,7 @@ TEST(TmpRecordFileTest, WriteReportsStoreFailuresAndRecovers) {
 }
 
 TEST(TmpRecordFileTest, DeleteClosesRetriesAndKeepsTheInformation) {
+  zsff_test::CapturedDiagnostics diagnostics;
   Fixture f;
   CTmpRecordFile tmp(f.directory, &f.store);
   EXPECT_TRUE(tmp.Delete());  // nothing there: true at the first check
@@ -319,9 +316,8 @@ TEST(TmpRecordFileTest, DeleteClosesRetriesAndKeepsTheInformation) {
   ASSERT_TRUE(tmp.Write());
   f.store.refuseDelete = true;
   f.store.deletes = 0;
-  CaptureStdout();
   EXPECT_FALSE(tmp.Delete());
-  EXPECT_EQ(GetCapturedStdout(),
+  EXPECT_EQ(diagnostics.Take(),
             "CTmpRecordFile::Delete() Unable to delete file: " + f.file.string() + "\n");
   EXPECT_EQ(f.store.deletes, 20);
 

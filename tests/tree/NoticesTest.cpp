@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "support/CapturedDiagnostics.h"
 #include "tree/TreeTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -125,6 +126,7 @@ TEST_F(Notices, CreatedAgainAddsAnOpenerAndWritesNothing) {
 }
 
 TEST_F(Notices, AStopFinishesItsRecordOnce) {
+  zsff_test::CapturedDiagnostics diagnostics;
   auto tree = Make("m", 1003);
   const CRecordId key(1003, 1);
   Param created;
@@ -178,9 +180,8 @@ TEST_F(Notices, AStopFinishesItsRecordOnce) {
   tree->ChangeState(second, Tree::ChangeRecordCreated, nullptr);
   Param late = stopped;
   late.RecordNumber = 2;
-  testing::internal::CaptureStdout();
   tree->ChangeState(second, Tree::ChangeRecordStopped, &late);
-  const std::string printed = testing::internal::GetCapturedStdout();
+  const std::string printed = diagnostics.Take();
   EXPECT_NE(printed.find("CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) last "
                          "record is already stopped, duration = "),
             std::string::npos);
@@ -303,24 +304,23 @@ TEST_F(Notices, StopDatesEverySectionOfItsRecord) {
 }
 
 TEST_F(Notices, FinishingAnEmptyListFailsWithoutWriting) {
+  zsff_test::CapturedDiagnostics diagnostics;
   auto tree = Make("m", 1301);
   auto lock = tree->CreateMetaDataLock(MetaDataFileLock::LockTryOnce);
   ASSERT_TRUE(lock);
   const Param stop = MakeStop(10.0, 0.0, 10.0, 0, 0, 0);
   EXPECT_FALSE(RecordSignalTreeProbe::Update(*tree, nullptr, Tree::UMCreateNewRecord, &stop));
-  testing::internal::CaptureStdout();
   EXPECT_FALSE(
       RecordSignalTreeProbe::Update(*tree, lock.get(), Tree::UMFinishCurrentRecord, &stop));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(diagnostics.Take(),
             "CRecordSignalTree::UpdateMetaDataMeasurement(UMFinishCurrentRecord) records list is "
             "empty\n");
   EXPECT_FALSE(fs::exists(Dir("m") / "Record_1301.zsfh"));
 
   // A record number already listed can't be added twice.
   ASSERT_TRUE(RecordSignalTreeProbe::Update(*tree, lock.get(), Tree::UMCreateNewRecord, &stop));
-  testing::internal::CaptureStdout();
   EXPECT_FALSE(RecordSignalTreeProbe::Update(*tree, lock.get(), Tree::UMCreateNewRecord, &stop));
-  EXPECT_NE(testing::internal::GetCapturedStdout().find("AddRecord of record"), std::string::npos);
+  EXPECT_NE(diagnostics.Take().find("AddRecord of record"), std::string::npos);
   // Removing it takes it out of the list.
   EXPECT_TRUE(RecordSignalTreeProbe::Update(*tree, lock.get(), Tree::UMRemoveRecord, &stop));
   EXPECT_TRUE(RecordList(Dir("m"), 1301).empty());

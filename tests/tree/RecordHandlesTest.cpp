@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/CapturedDiagnostics.h"
 #include "tree/TreeTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -211,28 +212,24 @@ TEST_F(RecordHandles, OpenRecordNeedsReadableMetadata) {
 }
 
 TEST_F(RecordHandles, AnUnknownHandleGivesTheNullSection) {
+  zsff_test::CapturedDiagnostics diagnostics;
   auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"m", kNoStore, false);
   ASSERT_TRUE(tree->SetRecordBase(2040));
   const float sample = 1.0f;
 
-  testing::internal::CaptureStdout();
   CAbstractRecordSection& none = tree->wRecord(5);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "CRecordSignalTree::wRecord(5) m_OpenedRecordMap empty!!!\n");
+  EXPECT_EQ(diagnostics.Take(), "CRecordSignalTree::wRecord(5) m_OpenedRecordMap empty!!!\n");
   EXPECT_FALSE(none.WriteSampleBlock(CChannelID(1, 0, 0), &sample, 1, false));
   EXPECT_EQ(none.LastErrorString(), u"Invalid RecordId");
 
   int handle = tree->CreateRecord(0);
   ASSERT_NE(handle, 0);
-  testing::internal::CaptureStdout();
   EXPECT_EQ(tree->wRecord(handle + 7).RecordId(), CRecordId(0ULL));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "CRecordSignalTree::wRecord(" + std::to_string(handle + 7) +
-                ") id not found in m_OpenedRecordMap !!!\n");
-  testing::internal::CaptureStdout();
+  EXPECT_EQ(diagnostics.Take(), "CRecordSignalTree::wRecord(" + std::to_string(handle + 7) +
+                                    ") id not found in m_OpenedRecordMap !!!\n");
   EXPECT_EQ(tree->rRecord(handle + 7).LastErrorString(), u"Invalid RecordId");
   EXPECT_EQ(tree->rRecord(handle).RecordId(), CRecordId(2040, 1));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(diagnostics.Take(), "");
   tree->CloseAllRecord();
 }
 

@@ -1,11 +1,12 @@
 // Binding a measurement's records to the zoomer: each record opened once and laid
 // end to end on the axis, rebinding that gives the old handles back, Clean with
-// and without the tree, a copy holding the same records, and the lines printed
+// and without the tree, a copy holding the same records, and the lines reported
 // when there is nothing to bind or to ask.
 #include <zsff/RecordZoomer.h>
 
 #include <vector>
 
+#include "support/CapturedDiagnostics.h"
 #include "zoom/ZoomTestSupport.h"
 
 using namespace zsff;
@@ -14,6 +15,7 @@ using namespace zsff_test;
 namespace {
 
 TEST_F(RecordZoomerTest, BindsEachRecordOnceEndToEnd) {
+  zsff_test::CapturedDiagnostics diagnostics;
   const int lengths[] = {10, 6, 8};
   for (int r = 0; r < 3; ++r) {
     int handle = StartRecord(0.0, PartLengthShort);
@@ -63,12 +65,11 @@ TEST_F(RecordZoomerTest, BindsEachRecordOnceEndToEnd) {
   EXPECT_TRUE(zoomer.VectRecordInfo().empty());
   EXPECT_FALSE(tree->IsUsed());
   std::vector<float> view;
-  testing::internal::CaptureStdout();
   EXPECT_FALSE(zoomer.GetCompressedSignal(kChannel, 0.0f, 10.0f, 10, false, 0, view));
   zoomer.Clean(true);
   EXPECT_FALSE(zoomer.GetCompressedSignal(kChannel, 0.0f, 10.0f, 10, false, 0, view));
   EXPECT_FALSE(zoomer.Init(nullptr, kChannel));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(diagnostics.Take(),
             "CRecordZoomer::GetCompressedSignal() : error m_VectRecordInfo is empty\n"
             "CRecordZoomer::GetCompressedSignal: Error record tree not open\n"
             "CRecordZoomer::Init: invalid record tree\n");
@@ -77,11 +78,10 @@ TEST_F(RecordZoomerTest, BindsEachRecordOnceEndToEnd) {
 }
 
 TEST_F(RecordZoomerTest, TreeWithoutRecordsDoesNotBind) {
+  zsff_test::CapturedDiagnostics diagnostics;
   CRecordZoomer zoomer;
-  testing::internal::CaptureStdout();
   EXPECT_FALSE(zoomer.Init(tree.get(), kChannel));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "CRecordZoomer::Init: unable to get records list (0)\n");
+  EXPECT_EQ(diagnostics.Take(), "CRecordZoomer::Init: unable to get records list (0)\n");
   EXPECT_TRUE(zoomer.VectRecordInfo().empty());
 }
 
