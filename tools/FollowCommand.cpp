@@ -298,7 +298,7 @@ void Follower::CloseRecord() {
 std::string Follower::SignOfLife() const {
   const Section& section = m_Tree->rRecord(m_Handle);
   const fs::path tmp = m_Options.Directory / zsff::WideToUtf8(section.RecordName()) /
-                       zsff::WideToUtf8(m_Channel.ToFilePath()) / "TmpRecord.zrm";
+                       zsff::WideToUtf8(m_Channel.ToFilePath()) / zsff::names::TmpRecordFileName();
   std::error_code ec;
   const auto written = fs::last_write_time(tmp, ec);
   return Printf("%llu %lld", section.SignalLengthSpl(m_Channel, true),

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "foundation/FileNames.h"
 
 namespace zsff_tools {
 
@@ -54,7 +55,9 @@ std::string NoMeasurement(const std::filesystem::path& directory) {
   bool measurementFile = false;
   for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
        it.increment(ec)) {
-    measurementFile = measurementFile || it->path().extension() == ".zsfh";
+    std::string baseName;
+    measurementFile = measurementFile || zsff::names::ParseMeasurementFileName(
+                                             it->path().filename().string(), baseName);
   }
   if (ec) return path + ": " + ec.message();
   return measurementFile ? std::string() : path + ": no measurement file (*.zsfh) in it";
