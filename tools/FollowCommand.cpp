@@ -171,7 +171,8 @@ bool Follower::TryOpen(const zsff::MetaDataRecord& entry, std::string& why) {
   const zsff::CRecordId id(entry.RecordId());
   m_Handle = m_Tree->OpenRecord(id, zsff::CRecordSignalTree::TreeOpenDefault, 0);
   if (m_Handle == 0) {
-    why = TreeError("the record can't be opened");
+    why = Printf("record %u can't be opened: %s", id.RecordNumber(),
+                 Reason(0, zsff::CRecordSignalTree::LastErrorString()).c_str());
     return false;
   }
   Section& section = m_Tree->wRecord(m_Handle);
@@ -369,7 +370,10 @@ int Follower::Follow() {
       // The recorder rewrites a channel's metadata when it stops, and a reader
       // that meets the file half written fails as if it were missing; the next
       // poll finds it whole.
-      if (++failures >= kFailuresInARow) return Fail(error);
+      if (++failures >= kFailuresInARow) {
+        return Fail(Printf("record %u: the samples can't be read: %s", m_RecordNumber,
+                           error.c_str()));
+      }
       Pause();
       continue;
     }
@@ -389,8 +393,8 @@ int Follower::Follow() {
     }
     if (state == Section::ReadStateOvertaken) {
       if (!JumpToOldest()) {
-        return Fail("cannot jump to the oldest data kept: " +
-                    zsff::WideToUtf8(section.LastErrorString()));
+        return Fail(Printf("record %u: cannot jump to the oldest samples kept: %s", m_RecordNumber,
+                           Reason(0, section.LastErrorString()).c_str()));
       }
       continue;
     }

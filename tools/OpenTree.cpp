@@ -37,11 +37,6 @@ bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel,
   return false;
 }
 
-std::string TreeError(const char* fallback) {
-  const std::string text = zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString());
-  return text.empty() ? fallback : text;
-}
-
 namespace {
 
 // Why `directory` can't hold a measurement; empty when it may. The library

@@ -24,10 +24,6 @@ bool ChannelMatches(const zsff::CChannelID& id, long long channel, long long ana
 bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel, long long analyzer,
                  zsff::CChannelID& out);
 
-// The tree's last error text (which the library hands out once), or `fallback`
-// when it gave none.
-std::string TreeError(const char* fallback = "the measurement can't be opened");
-
 // Opens the measurement in `directory` for reading on the local disk; null on
 // failure, with the reason in `error`, in the tool's words with the path and
 // the system's reason where it has one: "/x/m: No such file or directory",

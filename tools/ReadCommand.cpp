@@ -86,12 +86,14 @@ int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, fl
   if (options.Form == OutputCsv) std::fprintf(out.Stream(), "time,value\n");
   while (written < wanted) {
     const unsigned long long count = std::min(kBlock, wanted - written);
+    errno = 0;
     const unsigned long long read = section.ReadSampleBlock(id, buffer, count, mode);
     if (read == 0) {
+      const int why = errno;
       zsff::CAbstractRecordSection::ReadState_t state = zsff::CAbstractRecordSection::ReadStateNone;
       if (section.EndOfReading(id, state)) break;
-      const std::string text = zsff::WideToUtf8(section.LastErrorString());
-      return Fail(text.empty() ? "the samples can't be read" : text);
+      return Fail(zsff::WideToUtf8(id.ToFilePath()) + ": the samples can't be read: " +
+                  Reason(why, section.LastErrorString()));
     }
     if (options.Form == OutputCsv) {
       for (unsigned long long i = 0; i < read; ++i) {
