@@ -7,6 +7,8 @@ namespace zsff_tools {
 
 enum Verbosity_t { VerbosityQuiet, VerbosityNormal, VerbosityVerbose };
 
+// Also routes the library's diagnostics: to standard error when verbose, nowhere
+// otherwise.
 void SetVerbosity(Verbosity_t verbosity);
 Verbosity_t Verbosity();
 // The notes a command prints on its progress and on what it wrote.

@@ -1,5 +1,6 @@
 # What a user of command-line tools expects of any of them, checked on zsff: a
-# version; --quiet and --verbose everywhere; errors in one line that name the
+# version; --quiet and --verbose everywhere, the library's diagnostics with
+# --verbose only; errors in one line that name the
 # file and give the system's reason; a listing that fails when something in it
 # is broken; a picture on standard output and a refused picture name; and a
 # recording that SIGTERM or SIGHUP stops cleanly, with the status a shell gives.
@@ -71,6 +72,18 @@ if(NOT result EQUAL 0 OR NOT header STREQUAL "89504e470d0a1a0a")
   fail("zsff plot --out - gives (${result}) a file beginning ${header}")
 endif()
 expect_refusals(plot "--out ${WORK_DIR}/p.jpg" "--out ${WORK_DIR}/p --format gif")
+
+# The library's own lines on a metadata file that doesn't parse come with
+# --verbose only; the tool's line comes always.
+file(GLOB metadata "${measurement}/Record_*/Channel_3_*/*.zrm")
+file(WRITE "${metadata}" "{")
+foreach(flag --quiet --verbose)
+  execute_process(COMMAND "${ZSFF}" info ${flag} "${measurement}" ERROR_VARIABLE err_${flag})
+endforeach()
+if(NOT err_--quiet MATCHES "^zsff: [^\n]*: 1 channel shows an error\n$"
+   OR NOT err_--verbose MATCHES "zsff: library error: [^\n]+\n.*1 channel shows an error")
+  fail("the library's diagnostics:\nquiet: '${err_--quiet}'\nverbose: '${err_--verbose}'")
+endif()
 
 # A channel without its metadata file fails the listing, in both forms.
 file(GLOB metadata "${measurement}/Record_*/Channel_2_*/*.zrm")
