@@ -99,9 +99,9 @@ void PrintCsv(const std::vector<float>& values, double start, double stop) {
   }
 }
 
-// JSON has no NaN: a value not yet recorded is null.
+// JSON has no NaN nor infinity: a value not yet recorded, or not finite, is null.
 std::string JsonNumber(float value) {
-  if (std::isnan(value)) return "null";
+  if (!std::isfinite(value)) return "null";
   char text[32];
   std::snprintf(text, sizeof text, "%.9g", static_cast<double>(value));
   return text;

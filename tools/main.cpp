@@ -117,8 +117,8 @@ void PrintUsage(std::FILE* out) {
                     " \"zsff --version\" tells the version.\n");
 }
 
-// Takes --quiet and --verbose out of the words of a command, wherever they
-// stand before "--"; false when both are given.
+// Takes --quiet and --verbose out of the words of the command line, wherever
+// they stand before "--"; false when both are given.
 bool TakeVerbosity(std::vector<std::string>& args) {
   bool quiet = false;
   bool verbose = false;
@@ -145,29 +145,32 @@ bool IsHelp(const char* word) {
 
 int main(int argc, char** argv) {
   using namespace zsff_tools;
-  if (argc < 2) {
+  // --quiet and --verbose may also stand before the command's name.
+  std::vector<std::string> words(argv + 1, argv + argc);
+  if (!TakeVerbosity(words)) return Fail("--quiet and --verbose exclude each other", ExitUsage);
+  if (words.empty()) {
     PrintUsage(stderr);
     return ExitUsage;
   }
-  if (IsHelp(argv[1])) {
+  if (IsHelp(words[0].c_str())) {
     // "zsff help record" is "zsff record --help".
-    if (argc > 2 && FindCommand(argv[2]) != nullptr) {
-      PrintCommandHelp(*FindCommand(argv[2]));
+    if (words.size() > 1 && FindCommand(words[1]) != nullptr) {
+      PrintCommandHelp(*FindCommand(words[1]));
     } else {
       PrintUsage(stdout);
     }
     return ExitOk;
   }
-  if (std::strcmp(argv[1], "--version") == 0) {
+  if (words[0] == "--version") {
     std::printf("zsff %s\n", ZSFF_VERSION);
     return ExitOk;
   }
-  const Command* command = FindCommand(argv[1]);
+  const Command* command = FindCommand(words[0]);
   if (command == nullptr) {
-    std::fprintf(stderr, "zsff: unknown command \"%s\" (see zsff --help)\n", argv[1]);
+    std::fprintf(stderr, "zsff: unknown command \"%s\" (see zsff --help)\n", words[0].c_str());
     return ExitUsage;
   }
-  std::vector<std::string> args(argv + 2, argv + argc);
+  const std::vector<std::string> args(words.begin() + 1, words.end());
   for (const std::string& word : args) {
     if (word == "--") break;
     if (IsHelp(word.c_str()) && word != "help") {
@@ -175,7 +178,6 @@ int main(int argc, char** argv) {
       return ExitOk;
     }
   }
-  if (!TakeVerbosity(args)) return UsageError(*command, "--quiet and --verbose exclude each other");
   const int code = command->Run(args);
   return code == ExitInterrupted ? InterruptedExitCode() : code;
 }
