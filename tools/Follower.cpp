@@ -220,7 +220,7 @@ std::string Follower::SignOfLife() const {
                        zsff::WideToUtf8(m_Channel.ToFilePath()) / zsff::names::TmpRecordFileName();
   std::error_code ec;
   const auto written = fs::last_write_time(tmp, ec);
-  return Printf("%llu %lld", section.SignalLengthSpl(m_Channel, true),
+  return Printf("%llu %llu %lld", m_Position, section.SignalLengthSpl(m_Channel, true),
                 ec ? 0LL : static_cast<long long>(written.time_since_epoch().count()));
 }
 

@@ -65,8 +65,9 @@ class Follower {
   unsigned long long ReadArrived(std::string& error);
   // Moves the reader to the oldest sample the ring kept.
   bool JumpToOldest();
-  // What shows that the record grows: its live end and its temporary record
-  // file, which the recorder rewrites as it goes and a crash leaves behind.
+  // What shows that the record grows, or that there is more of it to read: the
+  // reader's position, the live end, and the temporary record file, which the
+  // recorder rewrites as it goes and a crash leaves behind.
   std::string SignOfLife() const;
   // Whether the measurement file says that the record has stopped: a reader
   // sees the end as soon as the recorder's files are complete, a moment before
