@@ -113,12 +113,17 @@ if(NOT svg MATCHES " ${whole}\\.${tenth} s in ${records} records<")
   fail("the picture's title doesn't give ${whole}.${tenth} s")
 endif()
 
-# The text form names every record.
+# The text form names every record...
 execute_process(COMMAND "${ZSFF}" info "${measurement}" RESULT_VARIABLE result OUTPUT_VARIABLE text)
 foreach(r RANGE 1 ${records})
   if(NOT text MATCHES "${base}_${r}")
     fail("zsff info doesn't list ${base}_${r}:\n${text}")
   endif()
 endforeach()
+# ... and tells the unit and the meaning of the summary keys.
+if(NOT text MATCHES "\n  Duration +[0-9.]+ s +the records' kept lengths"
+   OR NOT text MATCHES "\n  FileSize +[0-9]+ KiB +the records' signal files")
+  fail("zsff info doesn't tell what Duration and FileSize mean:\n${text}")
+endif()
 
 file(REMOVE_RECURSE "${WORK_DIR}")
