@@ -350,9 +350,11 @@ int Recorder::Run() {
     return Fail("cannot create " + m_Options.Directory.parent_path().string() + ": " +
                 ec.message());
   }
+  // Before the header is written: a signal from then on must find the records
+  // stopped and the header gone.
+  CatchInterrupts();
   if (const int result = CreateMeasurement(); result != ExitOk) return result;
 
-  CatchInterrupts();
   const auto start = std::chrono::steady_clock::now();
   int result = ExitOk;
   {
