@@ -32,7 +32,7 @@ class SineRecord {
     m_Store = std::make_shared<zsff::CLocalFileAccess>();
     m_Tree = std::make_unique<zsff_test::FakeTree>(m_Store, m_Scratch.Wide());
     Write(std::move(channels));
-    m_Section = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
+    m_Section = zsff_test::RecordSectionProbe::Open(m_Tree->Owner(), m_Scratch.Wide(), kRecord,
                                                     zsff::CAbstractRecordSection::OpenRead,
                                                     m_Store.get(), false, LastPart());
   }
@@ -52,7 +52,7 @@ class SineRecord {
   inline static const zsff::CRecordId kRecord{1000, 1};
 
   void Write(std::map<zsff::CChannelID, zsff::MetaDataContainer> channels) {
-    auto writer = zsff_test::RecordSectionProbe::Open(m_Tree->Tree(), m_Scratch.Wide(), kRecord,
+    auto writer = zsff_test::RecordSectionProbe::Open(m_Tree->Owner(), m_Scratch.Wide(), kRecord,
                                                       zsff::CAbstractRecordSection::OpenCreate,
                                                       m_Store.get());
     std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;

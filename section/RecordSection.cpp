@@ -11,7 +11,7 @@
 #include <exception>
 
 #include "section/Channel.h"
-#include "section/RecordSectionTree.h"
+#include "section/RecordSectionOwner.h"
 
 namespace zsff {
 
@@ -37,7 +37,7 @@ CRecordSection::CRecordSection(CRecordSignalTree* tree, const std::u16string& me
                                const CRecordId& id, unsigned short lastPart, OpenMode_t openMode,
                                bool recording, double duration, long long offsetTimeToStop,
                                CAbstractFileAccess* access, long analyzerFilter)
-    : m_Tree(tree),
+    : m_Owner(tree != nullptr ? tree->m_SectionOwner.get() : nullptr),
       m_MeasurementPath(measurementPath),
       m_RecordName(id.IdToRecordName()),
       m_RecordId(id),
@@ -105,11 +105,7 @@ bool CRecordSection::IsUsed() const {
 void CRecordSection::ChangeStateParent(const CRecordId& id,
                                        CRecordSignalTree::ChangeAction_t action,
                                        const CRecordSignalTree::CChangeActionParam_t* param) {
-  if (m_Tree == nullptr) return;
-  const SectionTreeCalls* calls = GetSectionTreeCalls();
-  if (calls != nullptr && calls->ChangeState != nullptr) {
-    calls->ChangeState(*m_Tree, id, action, param);
-  }
+  if (m_Owner != nullptr) m_Owner->ChangeState(id, action, param);
 }
 
 CChannel* CRecordSection::FindChannel(const CChannelID& id) const {
@@ -308,10 +304,8 @@ bool CRecordSection::StartRecord(const std::map<CChannelID, TAG_RECORD_INFO>& re
   // Started but without a sample: still nothing worth keeping.
   m_DiscardOnClose = true;
   m_State = SectionStarted;
-  const SectionTreeCalls* calls = m_Tree != nullptr ? GetSectionTreeCalls() : nullptr;
-  if (calls != nullptr && calls->RecordCounter != nullptr) {
-    param.RecordNumber = static_cast<unsigned short>(calls->RecordCounter(*m_Tree));
-  }
+  if (m_Owner != nullptr)
+    param.RecordNumber = static_cast<unsigned short>(m_Owner->RecordCounter());
   ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeRecordStarted, &param);
   return true;
 }
@@ -369,11 +363,10 @@ void CRecordSection::FirstBlock() {
   // The record now holds samples: it is kept whatever happens next.
   m_DiscardOnClose = false;
   m_State = SectionRecording;
-  const SectionTreeCalls* calls = m_Tree != nullptr ? GetSectionTreeCalls() : nullptr;
-  if (calls != nullptr && calls->NotifyListener != nullptr) {
+  if (m_Owner != nullptr) {
     CRecordId key = m_RecordId;
     key.SetPartNumber(0);
-    calls->NotifyListener(*m_Tree, key, CRecordSignalTree::ChangeRecordWriting);
+    m_Owner->NotifyListener(key, CRecordSignalTree::ChangeRecordWriting);
   }
 }
 
@@ -385,16 +378,11 @@ bool CRecordSection::StopRecord() {
   CRecordSignalTree::CChangeActionParam_t param = m_StartParam;
   param.Duration = 1e40;
   param.TimeToStop = TimeToStop();
-  const SectionTreeCalls* calls = m_Tree != nullptr ? GetSectionTreeCalls() : nullptr;
-  if (calls != nullptr && calls->RecordCounter != nullptr) {
-    param.RecordNumber = static_cast<unsigned short>(calls->RecordCounter(*m_Tree));
-  }
+  if (m_Owner == nullptr) return false;
+  param.RecordNumber = static_cast<unsigned short>(m_Owner->RecordCounter());
 
   // Without the lock nothing is closed, so the host may try again.
-  std::unique_ptr<MetaDataFileLock> lock;
-  if (calls != nullptr && calls->CreateMetaDataLock != nullptr) {
-    lock = calls->CreateMetaDataLock(*m_Tree, MetaDataFileLock::LockWait);
-  }
+  std::unique_ptr<MetaDataFileLock> lock = m_Owner->CreateMetaDataLock(MetaDataFileLock::LockWait);
   if (!lock) return false;
 
   for (const auto& entry : m_Channels) {

@@ -11,7 +11,7 @@
 #include <algorithm>
 
 #include "section/Channel.h"
-#include "section/RecordSectionTree.h"
+#include "section/RecordSectionOwner.h"
 
 namespace zsff {
 
@@ -19,12 +19,9 @@ bool CRecordSection::ListChannelsID(std::vector<CChannelID>& ids) const {
   // Channels that the tree couldn't remove yet are listed in the measurement's
   // metadata; they are no longer part of the record.
   std::vector<unsigned long long> toRemove;
-  const SectionTreeCalls* calls = m_Tree != nullptr ? GetSectionTreeCalls() : nullptr;
-  if (calls != nullptr && calls->LoadMetaDataMeasurement != nullptr) {
-    MetaDataContainer measurement;
-    if (calls->LoadMetaDataMeasurement(*m_Tree, measurement)) {
-      MetaDataMeasurementReader(measurement).ChannelsToRemove(toRemove);
-    }
+  MetaDataContainer measurement;
+  if (m_Owner != nullptr && m_Owner->LoadMetaDataMeasurement(measurement)) {
+    MetaDataMeasurementReader(measurement).ChannelsToRemove(toRemove);
   }
   ids.clear();
   if (m_ChannelPathMap.empty())

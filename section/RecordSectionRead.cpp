@@ -12,7 +12,7 @@
 #include <cmath>
 
 #include "section/Channel.h"
-#include "section/RecordSectionTree.h"
+#include "section/RecordSectionOwner.h"
 #include "signal/CompressedSignalFileReader.h"
 
 namespace zsff {
@@ -30,19 +30,12 @@ const char16_t kReadUnableToRead[] = u"CRecordSection::ReadRawSampleBlock unable
 // --- State and the tree ---------------------------------------------------------------
 
 bool CRecordSection::IsRecordingNow() const {
-  if (m_Tree == nullptr) return false;
-  const SectionTreeCalls* calls = GetSectionTreeCalls();
-  return calls != nullptr && calls->IsRecording != nullptr &&
-         calls->IsRecording(*m_Tree, m_RecordId);
+  return m_Owner != nullptr && m_Owner->IsRecording(m_RecordId);
 }
 
 bool CRecordSection::TakeStoppedParts() {
-  const SectionTreeCalls* calls = GetSectionTreeCalls();
   std::vector<MetaDataRecord> records;
-  if (calls == nullptr || calls->GetRecordsVect == nullptr ||
-      !calls->GetRecordsVect(*m_Tree, records)) {
-    return true;
-  }
+  if (m_Owner == nullptr || !m_Owner->GetRecordsVect(records)) return true;
   const auto found =
       std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
         return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
@@ -177,7 +170,7 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
     }
   } else {
     // The recording has just ended when its temporary files are gone.
-    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Tree != nullptr &&
+    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Owner != nullptr &&
         !TakeStoppedParts()) {
       recording = true;
     }

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <utility>
 
-#include "section/RecordSectionTreeLink.h"
 #include "tree/TreePaths.h"
+#include "tree/TreeSectionOwner.h"
 
 namespace zsff {
 
@@ -54,9 +54,8 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_RemoteMirror(remoteMirror),
       m_OpenMode(mode),
       m_FileAccess(std::make_shared<CLocalFileAccess>()),
+      m_SectionOwner(std::make_unique<CTreeSectionOwner>(*this)),
       m_MergeRecordParts(mergeRecordParts) {
-  // Sections reach their tree through entry points that only this module can fill.
-  CRecordSection::LinkTrees();
   m_FullRecordPath = tree::JoinPath(m_BasePath, m_MeasureName, *m_FileAccess);
 
   // A failure here shows at the first save; the parent is not made.

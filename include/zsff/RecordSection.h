@@ -3,9 +3,10 @@
 // calls the section through CAbstractRecordSection and names channels by id.
 //
 // Only the tree makes sections (the constructor is private) and owns them. A
-// section owns its channels and borrows the tree and the file access, which must
-// outlive it; the tree pointer may be null, and then no notice is sent and no
-// metadata lock can be had.
+// section owns its channels and borrows the tree (through the interface that the
+// tree implements for its sections) and the file access, which must outlive it;
+// the tree pointer may be null, and then no notice is sent and no metadata lock
+// can be had.
 //
 // A recording goes: AddChannel for each channel, ArmRecord, StartRecord,
 // WriteSampleBlock for each channel and block, StopRecord. Each failing call
@@ -33,6 +34,7 @@ namespace zsff {
 
 class CAbstractFileAccess;
 class CChannel;
+class CRecordSectionOwner;
 
 // A channel directory of a record: its full path, and the channel's file name
 // (CChannelID::ToFileName) to which ".zrm" is added for its metadata.
@@ -190,11 +192,6 @@ class CRecordSection : public CAbstractRecordSection {
                  double duration, long long offsetTimeToStop, CAbstractFileAccess* access,
                  long analyzerFilter);
 
-  // Installs the tree's side of the entry points through which sections reach
-  // their tree. Defined in section/RecordSectionTreeLink.h, which only the tree
-  // module includes; the tree calls it before it makes its first section.
-  static void LinkTrees();
-
   // Sends a notice to the tree, if there is one.
   void ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                          const CRecordSignalTree::CChangeActionParam_t* param);
@@ -214,7 +211,7 @@ class CRecordSection : public CAbstractRecordSection {
   unsigned long long ReadSampleBlockPriv(const CChannelID& id, void* buffer,
                                          unsigned long long count, bool raw, SampleReadMode_t mode);
   // Whether some section of the process is recording this record; false without
-  // a tree.
+  // an owner.
   bool IsRecordingNow() const;
   // After a recording ended, the measurement's record list holds the parts it
   // left: every channel takes them. False, with nothing taken, while the list
@@ -238,7 +235,7 @@ class CRecordSection : public CAbstractRecordSection {
   // Joins with the store's separator; `name` alone when `parent` is empty.
   std::u16string JoinPath(const std::u16string& parent, const std::u16string& name) const;
 
-  CRecordSignalTree* m_Tree;  // borrowed, may be null
+  CRecordSectionOwner* m_Owner;  // the tree's side for its sections; borrowed, may be null
   std::u16string m_MeasurementPath;
   std::u16string m_RecordName;
   CRecordId m_RecordId;

@@ -39,6 +39,8 @@ namespace zsff {
 
 class CAbstractFileAccess;
 class CRecordSection;
+class CRecordSectionOwner;
+class CTreeSectionOwner;
 
 // A recursive lock with the shape of a standard mutex, so that std::lock_guard and
 // std::unique_lock take it. Its owner may take it again.
@@ -312,7 +314,8 @@ class CRecordSignalTree {
   bool IsEditing() const { return m_Editing; }
 
  private:
-  friend class CRecordSection;
+  friend class CRecordSection;  // takes the tree's side for sections from m_SectionOwner
+  friend class CTreeSectionOwner;
   friend class zsff_test::RecordSignalTreeProbe;
 
   using RecordStateMap = std::map<CRecordId, RecordState_t>;
@@ -374,6 +377,8 @@ class CRecordSignalTree {
   std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's CLocalFileAccess
   std::map<int, std::unique_ptr<CAbstractRecordSection>> m_OpenedRecordMap;
   CDummyRecordSection m_DummySection;
+  // What this tree's sections call it through (a CTreeSectionOwner).
+  std::unique_ptr<CRecordSectionOwner> m_SectionOwner;
   MetaDataContainer m_Markers;
   int m_MarkerCounter = 0;
   bool m_Editing = false;

@@ -110,7 +110,7 @@ class CompressedRequest : public ::testing::Test {
       trigger[i] = TriggerSample(i);
     }
 
-    auto writer = RecordSectionProbe::Open(tree->Tree(), dir.Wide(), kRecord,
+    auto writer = RecordSectionProbe::Open(tree->Owner(), dir.Wide(), kRecord,
                                            CAbstractRecordSection::OpenCreate, store.get());
     ASSERT_TRUE(writer->AddChannel(kData, ChannelMetaData(kRate)));
     MetaDataContainer triggerMetaData = ChannelMetaData(kRate);
@@ -139,7 +139,7 @@ class CompressedRequest : public ::testing::Test {
   }
 
   std::unique_ptr<CRecordSection> OpenForReading() {
-    return RecordSectionProbe::Open(tree->Tree(), dir.Wide(), kRecord,
+    return RecordSectionProbe::Open(tree->Owner(), dir.Wide(), kRecord,
                                     CAbstractRecordSection::OpenRead, store.get(), false, 2);
   }
 

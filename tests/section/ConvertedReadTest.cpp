@@ -282,7 +282,7 @@ std::vector<T> Recorded() {
 // for 16-bit samples, an uncompaction of 0.25 and -1.
 template <typename T>
 void Record(zsff_test::FakeTree& tree, const TempDir& dir, CAbstractFileAccess* store) {
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store);
   MetaDataContainer metaData;
   metaData.AddMetadata("SamplingRate", kRate);
@@ -304,7 +304,7 @@ void Record(zsff_test::FakeTree& tree, const TempDir& dir, CAbstractFileAccess* 
 
 std::unique_ptr<CRecordSection> OpenForReading(zsff_test::FakeTree& tree, const TempDir& dir,
                                                CAbstractFileAccess* store) {
-  return RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  return RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                   CAbstractRecordSection::OpenRead, store, false, 2);
 }
 

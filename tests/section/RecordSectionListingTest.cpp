@@ -52,7 +52,7 @@ struct Fixture {
     EXPECT_TRUE(maker->AddChannel(kA, Described(u"alpha", u"SN500", u"D1")));
     EXPECT_TRUE(maker->AddChannel(kC, Described(u"gamma", u"SN600", u"")));
     maker.reset();
-    section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), CRecordId(1000, 1),
+    section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), CRecordId(1000, 1),
                                        CAbstractRecordSection::OpenRead, store.get());
   }
 };

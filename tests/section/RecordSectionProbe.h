@@ -16,20 +16,23 @@
 #include <string>
 #include <vector>
 
-#include "section/RecordSectionTree.h"
+#include "section/RecordSectionOwner.h"
 
 namespace zsff_test {
 
 class RecordSectionProbe {
  public:
-  // A section as the tree makes one. `tree` may be null.
+  // A section as the tree makes one. `owner` stands in for the tree and may be null.
   static std::unique_ptr<zsff::CRecordSection> Open(
-      zsff::CRecordSignalTree* tree, const std::u16string& measurementPath,
+      zsff::CRecordSectionOwner* owner, const std::u16string& measurementPath,
       const zsff::CRecordId& id, zsff::CAbstractRecordSection::OpenMode_t mode,
       zsff::CAbstractFileAccess* access, bool recording = false, unsigned short lastPart = 0,
       long analyzerFilter = 0) {
-    return std::unique_ptr<zsff::CRecordSection>(new zsff::CRecordSection(
-        tree, measurementPath, id, lastPart, mode, recording, 0.0, 0, access, analyzerFilter));
+    std::unique_ptr<zsff::CRecordSection> section(new zsff::CRecordSection(
+        nullptr, measurementPath, id, lastPart, mode, recording, 0.0, 0, access, analyzerFilter));
+    // Opening doesn't call the owner, so it may come in after.
+    section->m_Owner = owner;
+    return section;
   }
   static bool Duplicate(zsff::CRecordSection& section, const std::u16string& source) {
     return section.DuplicateRecordSection(source);
@@ -39,9 +42,21 @@ class RecordSectionProbe {
   }
 };
 
-// Stands in for the tree: installs the section's entry points for its lifetime
-// and answers them from its own fields.
-class FakeTree {
+// A real metadata lock in `directory`, or null when it can't be had.
+inline std::unique_ptr<zsff::MetaDataFileLock> MetaDataLockIn(
+    const std::shared_ptr<zsff::CAbstractFileAccess>& store, const std::u16string& directory,
+    zsff::MetaDataFileLock::Mode mode) {
+  try {
+    return std::make_unique<zsff::MetaDataFileLock>(u"Metadata.lock", directory, store, mode);
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+// Stands in for the tree: records the notices a section sends and answers the
+// rest from its own fields. Nothing of the process records, and there is no
+// record list.
+class FakeTree : public zsff::CRecordSectionOwner {
  public:
   struct Notice {
     zsff::CRecordId id;
@@ -53,59 +68,38 @@ class FakeTree {
   };
 
   FakeTree(std::shared_ptr<zsff::CAbstractFileAccess> store, std::u16string lockDirectory)
-      : m_Store(std::move(store)), m_LockDirectory(std::move(lockDirectory)) {
-    static const zsff::SectionTreeCalls kCalls{
-        &ChangeState, &NotifyListener, &CreateLock, &Counter, &LoadMeasurement, nullptr, nullptr};
-    zsff::SetSectionTreeCalls(&kCalls);
-  }
-  ~FakeTree() { zsff::SetSectionTreeCalls(nullptr); }
-  FakeTree(const FakeTree&) = delete;
-  FakeTree& operator=(const FakeTree&) = delete;
+      : m_Store(std::move(store)), m_LockDirectory(std::move(lockDirectory)) {}
 
-  zsff::CRecordSignalTree* Tree() { return reinterpret_cast<zsff::CRecordSignalTree*>(this); }
+  zsff::CRecordSectionOwner* Owner() { return this; }
 
   std::vector<Notice> notices;
   long recordCounter = 1;
   bool lockAvailable = true;
   zsff::MetaDataContainer measurement;
 
- private:
-  static FakeTree& Self(zsff::CRecordSignalTree& tree) {
-    return *reinterpret_cast<FakeTree*>(&tree);
-  }
-  static const FakeTree& Self(const zsff::CRecordSignalTree& tree) {
-    return *reinterpret_cast<const FakeTree*>(&tree);
-  }
-  static void ChangeState(zsff::CRecordSignalTree& tree, const zsff::CRecordId& id,
-                          zsff::CRecordSignalTree::ChangeAction_t action,
-                          const zsff::CRecordSignalTree::CChangeActionParam_t* param) {
-    FakeTree& self = Self(tree);
-    Notice notice{id, action, param != nullptr, {}, false, self.LockFilePresent()};
+  void ChangeState(const zsff::CRecordId& id, zsff::CRecordSignalTree::ChangeAction_t action,
+                   const zsff::CRecordSignalTree::CChangeActionParam_t* param) override {
+    Notice notice{id, action, param != nullptr, {}, false, LockFilePresent()};
     if (param != nullptr) notice.param = *param;
-    self.notices.push_back(notice);
+    notices.push_back(notice);
   }
-  static void NotifyListener(zsff::CRecordSignalTree& tree, const zsff::CRecordId& id,
-                             zsff::CRecordSignalTree::ChangeAction_t action) {
-    FakeTree& self = Self(tree);
-    self.notices.push_back(Notice{id, action, false, {}, true, self.LockFilePresent()});
+  void NotifyListener(const zsff::CRecordId& id,
+                      zsff::CRecordSignalTree::ChangeAction_t action) override {
+    notices.push_back(Notice{id, action, false, {}, true, LockFilePresent()});
   }
-  static std::unique_ptr<zsff::MetaDataFileLock> CreateLock(zsff::CRecordSignalTree& tree,
-                                                            zsff::MetaDataFileLock::Mode mode) {
-    FakeTree& self = Self(tree);
-    if (!self.lockAvailable) return nullptr;
-    try {
-      return std::make_unique<zsff::MetaDataFileLock>(u"Metadata.lock", self.m_LockDirectory,
-                                                      self.m_Store, mode);
-    } catch (const std::exception&) {
-      return nullptr;
-    }
+  std::unique_ptr<zsff::MetaDataFileLock> CreateMetaDataLock(
+      zsff::MetaDataFileLock::Mode mode) override {
+    return lockAvailable ? MetaDataLockIn(m_Store, m_LockDirectory, mode) : nullptr;
   }
-  static long Counter(const zsff::CRecordSignalTree& tree) { return Self(tree).recordCounter; }
-  static bool LoadMeasurement(const zsff::CRecordSignalTree& tree, zsff::MetaDataContainer& out) {
-    out = Self(tree).measurement;
+  long RecordCounter() const override { return recordCounter; }
+  bool LoadMetaDataMeasurement(zsff::MetaDataContainer& out) const override {
+    out = measurement;
     return true;
   }
+  bool IsRecording(const zsff::CRecordId&) const override { return false; }
+  bool GetRecordsVect(std::vector<zsff::MetaDataRecord>&) const override { return false; }
 
+ private:
   bool LockFilePresent() const {
     return m_Store->FileExists(m_LockDirectory + m_Store->PathSeparatorW() + u"Metadata.lock");
   }

@@ -24,7 +24,6 @@
 
 #include "TempDir.h"
 #include "section/RecordSectionProbe.h"
-#include "section/RecordSectionTree.h"
 #include "support/SampleFormatOf.h"
 
 namespace fs = std::filesystem;
@@ -49,20 +48,12 @@ std::string Narrow(const std::u16string& text) { return std::string(text.begin()
 // call it from two threads. It remembers the notices, answers whether the record
 // is recording, and keeps the record list that the stop notice would write into
 // the measurement file.
-class ReadingTree {
+class ReadingTree : public CRecordSectionOwner {
  public:
   ReadingTree(std::shared_ptr<CAbstractFileAccess> store, std::u16string lockDirectory)
-      : m_Store(std::move(store)), m_LockDirectory(std::move(lockDirectory)) {
-    static const SectionTreeCalls kCalls{&ChangeState,   &NotifyListener,  &CreateLock,
-                                         &Counter,       &LoadMeasurement, &IsRecording,
-                                         &GetRecordsVect};
-    SetSectionTreeCalls(&kCalls);
-  }
-  ~ReadingTree() { SetSectionTreeCalls(nullptr); }
-  ReadingTree(const ReadingTree&) = delete;
-  ReadingTree& operator=(const ReadingTree&) = delete;
+      : m_Store(std::move(store)), m_LockDirectory(std::move(lockDirectory)) {}
 
-  CRecordSignalTree* Tree() { return reinterpret_cast<CRecordSignalTree*>(this); }
+  CRecordSectionOwner* Owner() { return this; }
 
   std::vector<CRecordSignalTree::ChangeAction_t> Notices() {
     std::lock_guard<std::mutex> guard(m_Mutex);
@@ -87,19 +78,13 @@ class ReadingTree {
     m_Records = std::move(records);
   }
 
- private:
-  static ReadingTree& Self(const CRecordSignalTree& tree) {
-    return *reinterpret_cast<ReadingTree*>(const_cast<CRecordSignalTree*>(&tree));
-  }
-  static void ChangeState(CRecordSignalTree& tree, const CRecordId& id,
-                          CRecordSignalTree::ChangeAction_t action,
-                          const CRecordSignalTree::CChangeActionParam_t* param) {
-    ReadingTree& self = Self(tree);
-    std::lock_guard<std::mutex> guard(self.m_Mutex);
-    self.m_Notices.push_back(action);
+  void ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                   const CRecordSignalTree::CChangeActionParam_t* param) override {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    m_Notices.push_back(action);
     switch (action) {
       case CRecordSignalTree::ChangeRecordStarted:
-        self.m_Recording = true;
+        m_Recording = true;
         break;
       case CRecordSignalTree::ChangeRecordStopped:
         if (param != nullptr) {
@@ -110,53 +95,43 @@ class ReadingTree {
           record.setRecordId(entry.RecordId());
           record.setLastPartNumber(param->LastPart);
           record.setDuration(param->Duration);
-          self.m_Records.push_back(record);
+          m_Records.push_back(record);
         }
-        self.m_Recording = false;
+        m_Recording = false;
         break;
       case CRecordSignalTree::ChangeReadStarted:
-        self.m_Reading = true;
+        m_Reading = true;
         break;
       case CRecordSignalTree::ChangeReadStopped:
-        self.m_Reading = false;
+        m_Reading = false;
         break;
       default:
         break;
     }
   }
-  static void NotifyListener(CRecordSignalTree& tree, const CRecordId&,
-                             CRecordSignalTree::ChangeAction_t action) {
-    ReadingTree& self = Self(tree);
-    std::lock_guard<std::mutex> guard(self.m_Mutex);
-    self.m_Notices.push_back(action);
+  void NotifyListener(const CRecordId&, CRecordSignalTree::ChangeAction_t action) override {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    m_Notices.push_back(action);
   }
-  static std::unique_ptr<MetaDataFileLock> CreateLock(CRecordSignalTree& tree,
-                                                      MetaDataFileLock::Mode mode) {
-    ReadingTree& self = Self(tree);
-    try {
-      return std::make_unique<MetaDataFileLock>(u"Metadata.lock", self.m_LockDirectory,
-                                                self.m_Store, mode);
-    } catch (const std::exception&) {
-      return nullptr;
-    }
+  std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) override {
+    return zsff_test::MetaDataLockIn(m_Store, m_LockDirectory, mode);
   }
-  static long Counter(const CRecordSignalTree&) { return kRecord.RecordNumber(); }
-  static bool LoadMeasurement(const CRecordSignalTree&, MetaDataContainer&) { return false; }
-  static bool IsRecording(const CRecordSignalTree& tree, const CRecordId&) {
-    ReadingTree& self = Self(tree);
-    std::lock_guard<std::mutex> guard(self.m_Mutex);
-    return self.m_Recording;
+  long RecordCounter() const override { return kRecord.RecordNumber(); }
+  bool LoadMetaDataMeasurement(MetaDataContainer&) const override { return false; }
+  bool IsRecording(const CRecordId&) const override {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    return m_Recording;
   }
-  static bool GetRecordsVect(const CRecordSignalTree& tree, std::vector<MetaDataRecord>& records) {
-    ReadingTree& self = Self(tree);
-    std::lock_guard<std::mutex> guard(self.m_Mutex);
-    records = self.m_Records;
+  bool GetRecordsVect(std::vector<MetaDataRecord>& records) const override {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    records = m_Records;
     return true;
   }
 
+ private:
   std::shared_ptr<CAbstractFileAccess> m_Store;
   std::u16string m_LockDirectory;
-  std::mutex m_Mutex;
+  mutable std::mutex m_Mutex;
   std::vector<CRecordSignalTree::ChangeAction_t> m_Notices;
   std::vector<MetaDataRecord> m_Records;
   bool m_Recording = false;
@@ -204,7 +179,7 @@ std::unique_ptr<CRecordSection> StartRecording(ReadingTree& tree, const TempDir&
                                                const std::vector<CChannelID>& channels,
                                                const ChannelSetup& setup, PartLength_t partLength,
                                                double ringSeconds = 0.0) {
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store);
   for (const CChannelID& id : channels) EXPECT_TRUE(section->AddChannel(id, Describe(setup)));
   EXPECT_TRUE(section->ArmRecord(ringSeconds, partLength, false));
@@ -243,7 +218,7 @@ std::vector<unsigned char> RecordFinished(ReadingTree& tree, const TempDir& dir,
 
 std::unique_ptr<CRecordSection> OpenFinished(ReadingTree& tree, const TempDir& dir,
                                              CAbstractFileAccess* store, unsigned short lastPart) {
-  return RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  return RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                   CAbstractRecordSection::OpenRead, store, false, lastPart);
 }
 
@@ -538,7 +513,7 @@ TEST(RecordSectionRead, ReaderSeesTheLiveEndTheRingOvertakingItAndTheEnd) {
   const std::vector<unsigned char> all = Samples<float>(8 * kPart, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 300, false));
 
-  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto reader = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                          CAbstractRecordSection::OpenRead, store.get(), true);
   std::vector<float> samples(2 * kPart);
   EXPECT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), 1000), 300u);
@@ -592,7 +567,7 @@ TEST(RecordSectionRead, ReaderKeepsFollowingUntilTheRecordListHasTheStop) {
   const unsigned long long total = 3 * kPart + 100;
   const std::vector<unsigned char> all = Samples<float>(total, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
-  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto reader = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                          CAbstractRecordSection::OpenRead, store.get(), true);
   std::vector<unsigned char> read(10 * 4);
   ASSERT_EQ(reader->ReadRawSampleBlock(kChannel, read.data(), 10), 10u);
@@ -629,7 +604,7 @@ TEST(RecordSectionRead, OvertakenIsToldFromInsideAfterThePartNumbersWrap) {
   // The record's first part is 65534: its parts run 65534, 65535, 0, ...
   CRecordId id = kRecord;
   id.SetPartNumber(65534);
-  auto recorder = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), id,
+  auto recorder = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), id,
                                            CAbstractRecordSection::OpenCreate, store.get());
   ASSERT_TRUE(recorder->AddChannel(kChannel, Describe(ChannelSetup())));
   ASSERT_TRUE(recorder->ArmRecord(128.0, PartLengthShort, false));
@@ -637,7 +612,7 @@ TEST(RecordSectionRead, OvertakenIsToldFromInsideAfterThePartNumbersWrap) {
   const std::vector<unsigned char> all = Samples<float>(4 * kPart, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 10, false));
 
-  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), id,
+  auto reader = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), id,
                                          CAbstractRecordSection::OpenRead, store.get(), true);
   std::vector<float> samples(kPart);
   ASSERT_EQ(reader->ReadRawSampleBlock(kChannel, samples.data(), kPart), 10u);
@@ -675,7 +650,7 @@ TEST(RecordSectionRead, ReaderOnAnotherThreadFollowsARecordingToItsEnd) {
   const unsigned long long total = 4 * kPart + 123;
   const std::vector<unsigned char> all = Samples<float>(total, 0);
   ASSERT_TRUE(recorder->WriteSampleBlock(kChannel, all.data(), 1, false));
-  auto reader = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto reader = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                          CAbstractRecordSection::OpenRead, store.get(), true);
 
   std::thread recording([&] {

@@ -71,7 +71,7 @@ TEST(RecordSectionRecording, PartsAreCutExactlyAndStopCompletesTheRecord) {
   auto store = std::make_shared<CLocalFileAccess>();
   FakeTree tree(store, dir.Wide());
   tree.recordCounter = 3;
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store.get());
   ASSERT_TRUE(section->AddChannel(kFirst, ChannelMetaData(1024.0f)));
   ASSERT_TRUE(section->AddChannel(kSecond, ChannelMetaData(1024.0f)));
@@ -157,7 +157,7 @@ TEST(RecordSectionRecording, RingKeepsItsBoundAndTheNewestSamples) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
   FakeTree tree(store, dir.Wide());
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store.get());
   ASSERT_TRUE(section->AddChannel(kFirst, ChannelMetaData(1000.0f)));
   // A ring of 8 s gets parts of 4 s: 4000 samples.
@@ -233,7 +233,7 @@ TEST(RecordSectionRecording, WithoutTreeOrLockStopRecordKeepsEverythingOpen) {
 
   // A tree whose lock is taken: the stop can be tried again once it is free.
   FakeTree tree(store, dir.Wide());
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenCreate, store.get());
   ASSERT_TRUE(section->AddChannel(kFirst, ChannelMetaData(1000.0f)));
   ASSERT_TRUE(section->ArmRecord(0.0, PartLengthNone, false));
@@ -255,7 +255,7 @@ TEST(RecordSectionRecording, RecordsWithoutSamplesAreDeletedWhenTheSectionGoes) 
   auto store = std::make_shared<CLocalFileAccess>();
   FakeTree tree(store, dir.Wide());
   auto open = [&](unsigned short number) {
-    return RecordSectionProbe::Open(tree.Tree(), dir.Wide(), CRecordId(1000, number),
+    return RecordSectionProbe::Open(tree.Owner(), dir.Wide(), CRecordId(1000, number),
                                     CAbstractRecordSection::OpenCreate, store.get());
   };
   const fs::path base = dir.Path();

@@ -41,7 +41,7 @@ TEST(RecordSectionState, CallsOutOfOrderAreRefusedWithTheirTexts) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
   FakeTree tree(store, dir.Wide());
-  auto section = RecordSectionProbe::Open(tree.Tree(), dir.Wide(), kRecord,
+  auto section = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
                                           CAbstractRecordSection::OpenEdit, store.get());
   const std::vector<float> samples = Ramp(64);
   using S = CAbstractRecordSection;

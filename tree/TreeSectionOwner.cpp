@@ -1,0 +1,42 @@
+// The tree's side of the interface its sections call.
+#include "tree/TreeSectionOwner.h"
+
+#include <zsff/MetaDataRecord.h>
+
+#include <mutex>
+
+namespace zsff {
+
+void CTreeSectionOwner::ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                                    const CRecordSignalTree::CChangeActionParam_t* param) {
+  m_Tree.ChangeState(id, action, param);
+}
+
+void CTreeSectionOwner::NotifyListener(const CRecordId& id,
+                                       CRecordSignalTree::ChangeAction_t action) {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  if (m_Tree.m_ChangeStateCallBack != nullptr) {
+    m_Tree.m_ChangeStateCallBack->OnChangeState(id, m_Tree.m_LastRecordHandle, action, nullptr);
+  }
+}
+
+std::unique_ptr<MetaDataFileLock> CTreeSectionOwner::CreateMetaDataLock(
+    MetaDataFileLock::Mode mode) {
+  return m_Tree.CreateMetaDataLock(mode);
+}
+
+long CTreeSectionOwner::RecordCounter() const { return m_Tree.RecordCounter(); }
+
+bool CTreeSectionOwner::LoadMetaDataMeasurement(MetaDataContainer& metaData) const {
+  return m_Tree.LoadMetaDataMeasurement(metaData);
+}
+
+bool CTreeSectionOwner::IsRecording(const CRecordId& id) const {
+  return m_Tree.IsRecording(id, false);
+}
+
+bool CTreeSectionOwner::GetRecordsVect(std::vector<MetaDataRecord>& records) const {
+  return m_Tree.GetRecordsVect(records);
+}
+
+}  // namespace zsff
