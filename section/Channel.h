@@ -291,6 +291,7 @@ class CChannel {
 
  private:
   friend class CRecordSection;
+  friend class CSectionReader;  // takes a stopped record's parts, closes the reader
   friend class zsff_test::ChannelProbe;
 
   // Fields and the temporary record file object, as every constructor begins.

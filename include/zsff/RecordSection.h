@@ -20,7 +20,6 @@
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/RecordSignalTree.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -35,6 +34,8 @@ namespace zsff {
 class CAbstractFileAccess;
 class CChannel;
 class CRecordSectionOwner;
+class CSectionReader;
+class CSectionRecorder;
 
 // A channel directory of a record: its full path, and the channel's file name
 // (CChannelID::ToFileName) to which ".zrm" is added for its metadata.
@@ -176,6 +177,8 @@ class CRecordSection : public CAbstractRecordSection {
 
  private:
   friend class CRecordSignalTree;
+  friend class CSectionReader;
+  friend class CSectionRecorder;
   friend class zsff_test::RecordSectionProbe;
 
   using ChannelMap = std::map<CChannelID, std::unique_ptr<CChannel>>;
@@ -192,39 +195,15 @@ class CRecordSection : public CAbstractRecordSection {
                  double duration, long long offsetTimeToStop, CAbstractFileAccess* access,
                  long analyzerFilter);
 
+  // Opens the channels found on disk, as the constructor says; gives the sum of
+  // their sampling rates.
+  double OpenChannels(unsigned short lastPart, bool recording, double duration,
+                      long long offsetTimeToStop, long analyzerFilter);
   // Sends a notice to the tree, if there is one.
   void ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                          const CRecordSignalTree::CChangeActionParam_t* param);
   // Destroys every channel and forgets them.
   void DeleteFileAccess();
-  // The first block of a started record, on any channel: the record is kept from
-  // now on, and the host's listener hears that samples flow.
-  void FirstBlock();
-  // The channel a block is written to, the first block starting the recording;
-  // null, with `invalidState` or `notFound` as the error, when the section isn't
-  // started or recording or has no such channel.
-  CChannel* ChannelToWrite(const CChannelID& id, const char16_t* invalidState,
-                           const char16_t* notFound);
-
-  // Both reads: checks, following a recording, the read itself (raw, or converted
-  // as `mode` says) and the state changes at the start and the end of reading.
-  unsigned long long ReadSampleBlockPriv(const CChannelID& id, void* buffer,
-                                         unsigned long long count, bool raw, SampleReadMode_t mode);
-  // Whether some section of the process is recording this record; false without
-  // an owner.
-  bool IsRecordingNow() const;
-  // After a recording ended, the measurement's record list holds the parts it
-  // left: every channel takes them. False, with nothing taken, while the list
-  // still says the record is being recorded.
-  bool TakeStoppedParts();
-  // Every channel's reader can go no further.
-  bool ReadingEnded() const;
-  // The first seek or read after opening or stopping: the tree hears that the
-  // record is being read.
-  void BeginReading();
-  // Both seek forms: refuses outside a reading state or for an unknown channel,
-  // applies `move` to the channel and enters the reading state.
-  bool MoveReadPosition(const CChannelID& id, const std::function<bool(CChannel&)>& move);
 
   // The channel of `id`, or null for an unknown id or one entered without a channel.
   CChannel* FindChannel(const CChannelID& id) const;
@@ -245,14 +224,13 @@ class CRecordSection : public CAbstractRecordSection {
   // What the record directory holds; filled on demand by the listing operations.
   mutable std::map<CChannelID, TAG_PATH_NAME> m_ChannelPathMap;
   std::u16string m_RecordPath;
-  bool m_RecordingSeen = false;  // the record was being recorded at the last read
   // The record holds nothing worth keeping; read and cleared by DeleteRecord.
   mutable bool m_DiscardOnClose = false;
-  double m_Duration;
-  double m_SamplingRateSum = 0.0;  // of the channels found on disk at opening
   mutable std::u16string m_LastError;
   ChannelMap m_Channels;
-  CRecordSignalTree::CChangeActionParam_t m_StartParam{};
+  // The section's two halves, which work on the fields above.
+  std::unique_ptr<CSectionReader> m_Reader;
+  std::unique_ptr<CSectionRecorder> m_Recorder;
 };
 
 }  // namespace zsff

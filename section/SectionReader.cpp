@@ -1,9 +1,10 @@
-// The section's reading path: seeking, reading raw or converted samples, where
-// each reader stands, and the state changes and notices of reading. The channels
-// do the arithmetic; the section checks states and follows a recording that
-// another section (possibly on another thread) carries on: it meets that section
-// only through "TmpRecord.zrm", the sizes of the part files and the record list of
-// the measurement file.
+// The reading half of a record section (see SectionReader.h). The channels do the
+// arithmetic; the reader checks states and follows a recording that another
+// section (possibly on another thread) carries on: it meets that section only
+// through "TmpRecord.zrm", the sizes of the part files and the record list of the
+// measurement file.
+#include "section/SectionReader.h"
+
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordSection.h>
 #include <zsff/SignalFile.h>
@@ -13,7 +14,6 @@
 
 #include "section/Channel.h"
 #include "section/RecordSectionOwner.h"
-#include "signal/CompressedSignalFileReader.h"
 
 namespace zsff {
 
@@ -29,16 +29,16 @@ const char16_t kReadUnableToRead[] = u"CRecordSection::ReadRawSampleBlock unable
 
 // --- State and the tree ---------------------------------------------------------------
 
-bool CRecordSection::IsRecordingNow() const {
-  return m_Owner != nullptr && m_Owner->IsRecording(m_RecordId);
+bool CSectionReader::IsRecordingNow() const {
+  return m_Section.m_Owner != nullptr && m_Section.m_Owner->IsRecording(m_Section.m_RecordId);
 }
 
-bool CRecordSection::TakeStoppedParts() {
+bool CSectionReader::TakeStoppedParts() {
   std::vector<MetaDataRecord> records;
-  if (m_Owner == nullptr || !m_Owner->GetRecordsVect(records)) return true;
+  if (m_Section.m_Owner == nullptr || !m_Section.m_Owner->GetRecordsVect(records)) return true;
   const auto found =
       std::find_if(records.begin(), records.end(), [this](const MetaDataRecord& record) {
-        return CRecordId(record.RecordId()).RecordNumber() == m_RecordId.RecordNumber();
+        return CRecordId(record.RecordId()).RecordNumber() == m_Section.m_RecordId.RecordNumber();
       });
   if (found == records.end()) return true;
   // A recorder in another process deletes its temporary files before it enters
@@ -46,7 +46,7 @@ bool CRecordSection::TakeStoppedParts() {
   if (found->Recording()) return false;
   const unsigned short first = CRecordId(found->RecordId()).PartNumber();
   const unsigned short last = found->LastPartNumber();
-  for (const auto& entry : m_Channels) {
+  for (const auto& entry : m_Section.m_Channels) {
     CChannel* each = entry.second.get();
     if (each == nullptr) continue;
     each->m_RecordId.SetPartNumber(first);
@@ -58,14 +58,14 @@ bool CRecordSection::TakeStoppedParts() {
   return true;
 }
 
-void CRecordSection::BeginReading() {
-  ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStarted, nullptr);
-  m_State = SectionReading;
+void CSectionReader::BeginReading() {
+  m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeReadStarted, nullptr);
+  m_Section.m_State = CAbstractRecordSection::SectionReading;
 }
 
-bool CRecordSection::ReadingEnded() const {
-  for (const auto& entry : m_Channels) {
-    ReadState_t state = ReadStateNone;
+bool CSectionReader::ReadingEnded() const {
+  for (const auto& entry : m_Section.m_Channels) {
+    CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
     if (!EndOfReading(entry.first, state)) return false;
   }
   return true;
@@ -73,118 +73,122 @@ bool CRecordSection::ReadingEnded() const {
 
 // --- Positions ------------------------------------------------------------------------
 
-bool CRecordSection::MoveReadPosition(const CChannelID& id,
+bool CSectionReader::MoveReadPosition(const CChannelID& id,
                                       const std::function<bool(CChannel&)>& move) {
-  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
-    m_LastError = u"CRecordSection::SetReadPos invalid state";
+  if (m_Section.m_State != CAbstractRecordSection::SectionOpened &&
+      m_Section.m_State != CAbstractRecordSection::SectionReading &&
+      m_Section.m_State != CAbstractRecordSection::SectionStopped) {
+    m_Section.m_LastError = u"CRecordSection::SetReadPos invalid state";
     return false;
   }
-  CChannel* channel = FindChannel(id);
+  CChannel* channel = m_Section.FindChannel(id);
   if (channel == nullptr) {
-    m_LastError = u"CRecordSection::SetReadPos channel not found";
+    m_Section.m_LastError = u"CRecordSection::SetReadPos channel not found";
     return false;
   }
   if (!move(*channel)) {
-    m_LastError = u"CRecordSection::SetReadPos unable to set read position";
+    m_Section.m_LastError = u"CRecordSection::SetReadPos unable to set read position";
     return false;
   }
-  if (m_State != SectionReading) BeginReading();
+  if (m_Section.m_State != CAbstractRecordSection::SectionReading) BeginReading();
   return true;
 }
 
-bool CRecordSection::SetReadPos(const CChannelID& id, double seconds) {
+bool CSectionReader::SetReadPos(const CChannelID& id, double seconds) {
   return MoveReadPosition(
       id, [seconds](CChannel& channel) { return channel.SetReadPosition(seconds); });
 }
 
-bool CRecordSection::SetReadPos(double seconds) {
-  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
-    m_LastError = u"CRecordSection::SetReadPos invalid state";
+bool CSectionReader::SetReadPos(double seconds) {
+  if (m_Section.m_State != CAbstractRecordSection::SectionOpened &&
+      m_Section.m_State != CAbstractRecordSection::SectionReading &&
+      m_Section.m_State != CAbstractRecordSection::SectionStopped) {
+    m_Section.m_LastError = u"CRecordSection::SetReadPos invalid state";
     return false;
   }
-  for (const auto& entry : m_Channels) {
+  for (const auto& entry : m_Section.m_Channels) {
     if (!SetReadPos(entry.first, seconds)) {
-      m_LastError = u"CRecordSection::SetReadPos invalid position";
+      m_Section.m_LastError = u"CRecordSection::SetReadPos invalid position";
       return false;
     }
   }
   return true;
 }
 
-bool CRecordSection::SetReadPosSpl(const CChannelID& id, unsigned long long sample) {
+bool CSectionReader::SetReadPosSpl(const CChannelID& id, unsigned long long sample) {
   return MoveReadPosition(
       id, [sample](CChannel& channel) { return channel.SetReadPositionSpl(sample); });
 }
 
-double CRecordSection::GetReadPos(const CChannelID& id) const {
-  const CChannel* channel = FindChannel(id);
+double CSectionReader::GetReadPos(const CChannelID& id) const {
+  const CChannel* channel = m_Section.FindChannel(id);
   return channel != nullptr ? channel->ReadPosition() : 0.0;
 }
 
-unsigned long long CRecordSection::GetReadPosSpl(const CChannelID& id) const {
-  const CChannel* channel = FindChannel(id);
+unsigned long long CSectionReader::GetReadPosSpl(const CChannelID& id) const {
+  const CChannel* channel = m_Section.FindChannel(id);
   return channel != nullptr ? channel->ReadPositionSpl() : 0;
 }
 
 // --- Reads ----------------------------------------------------------------------------
 
-unsigned long long CRecordSection::ReadRawSampleBlock(const CChannelID& id, void* buffer,
+unsigned long long CSectionReader::ReadRawSampleBlock(const CChannelID& id, void* buffer,
                                                       unsigned long long count) {
-  return ReadSampleBlockPriv(id, buffer, count, true, SampleReadRecorded);
+  return Read(id, buffer, count, true, SampleReadRecorded);
 }
 
-unsigned long long CRecordSection::ReadSampleBlock(const CChannelID& id, void* buffer,
+unsigned long long CSectionReader::ReadSampleBlock(const CChannelID& id, void* buffer,
                                                    unsigned long long count,
                                                    SampleReadMode_t mode) {
-  return ReadSampleBlockPriv(id, buffer, count, false, mode);
+  return Read(id, buffer, count, false, mode);
 }
 
-unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, void* buffer,
-                                                       unsigned long long count, bool raw,
-                                                       SampleReadMode_t mode) {
-  if (m_State != SectionOpened && m_State != SectionReading) {
-    m_LastError = kReadInvalidState;
+unsigned long long CSectionReader::Read(const CChannelID& id, void* buffer,
+                                        unsigned long long count, bool raw, SampleReadMode_t mode) {
+  if (m_Section.m_State != CAbstractRecordSection::SectionOpened &&
+      m_Section.m_State != CAbstractRecordSection::SectionReading) {
+    m_Section.m_LastError = kReadInvalidState;
     return 0;
   }
-  CChannel* channel = FindChannel(id);
+  CChannel* channel = m_Section.FindChannel(id);
   if (channel == nullptr) {
-    m_LastError = kReadChannelNotFound;
+    m_Section.m_LastError = kReadChannelNotFound;
     return 0;
   }
   // What this read reports is what this read met.
-  channel->m_LastError.clear();
+  channel->SetLastError(u"");
 
   // The process's record states know only its own recordings; a recording in
   // another process shows by its channel's temporary record file.
-  const bool tmpExists = channel->m_TmpRecordFile->Exists();
+  const bool tmpExists = channel->TmpRecordFile().Exists();
   bool recording = IsRecordingNow() || tmpExists;
   if (!recording && !m_RecordingSeen) {
     // A finished record doesn't move: its information is loaded once.
-    if (!channel->m_TmpRecordFile->IsValid()) {
-      for (const auto& entry : m_Channels) {
+    if (!channel->TmpRecordFile().IsValid()) {
+      for (const auto& entry : m_Section.m_Channels) {
         if (entry.second && !entry.second->UpdateRecordInfo()) {
-          m_LastError = kReadUnableToUpdate;
+          m_Section.m_LastError = kReadUnableToUpdate;
           return 0;
         }
       }
     }
   } else {
     // The recording has just ended when its temporary files are gone.
-    if (m_RecordingSeen && channel->m_PartLength != 0.0 && !tmpExists && m_Owner != nullptr &&
-        !TakeStoppedParts()) {
+    if (m_RecordingSeen && channel->PartLength() != 0.0 && !tmpExists &&
+        m_Section.m_Owner != nullptr && !TakeStoppedParts()) {
       recording = true;
     }
     if (recording == m_RecordingSeen) {
       channel->UpdateSignalLength(true, tmpExists);
     } else {
-      for (const auto& entry : m_Channels) {
+      for (const auto& entry : m_Section.m_Channels) {
         CChannel* each = entry.second.get();
         if (each == nullptr) continue;
         if (!each->UpdateRecordInfo()) {
-          m_LastError = kReadUnableToUpdate;
+          m_Section.m_LastError = kReadUnableToUpdate;
           return 0;
         }
-        each->UpdateSignalLength(true, each->m_TmpRecordFile->Exists());
+        each->UpdateSignalLength(true, each->TmpRecordFile().Exists());
       }
     }
     m_RecordingSeen = recording;
@@ -192,31 +196,33 @@ unsigned long long CRecordSection::ReadSampleBlockPriv(const CChannelID& id, voi
 
   const unsigned long long read =
       raw ? channel->ReadRawBlock(buffer, count) : channel->ReadConvertedBlock(buffer, count, mode);
-  m_LastError = channel->m_LastError;
+  m_Section.m_LastError = channel->LastErrorString();
 
   if (read == 0 && !recording) {
     bool live = false;
     bool overtaken = false;
     if (!channel->EndOfChannel(live, overtaken)) {
-      if (m_LastError.empty()) m_LastError = kReadUnableToRead;
+      if (m_Section.m_LastError.empty()) m_Section.m_LastError = kReadUnableToRead;
       return 0;
     }
   }
-  if (m_State != SectionReading) BeginReading();
+  if (m_Section.m_State != CAbstractRecordSection::SectionReading) BeginReading();
 
   if (!recording && ReadingEnded()) {
-    ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);
+    m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeReadStopped,
+                                nullptr);
     // A recording may have started on this record meanwhile; then reading goes on.
-    if (!IsRecordingNow()) m_State = SectionStopped;
+    if (!IsRecordingNow()) m_Section.m_State = CAbstractRecordSection::SectionStopped;
   }
   return read;
 }
 
-bool CRecordSection::EndOfReading(const CChannelID& id, ReadState_t& state) const {
-  state = ReadStateNone;
-  CChannel* channel = FindChannel(id);
+bool CSectionReader::EndOfReading(const CChannelID& id,
+                                  CAbstractRecordSection::ReadState_t& state) const {
+  state = CAbstractRecordSection::ReadStateNone;
+  CChannel* channel = m_Section.FindChannel(id);
   if (channel == nullptr) return true;
-  if (m_RecordingSeen) channel->UpdateSignalLength(true, channel->m_TmpRecordFile->Exists());
+  if (m_RecordingSeen) channel->UpdateSignalLength(true, channel->TmpRecordFile().Exists());
   bool live = false;
   bool overtaken = false;
   bool ended = channel->EndOfChannel(live, overtaken);
@@ -228,21 +234,21 @@ bool CRecordSection::EndOfReading(const CChannelID& id, ReadState_t& state) cons
     ended = channel->EndOfChannel(live, overtaken);
   }
   if (overtaken) {
-    state = ReadStateOvertaken;
+    state = CAbstractRecordSection::ReadStateOvertaken;
   } else if (live) {
-    state = ReadStateLiveEnd;
+    state = CAbstractRecordSection::ReadStateLiveEnd;
   } else if (ended) {
-    state = ReadStateEnd;
+    state = CAbstractRecordSection::ReadStateEnd;
   }
   return ended;
 }
 
-bool CRecordSection::StopReading() {
-  if (m_State != SectionReading) {
-    m_LastError = u"CRecordSection::StopReading invalid state";
+bool CSectionReader::StopReading() {
+  if (m_Section.m_State != CAbstractRecordSection::SectionReading) {
+    m_Section.m_LastError = u"CRecordSection::StopReading invalid state";
     return false;
   }
-  for (const auto& entry : m_Channels) {
+  for (const auto& entry : m_Section.m_Channels) {
     CChannel* channel = entry.second.get();
     if (channel == nullptr) continue;
     if (channel->m_SignalFileReader) channel->m_SignalFileReader->CloseSignalFile(false);
@@ -250,21 +256,23 @@ bool CRecordSection::StopReading() {
     channel->DeleteParts(notDeleted, PartKindSignal);
     channel->DeleteParts(notDeleted, PartKindPyramid);
   }
-  m_State = SectionStopped;
-  ChangeStateParent(m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);
+  m_Section.m_State = CAbstractRecordSection::SectionStopped;
+  m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);
   return true;
 }
 
 // --- Offsets --------------------------------------------------------------------------
 
-bool CRecordSection::GetTimeOffset(std::vector<float>& offsets, long& timeStep) {
-  if (m_State != SectionOpened && m_State != SectionReading && m_State != SectionStopped) {
+bool CSectionReader::GetTimeOffset(std::vector<float>& offsets, long& timeStep) {
+  if (m_Section.m_State != CAbstractRecordSection::SectionOpened &&
+      m_Section.m_State != CAbstractRecordSection::SectionReading &&
+      m_Section.m_State != CAbstractRecordSection::SectionStopped) {
     return false;
   }
   std::vector<float> signalOffsets;
-  for (const auto& entry : m_Channels) {
+  for (const auto& entry : m_Section.m_Channels) {
     if (entry.second) {
-      signalOffsets.push_back(entry.second->m_TmpRecordFile->RecordInfo().SignalOffset);
+      signalOffsets.push_back(entry.second->TmpRecordFile().RecordInfo().SignalOffset);
     }
   }
   // Shifted by the largest offset in either direction, every channel's offset is
