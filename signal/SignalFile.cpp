@@ -193,7 +193,9 @@ bool CSignalFileReader::OpenSignalFile() {
     return expectedDuration == 0.0;
   }
 
-  if (!m_FileAccess->OpenFile(m_FilePath, FileModeReadWrite, m_Handle)) {
+  // Read-only, so that a measurement on read-only media or of another user can be
+  // read, and a part that vanished since the size query stays vanished.
+  if (!m_FileAccess->OpenFile(m_FilePath, FileModeRead, m_Handle)) {
     CloseSignalFile(false);
     return false;
   }

@@ -138,8 +138,8 @@ class CSignalFileAccess {
 };
 
 // Reads one part file. Closed after construction; SetReadPos, SetReadPosSpl and
-// ReadSampleBlock open it on demand. The file is opened for reading and
-// writing, so a reader may stand on a file that a writer is still filling.
+// ReadSampleBlock open it on demand. The file is opened for reading only and
+// never created; a reader may stand on a file that a writer is still filling.
 class CSignalFileReader : public CSignalFileAccess {
  public:
   // `metaDataFileName` is the channel's metadata file name without ".zrm", in
@@ -166,8 +166,8 @@ class CSignalFileReader : public CSignalFileAccess {
   bool EndOfReading() const override;
   bool UpdateSignalLength() override;
   bool FlushSignalFile() override;
-  // Opens the file for reading and writing (creating it if it vanished since the
-  // length query) and moves to position 0. When the rate is 0 the format, size,
+  // Opens the file for reading only (false if it vanished since the length
+  // query) and moves to position 0. When the rate is 0 the format, size,
   // type and rate are first taken from the channel's metadata; a file that doesn't
   // exist is then accepted (true, still closed) only for a record whose metadata
   // says its duration is exactly 0.0. True at once when already open.

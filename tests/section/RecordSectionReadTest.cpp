@@ -24,10 +24,12 @@
 
 #include "TempDir.h"
 #include "section/RecordSectionProbe.h"
+#include "support/FaultInjectingFileAccess.h"
 #include "support/SampleFormatOf.h"
 
 namespace fs = std::filesystem;
 using namespace zsff;
+using zsff_test::FaultInjectingFileAccess;
 using zsff_test::RecordSectionProbe;
 using zsff_test::SampleFormatOf;
 using zsff_test::TempDir;
@@ -334,8 +336,17 @@ TEST(RecordSectionRead, MissingPartReadsAsFillerOfItsChannelType) {
         RecordFinished<float>(tree, dir, store.get(), setup, total);
     ASSERT_TRUE(fs::remove(PartFile(dir, 1)));
 
-    auto reader = OpenFinished(tree, dir, store.get(), 2);
+    // A reader asks for nothing but reading, and a missing part stays missing.
+    FaultInjectingFileAccess watched(store);
+    auto reader = OpenFinished(tree, dir, &watched, 2);
     const std::vector<unsigned char> read = ReadAllRaw(*reader, 4, 1000);
+    EXPECT_TRUE(reader->RequestCompressedSignal(kChannel, 0.0f, 150.0f, 10, false));
+    for (FileOpenMode_t mode : watched.OpenModes()) EXPECT_EQ(mode, FileModeRead);
+    for (auto op : {FaultInjectingFileAccess::CreateDir, FaultInjectingFileAccess::Delete,
+                    FaultInjectingFileAccess::Rename, FaultInjectingFileAccess::Write}) {
+      EXPECT_EQ(watched.Calls(op), 0u) << op;
+    }
+    EXPECT_FALSE(fs::exists(PartFile(dir, 1)));
     ASSERT_EQ(read.size(), written.size());
     const unsigned char filler = std::string(type) == "Trigger" ? 0xFF : 0x00;
     for (unsigned long long i = 0; i < read.size(); ++i) {

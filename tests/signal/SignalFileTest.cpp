@@ -289,6 +289,36 @@ TEST(SignalFileTest, MissingPartFileIsAcceptedOnlyForAnEmptyRecord) {
   EXPECT_FALSE(noMetaData.OpenSignalFile());
 }
 
+// The part file vanishes right after its size was read, as when a ring drops the
+// part between a reader's two looks.
+class VanishingFileAccess : public FaultInjectingFileAccess {
+ public:
+  using FaultInjectingFileAccess::FaultInjectingFileAccess;
+  bool vanish = false;
+  bool FileSize(const std::string& path, unsigned long long& size) override {
+    const bool found = FaultInjectingFileAccess::FileSize(path, size);
+    if (vanish) fs::remove(path);
+    return found;
+  }
+};
+
+TEST(SignalFileTest, ReaderOpensReadOnlyAndNeverRecreatesAVanishedFile) {
+  TempDir dir;
+  VanishingFileAccess access(std::make_shared<CLocalFileAccess>());
+  WriteSamples<float>(dir.Path() / "Part_0.zrs", {1, 2, 3});
+  CSignalFileReader reader(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
+  reader.SetSamplingRate(100.0f);
+  float samples[3] = {};
+  ASSERT_EQ(reader.ReadSampleBlock(samples, 3), 3u);
+  reader.CloseSignalFile(false);
+
+  access.vanish = true;
+  EXPECT_FALSE(reader.OpenSignalFile());
+  EXPECT_TRUE(reader.FileClosed());
+  EXPECT_FALSE(fs::exists(dir.Path() / "Part_0.zrs"));
+  for (FileOpenMode_t mode : access.OpenModes()) EXPECT_EQ(mode, FileModeRead);
+}
+
 TEST(SignalFileTest, ScalingSettersIgnoreUnsetValues) {
   CSignalFileReader file("", kPart, u"Channel_1", nullptr, nullptr, 0);
   EXPECT_EQ(Scaling(file), (std::vector<float>{1, 0, 1, 0, 1, 0, 1, 0}));

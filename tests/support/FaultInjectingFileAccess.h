@@ -7,7 +7,9 @@
 //     write that crosses the limit writes what fits and then fails, as a real
 //     full disk does;
 //   - Calls(op) counts the calls seen, so a test can run a scenario once to
-//     learn how many writes it makes and then sweep a fault over each of them.
+//     learn how many writes it makes and then sweep a fault over each of them;
+//   - OpenModes() lists the mode of every open seen, so a test can tell that a
+//     reader never asked to write.
 //
 // An injected failure does what the interface promises for a real one: false,
 // the operation's usual error code, outputs untouched, nothing done on the
@@ -21,6 +23,7 @@
 #include <array>
 #include <limits>
 #include <mutex>
+#include <vector>
 
 #include "support/ForwardingFileAccess.h"
 
@@ -70,20 +73,27 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     return m_Calls[op];
   }
 
+  // The modes of the opens seen so far, failed ones included, in call order.
+  std::vector<zsff::FileOpenMode_t> OpenModes() const {
+    std::lock_guard<std::mutex> guard(m_Lock);
+    return m_OpenModes;
+  }
+
   // Disarms every fault, frees the disk and zeroes the counters.
   void Reset() {
     std::lock_guard<std::mutex> guard(m_Lock);
     m_Faults = {};
     m_Calls = {};
+    m_OpenModes.clear();
     m_FreeSpace = kUnlimited;
   }
 
   bool OpenFile(const std::string& path, zsff::FileOpenMode_t mode, unsigned int& handle) override {
-    return Fails(Open) ? false : ForwardingFileAccess::OpenFile(path, mode, handle);
+    return OpenFails(mode) ? false : ForwardingFileAccess::OpenFile(path, mode, handle);
   }
   bool OpenFile(const std::u16string& path, zsff::FileOpenMode_t mode,
                 unsigned int& handle) override {
-    return Fails(Open) ? false : ForwardingFileAccess::OpenFile(path, mode, handle);
+    return OpenFails(mode) ? false : ForwardingFileAccess::OpenFile(path, mode, handle);
   }
   bool ReadFile(unsigned int handle, void* buffer, unsigned int size,
                 unsigned int& bytesRead) override {
@@ -176,7 +186,16 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     return true;
   }
 
+  bool OpenFails(zsff::FileOpenMode_t mode) {
+    {
+      std::lock_guard<std::mutex> guard(m_Lock);
+      m_OpenModes.push_back(mode);
+    }
+    return Fails(Open);
+  }
+
   mutable std::mutex m_Lock;
+  std::vector<zsff::FileOpenMode_t> m_OpenModes;
   std::array<Fault, OperationCount> m_Faults{};
   std::array<unsigned long, OperationCount> m_Calls{};
   unsigned long long m_FreeSpace = kUnlimited;
