@@ -9,15 +9,16 @@
 namespace zsff {
 namespace {
 
-// Function-local, so that a static of another file may report while it is built.
 struct Sink {
   std::mutex lock;
   DiagnosticSink deliver;
 };
 
+// Made on first use and never destroyed, so that statics of other files may
+// report while they are built and while they are torn down at exit.
 Sink& TheSink() {
-  static Sink sink;
-  return sink;
+  static Sink* const sink = new Sink;
+  return *sink;
 }
 
 void WriteToStandardError(const std::string& line) { std::fprintf(stderr, "%s\n", line.c_str()); }
