@@ -46,7 +46,11 @@ std::u16string Pattern(const char* extension) { return Utf8ToWide(std::string("*
 std::string RecordBaseName(long long base) { return kRecordPrefix + std::to_string(base); }
 
 std::string RecordName(long long base, long long number) {
-  return RecordBaseName(base) + "_" + std::to_string(number);
+  return RecordName(RecordBaseName(base), number);
+}
+
+std::string RecordName(const std::string& baseName, long long number) {
+  return baseName + "_" + std::to_string(number);
 }
 
 unsigned long long ParseRecordName(const std::string& text) {

@@ -20,6 +20,8 @@ namespace names {
 std::string RecordBaseName(long long base);
 // "Record_<base>_<number>": a record's directory.
 std::string RecordName(long long base, long long number);
+// A base name (RecordBaseName, or whatever stands in for it), "_" and the number.
+std::string RecordName(const std::string& baseName, long long number);
 // The first "Record_" of the text (whatever precedes it, such as the rest of a
 // path, is skipped) read as "Record_<base>_<number>", both as signed 32-bit
 // decimals: base in bits 63..32, number in 31..16, a number outside 0..65535

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/FileNames.h"
 #include "signal/BlockReduction.h"
 #include "tree/TreePaths.h"
 
@@ -77,9 +78,9 @@ int CRecordSignalTree::CreateRecord(long analyzerFilter) {
 
   const int handle = NextHandle(m_RecordBase);
   ++m_RecordCounter;
-  const std::u16string name =
-      m_RecordBase.IdToRecordNameBase() + u"_" + Utf8ToWide(std::to_string(m_RecordCounter));
-  const CRecordId id(CRecordId::RecordNameToId(name));
+  const std::string name =
+      names::RecordName(WideToUtf8(m_RecordBase.IdToRecordNameBase()), m_RecordCounter);
+  const CRecordId id(names::ParseRecordName(name));
 
   // The handle and the counter stay spent: the next record takes the next number.
   if (m_RemoteFileAccess && !m_RemoteFileAccess->FileExists(m_FullRemoteRecordPath) &&
@@ -106,7 +107,7 @@ int CRecordSignalTree::CreateRecord(long analyzerFilter) {
   param.RecordNumber = static_cast<unsigned short>(m_RecordCounter);
   ChangeState(id, ChangeRecordCreated, &param);
 
-  m_CurrentRecordName = name;
+  m_CurrentRecordName = Utf8ToWide(name);
   return handle;
 }
 
@@ -272,8 +273,7 @@ bool CRecordSignalTree::ListRecordDirectories(std::vector<CRecordId>& records,
   for (const std::u16string& path : directories) {
     // A name that doesn't parse stays, as id 0: the directory is there.
     const std::u16string name = tree::LastPathComponent(path);
-    if (name.find(u"Record_") != std::u16string::npos)
-      records.emplace_back(CRecordId::RecordNameToId(name));
+    if (names::IsRecordDirectoryName(name)) records.emplace_back(CRecordId::RecordNameToId(name));
   }
   std::sort(records.begin(), records.end());
   return true;

@@ -13,13 +13,13 @@
 #include <set>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/FileNames.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
 
 namespace {
 
-const char16_t kLockFileName[] = u"Metadata.lock";
 // A measurement that doesn't say its front-end rate was recorded at this one.
 constexpr float kDefaultFrontEndRate = 25600.0f;
 constexpr double kSecondsPerTick = 0.0000001;
@@ -29,12 +29,12 @@ bool SameRecord(unsigned long long a, unsigned long long b) {
          CRecordId(a).RecordNumber() == CRecordId(b).RecordNumber();
 }
 
-// Lists `directory` for "*" plus `extension`; true with the one file's last path
-// component when there is exactly one.
+// Lists `directory` for `pattern`; true with the one file's last path component
+// when there is exactly one.
 bool FindSingleFile(CAbstractFileAccess& access, const std::u16string& directory,
-                    const std::u16string& extension, std::u16string& name) {
+                    const std::u16string& pattern, std::u16string& name) {
   std::vector<std::u16string> directories, files;
-  if (!access.ListDirectory(directory, directories, files, u"*" + extension) || files.size() != 1)
+  if (!access.ListDirectory(directory, directories, files, pattern) || files.size() != 1)
     return false;
   name = tree::LastPathComponent(files.front());
   return true;
@@ -48,9 +48,10 @@ std::unique_ptr<MetaDataFileLock> CRecordSignalTree::CreateMetaDataLock(
     // Only a tree whose two directories are one locks on the store; any other
     // keeps off the users of its local directory alone.
     if (m_RemoteFileAccess && m_RemoteMirror && m_FullRecordPath == m_FullRemoteRecordPath)
-      return std::make_unique<MetaDataFileLock>(kLockFileName, m_FullRemoteRecordPath,
+      return std::make_unique<MetaDataFileLock>(names::LockFileName(), m_FullRemoteRecordPath,
                                                 m_RemoteFileAccess, mode);
-    return std::make_unique<MetaDataFileLock>(kLockFileName, m_FullRecordPath, m_FileAccess, mode);
+    return std::make_unique<MetaDataFileLock>(names::LockFileName(), m_FullRecordPath, m_FileAccess,
+                                              mode);
   } catch (const std::exception&) {
     return nullptr;
   }
@@ -62,12 +63,12 @@ bool CRecordSignalTree::MetaDataMeasurementExists(SearchMetaDataMode_t mode) con
     std::u16string lookedAt = m_FullRecordPath;
     std::u16string fileName;
     bool found =
-        FindSingleFile(*m_FileAccess, m_FullRecordPath, tree::MeasurementExtension(), fileName);
+        FindSingleFile(*m_FileAccess, m_FullRecordPath, names::MeasurementFilePattern(), fileName);
     if (!found && m_RemoteFileAccess && m_RemoteMirror && !m_FullRemoteRecordPath.empty()) {
       lookedAt = m_FullRemoteRecordPath;
       mode = SearchRemote;
       found = FindSingleFile(*m_RemoteFileAccess, m_FullRemoteRecordPath,
-                             tree::MeasurementExtension(), fileName);
+                             names::MeasurementFilePattern(), fileName);
     }
     if (!found) {
       SetLastError(
@@ -79,7 +80,7 @@ bool CRecordSignalTree::MetaDataMeasurementExists(SearchMetaDataMode_t mode) con
     m_RecordBase = CRecordId(CRecordId::RecordNameToId(fileName));
   }
 
-  const std::u16string fileName = m_RecordBase.IdToRecordNameBase() + tree::MeasurementExtension();
+  const std::u16string fileName = names::MeasurementFileName(m_RecordBase.IdToRecordNameBase());
   if (mode == SearchLocal || mode == SearchLocalThenRemote) {
     if (m_FileAccess->FileExists(tree::JoinPath(m_FullRecordPath, fileName, *m_FileAccess)))
       return true;
@@ -92,22 +93,22 @@ bool CRecordSignalTree::MetaDataMeasurementExists(SearchMetaDataMode_t mode) con
 }
 
 bool CRecordSignalTree::MetaDataChannelExists() const {
-  static const std::u16string extension = u".zrm";
   CAbstractFileAccess* access = m_FileAccess.get();
   std::u16string directory = m_FullRecordPath;
   if (m_RecordBase.RecordBase() == 0) {
     std::u16string fileName;
-    if (!FindSingleFile(*m_FileAccess, m_FullRecordPath, extension, fileName)) {
+    const std::u16string pattern = names::ChannelMetaDataFilePattern();
+    if (!FindSingleFile(*m_FileAccess, m_FullRecordPath, pattern, fileName)) {
       if (!m_RemoteFileAccess || !m_RemoteMirror ||
-          !FindSingleFile(*m_RemoteFileAccess, m_FullRemoteRecordPath, extension, fileName))
+          !FindSingleFile(*m_RemoteFileAccess, m_FullRemoteRecordPath, pattern, fileName))
         return false;
       access = m_RemoteFileAccess.get();
       directory = m_FullRemoteRecordPath;
     }
     m_RecordBase = CRecordId(CRecordId::RecordNameToId(fileName));
   }
-  return access->FileExists(
-      tree::JoinPath(directory, m_RecordBase.IdToRecordNameBase() + extension, *access));
+  return access->FileExists(tree::JoinPath(
+      directory, names::ChannelMetaDataFileName(m_RecordBase.IdToRecordNameBase()), *access));
 }
 
 bool CRecordSignalTree::LoadMetaDataMeasurement(MetaDataContainer& metaData) const {
@@ -117,7 +118,7 @@ bool CRecordSignalTree::LoadMetaDataMeasurement(MetaDataContainer& metaData) con
         u"CRecordSignalTree::LoadMetaDataMeasurement() : metadata measurement does not exist");
     return false;
   }
-  const std::u16string fileName = m_RecordBase.IdToRecordNameBase() + tree::MeasurementExtension();
+  const std::u16string fileName = names::MeasurementFileName(m_RecordBase.IdToRecordNameBase());
   CMetaDataFileReader localReader(m_FileAccess.get());
   if (localReader.Load(metaData, fileName, m_FullRecordPath)) return true;
   if (!m_RemoteFileAccess || !m_RemoteMirror) return false;
@@ -141,7 +142,7 @@ bool CRecordSignalTree::SaveMetaDataMeasurement(const MetaDataFileLock* lock,
                                                 const MetaDataContainer& metaData, bool upload) {
   std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
   if (!lock) return false;
-  const std::u16string fileName = m_RecordBase.IdToRecordNameBase() + tree::MeasurementExtension();
+  const std::u16string fileName = names::MeasurementFileName(m_RecordBase.IdToRecordNameBase());
   bool result = true;
   bool savedLocally = false;
   if (m_FileAccess->FileExists(m_FullRecordPath)) {

@@ -28,12 +28,6 @@ inline std::u16string LastPathComponent(const std::u16string& path) {
   return slash == std::u16string::npos ? path : path.substr(slash + 1);
 }
 
-// The extension of the measurement's metadata file.
-inline const std::u16string& MeasurementExtension() {
-  static const std::u16string extension = u".zsfh";
-  return extension;
-}
-
 // The remote store's measurement-level disk, which belongs to no analyzer.
 constexpr unsigned short kMeasurementStore = 32767;
 

@@ -26,6 +26,7 @@ TEST(FileNamesTest, NamesAsTheyLieOnDisk) {
       {Utf8(names::LockFileName()), "Metadata.lock"},
       {names::RecordBaseName(-5), "Record_-5"},
       {names::RecordName(4000000000LL, 70000), "Record_4000000000_70000"},
+      {names::RecordName("", 3), "_3"},  // a tree without base yet
       {Utf8(names::ChannelMetaDataFileName(u"Channel_3")), "Channel_3.zrm"},
       {Utf8(names::ChannelMetaDataFilePattern()), "*.zrm"},
       {names::SignalPartFile("/r/Part_3"), "/r/Part_3.zrs"},
