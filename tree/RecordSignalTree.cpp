@@ -6,7 +6,12 @@
 #include <mutex>
 #include <utility>
 
+#include "signal/BlockReduction.h"
+#include "tree/MeasurementFile.h"
+#include "tree/MeasurementUpdate.h"
+#include "tree/RecordStates.h"
 #include "tree/TreePaths.h"
+#include "tree/TreeRecords.h"
 #include "tree/TreeSectionOwner.h"
 
 namespace zsff {
@@ -55,6 +60,10 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_OpenMode(mode),
       m_FileAccess(std::make_shared<CLocalFileAccess>()),
       m_SectionOwner(std::make_unique<CTreeSectionOwner>(*this)),
+      m_MeasurementFile(std::make_unique<CMeasurementFile>(*this)),
+      m_MeasurementUpdate(std::make_unique<CMeasurementUpdate>(*this)),
+      m_Records(std::make_unique<CTreeRecords>(*this)),
+      m_RecordStates(std::make_unique<CRecordStates>(*this)),
       m_MergeRecordParts(mergeRecordParts) {
   m_FullRecordPath = tree::JoinPath(m_BasePath, m_MeasureName, *m_FileAccess);
 
@@ -146,7 +155,7 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::OpenSignalTree(
   }
   std::unique_ptr<CRecordSignalTree> tree(new CRecordSignalTree(
       path, name, mergeRecordParts, remoteFileAccess, remoteMirror, mode, singleRecordName));
-  if (remoteMirror && tree->MetaDataMeasurementExists(SearchLocal))
+  if (remoteMirror && tree->m_MeasurementFile->Exists(SearchLocal))
     tree->InitFullRemoteRecordPath();
   return tree;
 }
@@ -161,7 +170,7 @@ CRecordSignalTree::SignalDirectoryInfo CRecordSignalTree::GetSignalDirectoryInfo
   if (remoteFileAccess) {
     std::unique_ptr<CRecordSignalTree> tree =
         OpenSignalTree(path, name, TreeOpenRead, remoteFileAccess, true, u"", false);
-    if (tree && tree->MetaDataMeasurementExists(SearchRemote) && tree->InitFullRemoteRecordPath() &&
+    if (tree && tree->m_MeasurementFile->Exists(SearchRemote) && tree->InitFullRemoteRecordPath() &&
         tree->ListRecords(records, false) && !records.empty()) {
       info.HasRemoteRecords = true;
       info.Valid = true;
@@ -170,7 +179,7 @@ CRecordSignalTree::SignalDirectoryInfo CRecordSignalTree::GetSignalDirectoryInfo
   if (!remoteFileAccess || !remoteOnly) {
     std::unique_ptr<CRecordSignalTree> tree =
         OpenSignalTree(path, name, TreeOpenRead, nullptr, false, u"", false);
-    if (tree && tree->MetaDataMeasurementExists(SearchLocal)) {
+    if (tree && tree->m_MeasurementFile->Exists(SearchLocal)) {
       info.Valid = tree->ListRecords(records, false);
       info.HasLocalRecords = !records.empty();
     }
@@ -190,99 +199,108 @@ bool CRecordSignalTree::InitFullRemoteRecordPath() {
   return m_RecordBase.RecordBase() != 0;
 }
 
-void CRecordSignalTree::ChangeState(const CRecordId& id, ChangeAction_t action,
-                                    const CChangeActionParam_t* param) {
-  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
-  CRecordId key(id);
-  key.SetPartNumber(0);
+// --- Records, handed to the tree's records and record states ---------------------
 
-  // The host hears every notice, also those the tree has nothing to do with.
-  if (m_ChangeStateCallBack)
-    m_ChangeStateCallBack->OnChangeState(key, m_LastRecordHandle, action, param);
+int CRecordSignalTree::CreateRecord(long analyzerFilter) {
+  return m_Records->CreateRecord(analyzerFilter);
+}
 
-  auto state = M_SINGLE_RECORD_STATE_MAP.find(key);
-  const bool known = state != M_SINGLE_RECORD_STATE_MAP.end();
-  // Declared after the guard, so that the file lock goes before m_cs is left.
-  std::unique_ptr<MetaDataFileLock> lock;
+int CRecordSignalTree::OpenRecord(const CRecordId& id, TreeOpenMode_t mode, long analyzerFilter) {
+  return m_Records->OpenRecord(id, mode, analyzerFilter);
+}
 
-  switch (action) {
-    case ChangeRecordCreated:
-      if (known) {
-        ++state->second.UseCount;
-        break;
-      }
-      state = M_SINGLE_RECORD_STATE_MAP.emplace(key, RecordState_t{false, false, 1, 0}).first;
-      if (!param) break;
-      state->second.RecordNumber = param->RecordNumber;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      UpdateMetaDataMeasurement(lock.get(), UMCreateNewRecord, param);
-      break;
+bool CRecordSignalTree::CloseRecord(int& handle, bool allowDelete) {
+  return m_Records->CloseRecord(handle, allowDelete);
+}
 
-    case ChangeRecordStarted:
-      if (param && m_RecordCounter == 1) m_RecordStartDate = param->AbsDate;
-      if (!known) break;
-      state->second.Recording = true;
-      if (!param) break;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      state->second.RecordNumber = param->RecordNumber;
-      UpdateMetaDataMeasurement(lock.get(), UMUpdatePartLength, param);
-      break;
+void CRecordSignalTree::CloseAllRecord() { m_Records->CloseAllRecord(); }
 
-    case ChangeRecordWriting:
-      break;
+CAbstractRecordSection& CRecordSignalTree::wRecord(int handle) {
+  return m_Records->wRecord(handle);
+}
 
-    case ChangeRecordStopped:
-      if (known) state->second.Recording = false;
-      if (!param) break;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      m_TotalSize += param->FileSize;
-      if (param->RecordNumber != m_LastRecordNumber) {
-        m_LastRecordNumber = param->RecordNumber;
-        if (known) {
-          UpdateMetaDataMeasurement(lock.get(), UMFinishCurrentRecord, param);
-          state->second.RecordNumber = m_LastRecordNumber + 1;
-        }
-      } else {
-        // A second stop of the same record only refreshes the summary.
-        UpdateMetaDataMeasurement(lock.get(), UMUpdatePartLength, nullptr);
-      }
-      break;
+const CAbstractRecordSection& CRecordSignalTree::rRecord(int handle) const {
+  return m_Records->rRecord(handle);
+}
 
-    case ChangeRecordCleaned: {
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      if (known) state->second.Recording = false;
-      m_TotalSize = 0;
-      m_RecordLength = 0.0;
-      m_RecordStartDate = 0;
-      m_LastRecordNumber = 0;
-      UpdateMetaDataMeasurement(lock.get(), UMRemoveRecord, param);
-      if (param) {
-        CChangeActionParam_t fromStart = *param;
-        fromStart.FirstPart = 0;
-        fromStart.LastPart = 0;
-        UpdateMetaDataMeasurement(lock.get(), UMCreateNewRecord, &fromStart);
-      } else {
-        UpdateMetaDataMeasurement(lock.get(), UMCreateNewRecord, nullptr);
-      }
-      break;
-    }
+std::u16string CRecordSignalTree::RecordName(int handle) { return m_Records->RecordName(handle); }
 
-    case ChangeReadStarted:
-      if (known) state->second.Reading = true;
-      break;
+bool CRecordSignalTree::ListRecords(std::vector<CRecordId>& records, bool localFallback) const {
+  return m_Records->ListRecords(records, localFallback);
+}
 
-    case ChangeReadStopped:
-      if (known) state->second.Reading = false;
-      break;
+bool CRecordSignalTree::ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& analyzers) {
+  return m_Records->ListAnalyzerInfo(analyzers);
+}
 
-    case ChangeRecordClosed:
-    case ChangeRecordReleased:
-      if (known && --state->second.UseCount <= 0) M_SINGLE_RECORD_STATE_MAP.erase(state);
-      break;
+std::u16string CRecordSignalTree::RecordNameBase() { return m_Records->RecordNameBase(); }
 
-    default:
-      break;
-  }
+bool CRecordSignalTree::SetRecordBase(long base) { return m_RecordStates->SetRecordBase(base); }
+
+bool CRecordSignalTree::IsRecording(bool fromMetadata) const {
+  return m_RecordStates->IsRecording(fromMetadata);
+}
+
+bool CRecordSignalTree::IsRecording(const CRecordId& id, bool fromMetadata) const {
+  return m_RecordStates->IsRecording(id, fromMetadata);
+}
+
+bool CRecordSignalTree::IsReading() const { return m_RecordStates->IsReading(); }
+
+bool CRecordSignalTree::IsReading(const CRecordId& id) const {
+  return m_RecordStates->IsReading(id);
+}
+
+bool CRecordSignalTree::IsUsed() const { return m_RecordStates->IsUsed(); }
+
+unsigned long long CRecordSignalTree::RecordNumber(const CRecordId& id) const {
+  return m_RecordStates->RecordNumber(id);
+}
+
+void CRecordSignalTree::CompressSampleBlock(void* destination, unsigned long long capacity,
+                                            const void* source, unsigned long long samples,
+                                            unsigned long long factor, SampleFormat_t format,
+                                            unsigned long long& missing, double& minimum,
+                                            double& maximum) {
+  reduction::ReduceBlock(destination, capacity, source, samples, factor, format, missing, minimum,
+                         maximum);
+}
+
+// --- Measurement metadata, handed to the measurement file and its updates ---------
+
+std::unique_ptr<MetaDataFileLock> CRecordSignalTree::CreateMetaDataLock(
+    MetaDataFileLock::Mode mode) const {
+  return m_MeasurementFile->CreateLock(mode);
+}
+
+bool CRecordSignalTree::SaveMetaDataMeasurement(const MetaDataFileLock* lock,
+                                                const MetaDataContainer& metaData, bool upload) {
+  return m_MeasurementFile->Save(lock, metaData, upload);
+}
+
+bool CRecordSignalTree::LoadMetaDataMeasurement(MetaDataContainer& metaData) const {
+  return m_MeasurementFile->Load(metaData);
+}
+
+bool CRecordSignalTree::GetRecordsVect(std::vector<MetaDataRecord>& records,
+                                       const MetaDataContainer* metaData) const {
+  return m_MeasurementFile->GetRecordsVect(records, metaData);
+}
+
+bool CRecordSignalTree::UpdateRecordsVect(const MetaDataFileLock* lock,
+                                          const std::vector<CRecordId>& toRemove,
+                                          const std::vector<MetaDataRecord>& toAdd) {
+  return m_MeasurementFile->UpdateRecordsVect(lock, toRemove, toAdd);
+}
+
+bool CRecordSignalTree::UpdateProjectAndMesureMetadata(const std::u16string& projectName,
+                                                       const std::u16string& measurementName) {
+  return m_MeasurementUpdate->UpdateProjectAndMesureMetadata(projectName, measurementName);
+}
+
+bool CRecordSignalTree::AddPropertiesToMetaDataMeasurement(
+    const std::vector<CPropertyValue>& properties) {
+  return m_MeasurementUpdate->AddPropertiesToMetaDataMeasurement(properties);
 }
 
 }  // namespace zsff

@@ -176,9 +176,9 @@ class CRecordSection : public CAbstractRecordSection {
   bool CleanRecord() override;
 
  private:
-  friend class CRecordSignalTree;
   friend class CSectionReader;
   friend class CSectionRecorder;
+  friend class CTreeRecords;  // makes the tree's sections
   friend class zsff_test::RecordSectionProbe;
 
   using ChannelMap = std::map<CChannelID, std::unique_ptr<CChannel>>;

@@ -39,7 +39,11 @@ namespace zsff {
 
 class CAbstractFileAccess;
 class CRecordSection;
+class CMeasurementFile;
+class CMeasurementUpdate;
 class CRecordSectionOwner;
+class CRecordStates;
+class CTreeRecords;
 class CTreeSectionOwner;
 
 // A recursive lock with the shape of a standard mutex, so that std::lock_guard and
@@ -315,6 +319,10 @@ class CRecordSignalTree {
 
  private:
   friend class CRecordSection;  // takes the tree's side for sections from m_SectionOwner
+  friend class CMeasurementFile;
+  friend class CMeasurementUpdate;
+  friend class CRecordStates;
+  friend class CTreeRecords;
   friend class CTreeSectionOwner;
   friend class zsff_test::RecordSignalTreeProbe;
 
@@ -326,32 +334,6 @@ class CRecordSignalTree {
                     std::shared_ptr<CAbstractFileAccess> remoteFileAccess, bool remoteMirror,
                     TreeOpenMode_t mode, const std::u16string& singleRecordName);
 
-  // Applies a notice to the record list of the metadata file. False for a null lock
-  // and on a failure inside the mode, with nothing saved.
-  bool UpdateMetaDataMeasurement(const MetaDataFileLock* lock, UpdateMetaDataMeasurementMode mode,
-                                 const CChangeActionParam_t* param);
-  // The stop of the last record in `metaData`: its kept length, the offset of a
-  // stop time, the first part a ring left, the dates of its sections and, when the
-  // ring erased the measurement's beginning, the channels' dates. `save` becomes
-  // false when the record was already stopped and nothing is to be written.
-  bool FinishCurrentRecord(const MetaDataFileLock* lock, MetaDataContainer& metaData,
-                           const CChangeActionParam_t& param, float frontEndRate, bool& save);
-  // Whether the metadata file exists where `mode` says; learns the base from the
-  // one ".zsfh" file of the directory when it isn't known.
-  bool MetaDataMeasurementExists(SearchMetaDataMode_t mode) const;
-  // The same for a channel metadata file in the measurement directory; no message.
-  bool MetaDataChannelExists() const;
-
-  bool IsUsed(const CRecordId& id) const;
-  // In use, and open in this tree as exactly this section.
-  bool IsRecordSectionUsed(const CRecordId& id) const;
-
-  // Appends the ids of the "Record_" directories of `directory`, sorted.
-  static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
-                                    const std::u16string& directory, bool selectMeasurementStore);
-
-  // The handle after m_LastRecordHandle; a tree's first is the base of `id`.
-  int NextHandle(const CRecordId& id);
   // Stores `text` as the process's last error.
   static void SetLastError(std::u16string text);
   // The same, unless a more precise text is already waiting there.
@@ -379,8 +361,12 @@ class CRecordSignalTree {
   CDummyRecordSection m_DummySection;
   // What this tree's sections call it through (a CTreeSectionOwner).
   std::unique_ptr<CRecordSectionOwner> m_SectionOwner;
-  MetaDataContainer m_Markers;
-  int m_MarkerCounter = 0;
+  // The tree's two halves, which work on the fields above: the measurement's
+  // metadata file and its updates, and the records with their states.
+  std::unique_ptr<CMeasurementFile> m_MeasurementFile;
+  std::unique_ptr<CMeasurementUpdate> m_MeasurementUpdate;
+  std::unique_ptr<CTreeRecords> m_Records;
+  std::unique_ptr<CRecordStates> m_RecordStates;
   bool m_Editing = false;
   bool m_MergeRecordParts;
 

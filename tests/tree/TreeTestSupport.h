@@ -22,6 +22,10 @@
 
 #include "TempDir.h"
 #include "support/ForwardingFileAccess.h"
+#include "tree/MeasurementFile.h"
+#include "tree/MeasurementUpdate.h"
+#include "tree/RecordStates.h"
+#include "tree/TreeRecords.h"
 
 namespace zsff_test {
 
@@ -35,9 +39,11 @@ class RecordSignalTreeProbe {
   using Tree = zsff::CRecordSignalTree;
 
   static bool Exists(const Tree& tree, Tree::SearchMetaDataMode_t mode) {
-    return tree.MetaDataMeasurementExists(mode);
+    return tree.m_MeasurementFile->Exists(mode);
   }
-  static bool ChannelExists(const Tree& tree) { return tree.MetaDataChannelExists(); }
+  static bool ChannelExists(const Tree& tree) {
+    return tree.m_MeasurementFile->ChannelFileExists();
+  }
   static std::optional<Tree::RecordState_t> State(const zsff::CRecordId& key) {
     std::lock_guard<zsff::CCriticalSectionWrapper> guard(Tree::m_cs);
     auto found = Tree::M_SINGLE_RECORD_STATE_MAP.find(key);
@@ -47,12 +53,14 @@ class RecordSignalTreeProbe {
   static bool Update(Tree& tree, const zsff::MetaDataFileLock* lock,
                      Tree::UpdateMetaDataMeasurementMode mode,
                      const Tree::CChangeActionParam_t* param) {
-    return tree.UpdateMetaDataMeasurement(lock, mode, param);
+    return tree.m_MeasurementUpdate->Apply(lock, mode, param);
   }
   static std::u16string RemotePath(const Tree& tree) { return tree.m_FullRemoteRecordPath; }
-  static bool IsUsed(const Tree& tree, const zsff::CRecordId& id) { return tree.IsUsed(id); }
+  static bool IsUsed(const Tree& tree, const zsff::CRecordId& id) {
+    return tree.m_RecordStates->IsUsed(id);
+  }
   static bool IsRecordSectionUsed(const Tree& tree, const zsff::CRecordId& id) {
-    return tree.IsRecordSectionUsed(id);
+    return tree.m_Records->IsRecordSectionUsed(id);
   }
   // Forgets a record of the process, as closing its last opener would.
   static void Forget(const zsff::CRecordId& key) {

@@ -1,0 +1,357 @@
+// The records of one tree (see TreeRecords.h).
+#include "tree/TreeRecords.h"
+
+#include <zsff/MeasurementMetaData.h>
+#include <zsff/RecordSection.h>
+#include <zsff/TextConversion.h>
+
+#include <algorithm>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "foundation/Diagnostics.h"
+#include "foundation/FileNames.h"
+#include "tree/MeasurementFile.h"
+#include "tree/RecordKeys.h"
+#include "tree/RecordStates.h"
+#include "tree/TreePaths.h"
+
+namespace zsff {
+
+namespace {
+
+CAbstractRecordSection::OpenMode_t SectionOpenMode(CRecordSignalTree::TreeOpenMode_t mode) {
+  switch (mode) {
+    case CRecordSignalTree::TreeOpenCreate:
+      return CAbstractRecordSection::OpenCreate;
+    case CRecordSignalTree::TreeOpenEdit:
+      return CAbstractRecordSection::OpenEdit;
+    case CRecordSignalTree::TreeOpenInfo:
+      return CAbstractRecordSection::OpenInfo;
+    default:
+      return CAbstractRecordSection::OpenRead;
+  }
+}
+
+}  // namespace
+
+int CTreeRecords::NextHandle(const CRecordId& id) {
+  m_Tree.m_LastRecordHandle =
+      m_Tree.m_LastRecordHandle == 0
+          ? static_cast<int>(id.RecordBase())
+          : static_cast<int>(static_cast<unsigned int>(m_Tree.m_LastRecordHandle) + 1u);
+  return m_Tree.m_LastRecordHandle;
+}
+
+int CTreeRecords::CreateRecord(long analyzerFilter) {
+  if (m_Tree.m_OpenMode == CRecordSignalTree::TreeOpenRead || m_Tree.IsRecording(false)) {
+    CRecordSignalTree::SetLastError(
+        u"CRecordSignalTree::CreateRecord : record open in read mode or record in progress");
+    return 0;
+  }
+  if (m_Tree.m_RecordCounter == 0) {
+    if (m_Tree.m_RecordBase.RecordBase() == 0) m_Tree.m_RecordBase.NewBase();
+    if (m_Tree.m_RemoteFileAccess) {
+      m_Tree.m_FullRemoteRecordPath = m_Tree.m_RecordBase.IdToRecordNameBase();
+      m_Tree.m_RemoteFileAccess->SelectAnalyzer(tree::kMeasurementStore);
+      if (!m_Tree.m_RemoteFileAccess->FileExists(m_Tree.m_FullRemoteRecordPath))
+        m_Tree.m_RemoteFileAccess->CreateDirectory(m_Tree.m_FullRemoteRecordPath);
+    }
+  }
+
+  const int handle = NextHandle(m_Tree.m_RecordBase);
+  ++m_Tree.m_RecordCounter;
+  const std::string name = names::RecordName(WideToUtf8(m_Tree.m_RecordBase.IdToRecordNameBase()),
+                                             m_Tree.m_RecordCounter);
+  const CRecordId id(names::ParseRecordName(name));
+
+  // The handle and the counter stay spent: the next record takes the next number.
+  if (m_Tree.m_RemoteFileAccess &&
+      !m_Tree.m_RemoteFileAccess->FileExists(m_Tree.m_FullRemoteRecordPath) &&
+      !m_Tree.m_RemoteFileAccess->CreateDirectory(m_Tree.m_FullRemoteRecordPath)) {
+    CRecordSignalTree::SetLastError(
+        u"CRecordSignalTree::CreateRecord : unable to create directory: " +
+        m_Tree.m_FullRemoteRecordPath);
+    return 0;
+  }
+
+  CAbstractFileAccess* access =
+      m_Tree.m_RemoteFileAccess ? m_Tree.m_RemoteFileAccess.get() : m_Tree.m_FileAccess.get();
+  const std::u16string& directory =
+      m_Tree.m_RemoteFileAccess ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
+  CRecordSection* section = new CRecordSection(
+      &m_Tree, directory, id, 0,
+      m_Tree.m_OpenMode == CRecordSignalTree::TreeOpenCreate ? CAbstractRecordSection::OpenCreate
+                                                             : CAbstractRecordSection::OpenEdit,
+      true, 0.0, 0, access, analyzerFilter);
+  m_Tree.m_OpenedRecordMap[handle].reset(section);
+
+  // A new record starts with the channels of the one before it.
+  if (m_Tree.m_RecordCounter > 1)
+    section->DuplicateRecordSection(tree::JoinPath(directory, m_Tree.m_CurrentRecordName, *access));
+
+  CRecordSignalTree::CChangeActionParam_t param;
+  param.RecordNumber = static_cast<unsigned short>(m_Tree.m_RecordCounter);
+  m_Tree.ChangeState(id, CRecordSignalTree::ChangeRecordCreated, &param);
+
+  m_Tree.m_CurrentRecordName = Utf8ToWide(name);
+  return handle;
+}
+
+int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMode_t mode,
+                             long analyzerFilter) {
+  const CRecordSignalTree::TreeOpenMode_t treeMode =
+      mode == CRecordSignalTree::TreeOpenDefault ? m_Tree.m_OpenMode : mode;
+  const long number = id.RecordNumber() != 0 ? id.RecordNumber() : m_Tree.m_RecordCounter;
+  if (treeMode == CRecordSignalTree::TreeOpenCreate || treeMode == CRecordSignalTree::TreeOpenEdit)
+    m_Tree.m_RecordCounter = number;
+
+  MetaDataContainer metaData;
+  std::vector<MetaDataRecord> records;
+  if (!m_Tree.m_MeasurementFile->Exists(CRecordSignalTree::SearchLocalThenRemote) ||
+      !m_Tree.LoadMetaDataMeasurement(metaData) || !m_Tree.GetRecordsVect(records, &metaData)) {
+    CRecordSignalTree::SetLastErrorIfEmpty(
+        u"CRecordSignalTree::OpenRecord() failed in GetRecordsVect");
+    return 0;
+  }
+
+  // Pending channel removals ("ChannelsToRemove") are carried out here, under
+  // editing, once channel removal exists.
+
+  // An id with a base names an entry exactly; one without is a position from 1.
+  const MetaDataRecord* entry = nullptr;
+  if (id.RecordBase() != 0) {
+    for (const MetaDataRecord& candidate : records)
+      if (candidate.RecordId() == id.RecordId()) {
+        entry = &candidate;
+        break;
+      }
+  } else if (id.RecordId() - 1 < records.size()) {
+    entry = &records[id.RecordId() - 1];
+  }
+  if (!entry) {
+    CRecordSignalTree::SetLastError(u"CRecordSignalTree::OpenRecord() Unable to found record Id: " +
+                                    id.IdToRecordName());
+    return 0;
+  }
+  CRecordId recordId(entry->RecordId());
+
+  const int handle = NextHandle(recordId);
+  if (m_Tree.m_MergeRecordParts) recordId.SetPartNumber(0);
+  CAbstractFileAccess* access =
+      m_Tree.m_RemoteFileAccess ? m_Tree.m_RemoteFileAccess.get() : m_Tree.m_FileAccess.get();
+  const std::u16string& directory =
+      m_Tree.m_RemoteFileAccess ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
+  m_Tree.m_OpenedRecordMap[handle].reset(new CRecordSection(
+      &m_Tree, directory, recordId, entry->LastPartNumber(), SectionOpenMode(treeMode),
+      entry->Recording(), entry->Duration(), entry->OffsetTimeToStop(), access, analyzerFilter));
+
+  {
+    std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+    const CRecordId key = tree::WithoutPart(recordId);
+    if (m_Tree.m_ChangeStateCallBack)
+      m_Tree.m_ChangeStateCallBack->OnChangeState(key, handle,
+                                                  CRecordSignalTree::ChangeRecordCreated, nullptr);
+    auto state = CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.find(key);
+    if (state != CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.end())
+      ++state->second.UseCount;
+    else
+      CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.emplace(
+          key, CRecordSignalTree::RecordState_t{false, false, 1, 0});
+  }
+
+  if (m_Tree.m_CurrentRecordName.empty()) {
+    m_Tree.m_CurrentRecordName = recordId.IdToRecordName();
+    if (m_Tree.m_RecordBase.RecordBase() == 0)
+      m_Tree.m_RecordBase.SetRecordBase(recordId.RecordBase());
+  }
+  return handle;
+}
+
+bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  auto open = m_Tree.m_OpenedRecordMap.find(handle);
+  if (open == m_Tree.m_OpenedRecordMap.end()) {
+    handle = 0;
+    CRecordSignalTree::SetLastError(u"CRecordSignalTree::CloseRecord invalid section record ID");
+    return false;
+  }
+  // The section stays in the map while it stops: the stop notice may read its
+  // channels through the last handle.
+  CAbstractRecordSection& stopping = *open->second;
+  const CRecordId id(CRecordId::RecordNameToId(stopping.RecordName()));
+  if (m_Tree.IsRecording(id, false)) stopping.StopRecord();
+  if (m_Tree.IsReading(id)) stopping.StopReading();
+  // Taking the discard mark keeps the section's destructor off the record; with
+  // `allowDelete`, the mark decides whether the record is deleted further down.
+  stopping.DeleteRecord();
+  std::unique_ptr<CAbstractRecordSection> section = std::move(open->second);
+  m_Tree.m_OpenedRecordMap.erase(open);
+
+  // A section of a recording that never stopped leaves its entry "recording";
+  // the entry is marked finished with what it says.
+  if (section->State() != CAbstractRecordSection::SectionStopped &&
+      (section->OpenMode() == CAbstractRecordSection::OpenCreate ||
+       section->OpenMode() == CAbstractRecordSection::OpenEdit)) {
+    std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+    std::vector<MetaDataRecord> records;
+    MetaDataContainer metaData;
+    if (lock && m_Tree.GetRecordsVect(records) && !records.empty() && records.back().Recording() &&
+        m_Tree.LoadMetaDataMeasurement(metaData)) {
+      const MetaDataRecord last = records.back();
+      CMetaDataMeasurementWriter writer(metaData);
+      writer.RemoveRecord(last.RecordId());
+      writer.AddRecord(last.RecordId(), last.LastPartNumber(), last.AbsDate(), last.Duration(),
+                       false, last.PartLength(), last.OffsetTimeToStop());
+      m_Tree.SaveMetaDataMeasurement(lock.get(), metaData, true);
+    }
+  }
+
+  m_Tree.ChangeState(
+      id,
+      allowDelete ? CRecordSignalTree::ChangeRecordClosed : CRecordSignalTree::ChangeRecordReleased,
+      nullptr);
+  // A record kept must not be deleted by the section's destructor.
+  if (!allowDelete) section->DeleteRecord();
+  section.reset();
+
+  // A marked record is deleted here with its metadata entry once record deletion exists.
+
+  handle = 0;
+  return true;
+}
+
+void CTreeRecords::CloseAllRecord() {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  std::vector<std::pair<int, CRecordId>> open;
+  for (const auto& entry : m_Tree.m_OpenedRecordMap)
+    open.emplace_back(
+        entry.first,
+        tree::WithoutPart(CRecordId(CRecordId::RecordNameToId(entry.second->RecordName()))));
+  for (auto& entry : open) {
+    CloseRecord(entry.first, true);
+    // Other trees lose their hold on these records too.
+    CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.erase(entry.second);
+  }
+}
+
+CAbstractRecordSection& CTreeRecords::wRecord(int handle) {
+  if (m_Tree.m_OpenedRecordMap.empty()) {
+    ReportDiagnostic(DiagnosticError, "CRecordSignalTree::wRecord(%d) m_OpenedRecordMap empty!!!",
+                     handle);
+    return m_Tree.m_DummySection;
+  }
+  auto open = m_Tree.m_OpenedRecordMap.find(handle);
+  if (open == m_Tree.m_OpenedRecordMap.end()) {
+    ReportDiagnostic(DiagnosticError,
+                     "CRecordSignalTree::wRecord(%d) id not found in m_OpenedRecordMap !!!",
+                     handle);
+    return m_Tree.m_DummySection;
+  }
+  return *open->second;
+}
+
+const CAbstractRecordSection& CTreeRecords::rRecord(int handle) const {
+  auto open = m_Tree.m_OpenedRecordMap.find(handle);
+  if (open == m_Tree.m_OpenedRecordMap.end()) return m_Tree.m_DummySection;
+  return *open->second;
+}
+
+std::u16string CTreeRecords::RecordName(int handle) {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  auto open = m_Tree.m_OpenedRecordMap.find(handle);
+  return open == m_Tree.m_OpenedRecordMap.end() ? std::u16string() : open->second->RecordName();
+}
+
+bool CTreeRecords::ListRecordDirectories(std::vector<CRecordId>& records,
+                                         CAbstractFileAccess& access,
+                                         const std::u16string& directory,
+                                         bool selectMeasurementStore) {
+  if (selectMeasurementStore) access.SelectAnalyzer(tree::kMeasurementStore);
+  std::vector<std::u16string> directories, files;
+  if (!access.ListDirectory(directory, directories, files, u"*")) return false;
+  for (const std::u16string& path : directories) {
+    // A name that doesn't parse stays, as id 0: the directory is there.
+    const std::u16string name = tree::LastPathComponent(path);
+    if (names::IsRecordDirectoryName(name)) records.emplace_back(CRecordId::RecordNameToId(name));
+  }
+  std::sort(records.begin(), records.end());
+  return true;
+}
+
+bool CTreeRecords::ListRecords(std::vector<CRecordId>& records, bool localFallback) const {
+  records.clear();
+  bool listed;
+  if (m_Tree.m_RemoteFileAccess && m_Tree.m_RemoteMirror) {
+    listed = ListRecordDirectories(records, *m_Tree.m_RemoteFileAccess,
+                                   m_Tree.m_FullRemoteRecordPath, true);
+    if (records.empty() && localFallback)
+      listed = ListRecordDirectories(records, *m_Tree.m_FileAccess, m_Tree.m_FullRecordPath, false);
+  } else {
+    listed = ListRecordDirectories(records, *m_Tree.m_FileAccess, m_Tree.m_FullRecordPath, false);
+  }
+  if (!listed) return false;
+
+  std::vector<MetaDataRecord> entries;
+  if (!m_Tree.GetRecordsVect(entries)) return false;
+  // The disk decides what is listed; the metadata adds the first part of each.
+  for (CRecordId& record : records) {
+    for (const MetaDataRecord& entry : entries) {
+      if (tree::SameRecord(CRecordId(entry.RecordId()), record)) {
+        record = CRecordId(entry.RecordId());
+        break;
+      }
+    }
+  }
+  return true;
+}
+
+bool CTreeRecords::ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& analyzers) {
+  analyzers.clear();
+  if (!m_Tree.InitFullRemoteRecordPath()) return false;
+  std::vector<CRecordId> records;
+  ListRecords(records, true);
+  if (records.empty()) return false;
+  int handle = OpenRecord(records.front(), CRecordSignalTree::TreeOpenInfo, 0);
+  if (handle == 0) return false;
+  CAbstractRecordSection& section = *m_Tree.m_OpenedRecordMap[handle];
+  const bool listed = section.ListAnalyzerInfo(analyzers);
+  if (!section.IsUsed()) CloseRecord(handle, true);
+  return listed;
+}
+
+std::u16string CTreeRecords::RecordNameBase() {
+  if (m_Tree.m_RecordBase.RecordBase() == 0 ||
+      (m_Tree.m_RemoteMirror && m_Tree.m_RemoteFileAccess &&
+       m_Tree.m_FullRemoteRecordPath.empty())) {
+    MetaDataContainer metaData;
+    if (m_Tree.LoadMetaDataMeasurement(metaData)) {
+      MetaDataMeasurementReader reader(metaData);
+      std::u16string signalFileName;
+      if (reader.SignalFileName(signalFileName) && !signalFileName.empty())
+        m_Tree.m_RecordBase = CRecordId(CRecordId::RecordNameToId(signalFileName));
+      if (m_Tree.m_RemoteMirror && m_Tree.m_RemoteFileAccess) {
+        // The store learns which of its disks hold this measurement.
+        const std::vector<MetaDataAnalyzer> devices = reader.GetAnalyzerVect();
+        if (!devices.empty()) {
+          std::set<std::u16string> disks;
+          for (const MetaDataAnalyzer& device : devices)
+            disks.insert(AnsiToWide(device.DiskSerialNumber()));
+          m_Tree.m_RemoteFileAccess->SetWantedDisks(disks);
+        }
+      }
+    }
+  }
+  return m_Tree.m_RecordBase.IdToRecordNameBase();
+}
+
+bool CTreeRecords::IsRecordSectionUsed(const CRecordId& id) const {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  if (!m_Tree.m_RecordStates->IsUsed(id)) return false;
+  for (const auto& entry : m_Tree.m_OpenedRecordMap)
+    if (entry.second->RecordId() == id) return true;
+  return false;
+}
+
+}  // namespace zsff

@@ -1,0 +1,50 @@
+// The records of one tree: making and opening sections behind integer handles,
+// closing them, handing them out, and listing the record directories.
+//
+// Internal: each CRecordSignalTree makes one for itself and hands its record
+// operations to it; it works on the tree's section map, handles, counter and
+// directories, and lives as long as the tree. The contracts of the operations
+// are stated in RecordSignalTree.h under the same names.
+#pragma once
+
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/AnalyzerInfo.h>
+#include <zsff/RecordSignalTree.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace zsff {
+
+class CTreeRecords {
+ public:
+  explicit CTreeRecords(CRecordSignalTree& tree) : m_Tree(tree) {}
+  CTreeRecords(const CTreeRecords&) = delete;
+  CTreeRecords& operator=(const CTreeRecords&) = delete;
+
+  int CreateRecord(long analyzerFilter);
+  int OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMode_t mode, long analyzerFilter);
+  bool CloseRecord(int& handle, bool allowDelete);
+  void CloseAllRecord();
+  CAbstractRecordSection& wRecord(int handle);
+  const CAbstractRecordSection& rRecord(int handle) const;
+  std::u16string RecordName(int handle);
+  bool ListRecords(std::vector<CRecordId>& records, bool localFallback) const;
+  bool ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& analyzers);
+  std::u16string RecordNameBase();
+
+  // In use, and open in this tree as exactly this section.
+  bool IsRecordSectionUsed(const CRecordId& id) const;
+
+ private:
+  // The handle after the tree's last; a tree's first is the base of `id`.
+  int NextHandle(const CRecordId& id);
+  // Appends the ids of the "Record_" directories of `directory`, sorted.
+  static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
+                                    const std::u16string& directory, bool selectMeasurementStore);
+
+  CRecordSignalTree& m_Tree;
+};
+
+}  // namespace zsff
