@@ -8,6 +8,7 @@
 
 #include <exception>
 
+#include "foundation/FileNames.h"
 #include "section/Channel.h"
 #include "section/RecordSectionOwner.h"
 #include "section/SectionReader.h"
@@ -145,12 +146,11 @@ bool CRecordSection::FillChannelPathNameMap(const std::u16string& recordPath,
   if (!access->ListDirectory(recordPath, directories, files, u"*")) return false;
 
   const std::u16string separator = access->PathSeparatorW();
-  static const std::u16string kPrefix = u"Channel_";
   for (const std::u16string& directory : directories) {
     const std::size_t cut = separator.empty() ? std::u16string::npos : directory.rfind(separator);
     const std::u16string name =
         cut == std::u16string::npos ? directory : directory.substr(cut + separator.size());
-    if (name.compare(0, kPrefix.size(), kPrefix) != 0) continue;
+    if (!names::IsChannelDirectoryName(name)) continue;
     // Only the directory's own name is parsed: a "Channel_" higher up the path
     // must not be taken for it.
     const CChannelID id = CChannelID::FromFilePath(name);
