@@ -1,5 +1,5 @@
-// A channel's construction, its metadata and the lengths it reports. The
-// recording path and the part changes are in ChannelParts.cpp.
+// A channel's construction, its metadata and the lengths it reports; the rest is
+// handed to its part writer, part reader and pyramid view.
 #include "section/Channel.h"
 
 #include <zsff/ChannelMetaData.h>
@@ -7,126 +7,78 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFiles.h>
 #include <zsff/SignalFile.h>
-#include <zsff/TextConversion.h>
 
 #include <stdexcept>
+#include <utility>
 
-#include "foundation/Diagnostics.h"
-#include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"
 
 namespace zsff {
 
-namespace {
-
-const char16_t kReaderLengthError[] =
-    u"CChannel::UpdateSignalLength unable to get signal length in SignalFileReader";
-const char16_t kWriterLengthError[] =
-    u"CChannel::UpdateSignalLength unable to get signal length in SignalFileWriter";
-const char16_t kNotOpenedError[] =
-    u"CChannel::ReadChannelMetaData() Error: channel not opened successfully";
-
-constexpr float kUnsetOffset = 1e38f;
-
-// "PartLength" and "MaxRecordLength" as a record opened for reading takes them.
-void ReadRecordGeometry(const MetaDataContainer& metaData, float& rate, double& partLength,
-                        unsigned long long& maxRecordSamples) {
-  CMetaDataChannelReader reader(metaData);
-  reader.SamplingRate(rate);
-  float part = 0.0f;
-  partLength = reader.PartLength(part) ? part : 0.0;
-  float maxLength = 0.0f;
-  if (reader.MaxRecordLength(maxLength)) {
-    maxRecordSamples =
-        static_cast<unsigned long long>(static_cast<double>(maxLength) * static_cast<double>(rate));
+CChannel::CChannel(ChannelLayout layout, CAbstractRecordSection::OpenMode_t openMode)
+    : m_Layout(std::move(layout)),
+      m_OpenMode(openMode),
+      m_TmpRecordFile(
+          std::make_unique<CTmpRecordFile>(m_Layout.DirectoryUtf8, m_Layout.FileAccess)),
+      m_Reader(m_Layout, m_SignalParts, m_PyramidParts, m_SignalRead, m_PyramidRead, m_LastError),
+      m_PyramidView(m_Layout, m_SignalParts, m_PyramidParts, m_PyramidRead, m_SignalRead, m_Reader,
+                    m_LastError),
+      m_Writer(m_Layout, m_SignalParts, m_PyramidParts, m_LastError) {
+  m_Layout.TmpRecordFile = m_TmpRecordFile.get();
+  const unsigned short first = m_Layout.RecordId.PartNumber();
+  for (ChannelPartRange* range : {&m_SignalParts, &m_PyramidParts}) {
+    range->FirstPart = first;
+    range->LastPart = first;
   }
+  m_SignalRead.Part = first;
+  m_PyramidRead.Part = first;
 }
-
-}  // namespace
 
 CChannel::CChannel(const CChannelID& id, const std::u16string& directory,
                    const std::u16string& fileName, const MetaDataContainer& metaData,
                    const CRecordId& recordId, CAbstractRecordSection::OpenMode_t openMode,
                    CAbstractFileAccess* access)
-    : m_ChannelId(id),
-      m_ChannelDirectory(directory),
-      m_ChannelDirectoryUtf8(WideToUtf8(directory)),
-      m_ChannelFileName(fileName),
-      m_OpenMode(openMode),
-      m_FileAccess(access) {
-  InitCommon(recordId);
-
+    : CChannel(ChannelLayout(id, directory, fileName, recordId, access), openMode) {
   float rate = 0.0f;
   if (!metaData.FindMetadata("SamplingRate", rate)) {
     m_LastError = u"CRecordSection::AddChannel invalide channel metadata";
     throw std::runtime_error("channel metadata without SamplingRate");
   }
-  m_SamplingRate = rate;
-  const CMetaDataChannelReader reader(metaData);
-  m_SignalType = reader.SignalType();
-  m_SampleFormat = reader.SampleFormat();
-  m_SampleSize = reader.SampleSize();
+  m_Layout.SamplingRate = rate;
+  m_Layout.TakeSampleDescription(metaData);
 
   // The file on disk says how the pyramid was built, for readers of any version.
   MetaDataContainer saved(metaData);
   saved.AddMetadata("CompressionFactor",
                     static_cast<long>(CCompressedSignalFileWriter::kCompressionFactor));
-  CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_FileAccess);
-  if (!writer.Save(saved, m_ChannelFileName + u".zrm", m_ChannelDirectory)) {
+  CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
+  if (!writer.Save(saved, m_Layout.FileName + u".zrm", m_Layout.Directory)) {
     m_LastError = u"CRecordSection::AddChannel() Error: " + writer.LastError();
     throw std::runtime_error("channel metadata file not saved");
   }
-
-  m_SignalFileWriter = NewSignalWriter(m_SignalParts.WritePart);
-  m_CompressedSignalFileWriter = NewPyramidWriter(m_PyramidParts.WritePart);
+  m_Writer.Begin(m_Layout.RecordId.PartNumber());
 }
 
 CChannel::CChannel(const CChannelID& id, const std::u16string& directory,
                    const std::u16string& fileName, const CRecordId& recordId,
                    unsigned short lastPart, CAbstractRecordSection::OpenMode_t openMode,
                    double duration, long long offsetTimeToStop, CAbstractFileAccess* access)
-    : m_ChannelId(id),
-      m_ChannelDirectory(directory),
-      m_ChannelDirectoryUtf8(WideToUtf8(directory)),
-      m_ChannelFileName(fileName),
-      m_OpenMode(openMode),
-      m_FileAccess(access) {
-  InitCommon(recordId);
+    : CChannel(ChannelLayout(id, directory, fileName, recordId, access), openMode) {
   OpenExisting(true, lastPart, duration, offsetTimeToStop);
 }
 
 CChannel::CChannel(const CChannelID& id, const std::u16string& directory,
                    const std::u16string& fileName, const CRecordId& recordId,
                    CAbstractRecordSection::OpenMode_t openMode, CAbstractFileAccess* access)
-    : m_ChannelId(id),
-      m_ChannelDirectory(directory),
-      m_ChannelDirectoryUtf8(WideToUtf8(directory)),
-      m_ChannelFileName(fileName),
-      m_OpenMode(openMode),
-      m_FileAccess(access) {
-  InitCommon(recordId);
+    : CChannel(ChannelLayout(id, directory, fileName, recordId, access), openMode) {
   OpenExisting(false, 0, 0.0, 0);
 }
 
 CChannel::~CChannel() {
   // A part that couldn't be deleted during the recording gets a last chance.
   std::vector<unsigned short> notDeleted;
-  DeleteParts(notDeleted, PartKindSignal);
-  DeleteParts(notDeleted, PartKindPyramid);
+  DeleteParts(notDeleted);
   // The members then go in reverse order: writers, readers, temporary record file.
-}
-
-void CChannel::InitCommon(const CRecordId& recordId) {
-  m_RecordId = recordId;
-  const unsigned short first = recordId.PartNumber();
-  for (ChannelPartState_t* state : {&m_SignalParts, &m_PyramidParts}) {
-    state->FirstPart = first;
-    state->LastPart = first;
-    state->WritePart = first;
-    state->ReadPart = first;
-  }
-  m_CompressedSignalInfo = CompressedSignalInfo_t(m_SamplingRate);
-  m_TmpRecordFile = std::make_unique<CTmpRecordFile>(m_ChannelDirectoryUtf8, m_FileAccess);
 }
 
 void CChannel::OpenExisting(bool finished, unsigned short lastPart, double duration,
@@ -135,7 +87,7 @@ void CChannel::OpenExisting(bool finished, unsigned short lastPart, double durat
   TAG_RECORD_INFO info;
   if (!ReadChannelMetaData(metaData, info, false, 0)) return;
   m_TmpRecordFile->SetRecordInfo(info);
-  ReadRecordGeometry(metaData, m_SamplingRate, m_PartLength, m_MaxRecordSamples);
+  m_Layout.TakeGeometry(metaData);
 
   if (finished) {
     const unsigned long long timeStep = info.TimeStep != 0 ? info.TimeStep : 1;
@@ -151,153 +103,96 @@ void CChannel::OpenExisting(bool finished, unsigned short lastPart, double durat
       m_SignalParts.LastPart = m_TmpRecordFile->Parts().second;
       m_PyramidParts = m_SignalParts;
     }
-    // Only the signal files' state: the pyramid's copy is taken before.
-    m_SignalParts.TimeOffset = m_SignalParts.FirstPart * m_PartLength;
+    // Only the signal files' range: the pyramid's copy is taken before.
+    m_SignalParts.TimeOffset = m_SignalParts.FirstPart * m_Layout.PartLength;
   }
 
-  const unsigned short part = m_RecordId.PartNumber();
-  const std::string partName = PartName(part);
-  if (m_OpenMode != CAbstractRecordSection::OpenRead) {
-    m_SignalFileReader = NewSignalReader(part);
-    m_SignalFileWriter = NewSignalWriter(part);
-  } else {
-    m_SignalFileReader = NewSignalReader(part);
-    ApplyScaling(metaData);
-  }
+  const unsigned short part = m_Layout.RecordId.PartNumber();
+  m_Reader.Begin(part);
+  CSignalFileReader& reader = m_Reader.File();
+  if (m_OpenMode == CAbstractRecordSection::OpenRead) m_Reader.ApplyScaling(metaData);
 
   m_SignalParts.PartsToDelete = CMetaDataChannelReader(metaData).PartsToDelete();
 
-  const bool exists = m_SignalFileReader->SignalFileExists();
+  const bool exists = reader.SignalFileExists();
   if (finished) {
-    m_SignalParts.PartMissing = !exists;
+    m_SignalRead.PartMissing = !exists;
   } else {
-    m_SignalParts.PartMissing = m_PartLength > 0.0 && !exists && m_TmpRecordFile->Exists();
+    m_SignalRead.PartMissing = m_Layout.PartLength > 0.0 && !exists && m_TmpRecordFile->Exists();
   }
 
-  const CMetaDataChannelReader reader(metaData);
-  m_SignalType = reader.SignalType();
-  m_SampleFormat = reader.SampleFormat();
-  m_SampleSize = reader.SampleSize();
-  Describe(*m_SignalFileReader);
-  if (m_SignalFileWriter) Describe(*m_SignalFileWriter);
-  if (m_OpenMode == CAbstractRecordSection::OpenRead) m_SignalFileReader->UpdateSignalLength();
+  m_Layout.TakeSampleDescription(metaData);
+  m_Layout.Describe(reader);
+  if (m_OpenMode == CAbstractRecordSection::OpenRead) reader.UpdateSignalLength();
 
   if (finished) {
-    m_SignalFileReader->UpdateSignalLength();
-    m_SignalLengthCache = SignalLengthSpl(false);
+    reader.UpdateSignalLength();
+    m_Layout.SignalLengthCache = SignalLengthSpl(false);
   }
 
-  m_CompressedSignalFileReader = NewPyramidReader(part);
-  if (m_OpenMode != CAbstractRecordSection::OpenRead) {
-    m_CompressedSignalFileWriter = NewPyramidWriter(part);
+  m_PyramidView.Begin(part);
+  // Writers come described, so they are made once the samples are known.
+  if (m_OpenMode != CAbstractRecordSection::OpenRead) m_Writer.Begin(part);
+}
+
+// --- Recording --------------------------------------------------------------------------
+
+bool CChannel::ArmChannel(double maxLength, double partLength) {
+  m_Layout.PartLength = partLength;
+
+  // Readers of the record learn its geometry from here. Not being able to say so
+  // doesn't stop the recording.
+  MetaDataContainer metaData;
+  CMetaDataHeaderFileReader reader(m_TmpRecordFile.get(), m_Layout.FileAccess);
+  if (reader.Load(metaData, m_Layout.FileName, m_Layout.Directory)) {
+    metaData.AddMetadata("PartLength", static_cast<float>(partLength));
+    metaData.AddMetadata("MaxRecordLength", static_cast<float>(maxLength));
+    CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
+    writer.Save(metaData, m_Layout.FileName + u".zrm", m_Layout.Directory);
   }
+  return m_Writer.Arm(maxLength);
 }
 
-void CChannel::ApplyScaling(const MetaDataContainer& metaData) {
-  float sensitivity = 1.0f;
-  float offset = 0.0f;
-  metaData.FindMetadata("Sensitivity", sensitivity);
-  metaData.FindMetadata("Offset", offset);
-  m_SignalFileReader->SetRecordedCoeff(sensitivity, offset);
+void CChannel::CloseChannel(const MetaDataFileLock* lock) {
+  m_Writer.Close();
+  m_TmpRecordFile->Write();
 
-  float postSensitivity = sensitivity;
-  float postOffset = offset;
-  metaData.FindMetadata("SensitivityPostAnalysis", postSensitivity);
-  metaData.FindMetadata("OffsetPostAnalysis", postOffset);
-  if (postSensitivity != 0.0f && postOffset != kUnsetOffset) {
-    SetPostAnalysisCoeff(postSensitivity, postOffset);
+  // The header reader merges the temporary record file into what it loads, so the
+  // container comes back with the dates and the length of the retained signal.
+  MetaDataContainer metaData;
+  TAG_RECORD_INFO info;
+  if (ReadChannelMetaData(metaData, info, false, SignalLengthSpl(false) * m_Layout.SampleSize)) {
+    double duration = 0.0;
+    if (!metaData.FindMetadata("RecordDuration", duration)) {
+      duration = m_Duration != 0.0 ? m_Duration
+                                   : static_cast<double>(RecordedSamples()) /
+                                         static_cast<double>(m_Layout.SamplingRate);
+      metaData.AddMetadata("RecordDuration", duration);
+    }
+    if (lock != nullptr) UpdateChannelMetaData(metaData);
   }
+  // Without its metadata loaded the ".zrm" is left as it stands rather than
+  // overwritten by a near-empty container.
+
+  std::vector<unsigned short> notDeleted;
+  DeleteParts(notDeleted);
+  m_TmpRecordFile->Delete();
 }
 
-void CChannel::SetPostAnalysisCoeff(float sensitivity, float offset) {
-  if (!m_SignalFileReader) {
-    ReportDiagnostic(DiagnosticError,
-                     "CChannel::SetPostAnalysisCoeff(%s) Error: m_SignalFileReader not created",
-                     WideToUtf8(m_ChannelId.ToFilePath()).c_str());
-    return;
+void CChannel::TakeParts(unsigned short first, unsigned short last) {
+  m_Layout.RecordId.SetPartNumber(first);
+  for (ChannelPartRange* range : {&m_SignalParts, &m_PyramidParts}) {
+    range->FirstPart = first;
+    range->LastPart = last;
   }
-  if (sensitivity == 0.0f || offset == kUnsetOffset) return;
-  m_SignalFileReader->SetPostAnalysisCoeff(
-      m_SignalFileReader->CoeffToVolt() / sensitivity,
-      (offset - m_SignalFileReader->OffsetToVolt()) / sensitivity);
-}
-
-void CChannel::Describe(CSignalFileReader& file) const {
-  file.SetSamplingRate(m_SamplingRate);
-  file.SetAbsTimeStep(TicksPerSample());
-  file.SetSignalType(m_SignalType);
-  file.SetSampleFormat(m_SampleFormat);
-  file.SetSampleSize(m_SampleSize);
-}
-
-std::unique_ptr<CSignalFileWriter> CChannel::NewSignalWriter(unsigned short part) const {
-  auto writer =
-      std::make_unique<CSignalFileWriter>(m_ChannelDirectoryUtf8, PartName(part), m_ChannelFileName,
-                                          m_FileAccess, m_TmpRecordFile.get());
-  Describe(*writer);
-  return writer;
-}
-
-std::unique_ptr<CSignalFileReader> CChannel::NewSignalReader(unsigned short part) const {
-  // Described by the caller: a reader made while the metadata is read takes the
-  // sample description only once that is known.
-  return std::make_unique<CSignalFileReader>(m_ChannelDirectoryUtf8, PartName(part),
-                                             m_ChannelFileName, m_FileAccess, m_TmpRecordFile.get(),
-                                             m_ChannelId.AnalyzerIndex());
-}
-
-std::unique_ptr<CCompressedSignalFileWriter> CChannel::NewPyramidWriter(unsigned short part) const {
-  return std::make_unique<CCompressedSignalFileWriter>(m_ChannelDirectoryUtf8, PartName(part),
-                                                       m_FileAccess, m_SampleSize, m_SampleFormat,
-                                                       m_TmpRecordFile.get());
-}
-
-std::unique_ptr<CCompressedSignalFileReader> CChannel::NewPyramidReader(unsigned short part) const {
-  return std::make_unique<CCompressedSignalFileReader>(
-      m_ChannelDirectoryUtf8, PartName(part), m_FileAccess, m_ChannelId.AnalyzerIndex(),
-      m_SampleSize, m_SampleFormat, m_SamplingRate, m_TmpRecordFile.get(), m_PartLength,
-      m_SampleFormat, part);
-}
-
-std::string CChannel::PartName(unsigned short part) const {
-  return m_RecordId.IdToSignalPartName_utf8(false, part);
-}
-
-std::string CChannel::PartBasePath(unsigned short part) const {
-  return CCompressedSignalFileWriter::BasePath(m_ChannelDirectoryUtf8, PartName(part),
-                                               m_FileAccess);
-}
-
-unsigned long long CChannel::SamplesPerPart() const {
-  // The margin keeps a product such as 0.1 s x 1000.0 from losing its last sample.
-  return static_cast<unsigned long long>(static_cast<double>(m_SamplingRate) * m_PartLength + 0.01);
 }
 
 // --- Metadata -----------------------------------------------------------------------
 
 bool CChannel::ReadChannelMetaData(MetaDataContainer& out, TAG_RECORD_INFO& info, bool mustBeOpen,
                                    unsigned long long dataSize) {
-  if (mustBeOpen && !m_SignalFileReader) {
-    m_LastError = kNotOpenedError;
-    return false;
-  }
-  if (m_FileAccess != nullptr) m_FileAccess->SelectAnalyzer(m_ChannelId.AnalyzerIndex());
-  CMetaDataHeaderFileReader reader(m_TmpRecordFile.get(), m_FileAccess);
-  if (!reader.Load(out, m_ChannelFileName, m_ChannelDirectory, info, dataSize)) {
-    m_LastError = u"CChannel::ReadChannelMetaData() Error: " + reader.LastError();
-    return false;
-  }
-  return true;
-}
-
-bool CChannel::RefreshFromMetaData(unsigned long long dataSize) {
-  MetaDataContainer metaData;
-  TAG_RECORD_INFO info;
-  if (!ReadChannelMetaData(metaData, info, true, dataSize)) return false;
-  m_TmpRecordFile->SetRecordInfo(info);
-  m_SignalParts.PartsToDelete = CMetaDataChannelReader(metaData).PartsToDelete();
-  m_PyramidParts.PartsToDelete = m_SignalParts.PartsToDelete;
-  return true;
+  return m_Layout.LoadMetaData(out, info, dataSize, !mustBeOpen || m_Reader.HasReader(),
+                               m_LastError);
 }
 
 bool CChannel::UpdateRecordInfo() {
@@ -306,49 +201,72 @@ bool CChannel::UpdateRecordInfo() {
   TAG_RECORD_INFO info;
   if (!ReadChannelMetaData(metaData, info, true, 0)) return false;
   m_TmpRecordFile->SetRecordInfo(info);
-  ReadRecordGeometry(metaData, m_SamplingRate, m_PartLength, m_MaxRecordSamples);
+  m_Layout.TakeGeometry(metaData);
   return true;
 }
 
 bool CChannel::UpdateChannelMetaData(const MetaDataContainer& metaData) {
-  if (!m_SignalFileReader && !m_SignalFileWriter) {
+  if (!m_Reader.HasReader() && !m_Writer.HasWriter()) {
     m_LastError = u"CChannel::UpdateChannelMetaData invalid state";
     return false;
   }
-  if (m_FileAccess != nullptr) m_FileAccess->SelectAnalyzer(m_ChannelId.AnalyzerIndex());
-  CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_FileAccess);
-  if (!writer.Save(metaData, m_ChannelFileName + u".zrm", m_ChannelDirectory)) {
+  CAbstractFileAccess* access = m_Layout.FileAccess;
+  if (access != nullptr) access->SelectAnalyzer(m_Layout.ChannelId.AnalyzerIndex());
+  CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), access);
+  if (!writer.Save(metaData, m_Layout.FileName + u".zrm", m_Layout.Directory)) {
     m_LastError = u"CChannel::UpdateChannelMetaData() Error: " + writer.LastError();
     return false;
   }
   return true;
 }
 
+// --- Reading and requests -------------------------------------------------------------
+
+bool CChannel::SetReadPosition(double seconds) {
+  if (!m_TmpRecordFile->IsValid()) UpdateRecordInfo();
+  return m_Reader.SetReadPosition(seconds, m_SkipFirstPartNumber);
+}
+
+bool CChannel::SetReadPositionSpl(unsigned long long sample) {
+  if (!m_TmpRecordFile->IsValid()) UpdateRecordInfo();
+  return m_Reader.SetReadPositionSpl(sample, m_SkipFirstPartNumber);
+}
+
+bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long long points,
+                                       bool absolute) {
+  // A record still being written has grown since the last look.
+  RefreshFileLengths(false);
+  return m_PyramidView.Request(start, stop, points, absolute, m_Duration);
+}
+
 // --- Lengths --------------------------------------------------------------------------
+
+void CChannel::RefreshFileLengths(bool mayLag) {
+  if (!m_Reader.UpdateSignalLength() && !mayLag) {
+    m_LastError = u"CChannel::UpdateSignalLength unable to get signal length in SignalFileReader";
+  }
+  if (!m_Writer.UpdateSignalLength()) {
+    m_LastError = u"CChannel::UpdateSignalLength unable to get signal length in SignalFileWriter";
+  }
+}
 
 void CChannel::UpdateSignalLength(bool refreshParts, bool tmpFilePresent) {
   // While a part-wise record grows, the reader's part may not exist yet.
-  if (m_SignalFileReader && !m_SignalFileReader->UpdateSignalLength() &&
-      !(tmpFilePresent && m_PartLength != 0.0)) {
-    m_LastError = kReaderLengthError;
-  }
-  if (m_SignalFileWriter && !m_SignalFileWriter->UpdateSignalLength()) {
-    m_LastError = kWriterLengthError;
-  }
-  if (m_PartLength == 0.0 || (!m_Recording && m_SignalParts.LastPart != 0) || !refreshParts ||
-      !tmpFilePresent) {
+  RefreshFileLengths(tmpFilePresent && m_Layout.PartLength != 0.0);
+  if (m_Layout.PartLength == 0.0 || (!m_Recording && m_SignalParts.LastPart != 0) ||
+      !refreshParts || !tmpFilePresent) {
     return;
   }
 
   // The recording section tells its parts only through the temporary record file.
   m_TmpRecordFile->Read();
   const std::pair<unsigned short, unsigned short> parts = m_TmpRecordFile->Parts();
-  if (m_MaxRecordSamples != 0) {
+  if (m_Layout.MaxRecordSamples != 0) {
     const unsigned short dropped =
         static_cast<unsigned short>(parts.first - m_SignalParts.FirstPart);
-    m_SignalParts.TimeOffset += dropped * m_PartLength;
+    m_SignalParts.TimeOffset += dropped * m_Layout.PartLength;
     m_SignalParts.FirstPart = parts.first;
-    m_RecordId.SetPartNumber(parts.first);
+    m_Layout.RecordId.SetPartNumber(parts.first);
   }
   m_SignalParts.LastPart = parts.second;
   m_PyramidParts.LastPart = parts.second;
@@ -357,49 +275,16 @@ void CChannel::UpdateSignalLength(bool refreshParts, bool tmpFilePresent) {
 }
 
 unsigned long long CChannel::SignalLengthSpl(bool fromPartZero) {
-  if (m_SignalLengthCache != 0) return m_SignalLengthCache;
-  const unsigned short first = m_SignalParts.FirstPart;
-  const unsigned short last = m_SignalParts.LastPart;
-
-  unsigned long long size = 0;
-  if (m_FileAccess != nullptr) m_FileAccess->FileSize(PartBasePath(last) + ".zrs", size);
-  unsigned long long inLast = size / m_SampleSize;
-  // A part just opened has no file yet; the part before it is then complete.
-  if (inLast == 0 && last != first) inLast = SamplesPerPart();
-
-  const unsigned long long parts =
-      fromPartZero ? static_cast<unsigned long long>(last) + 1
-                   : static_cast<unsigned long long>(static_cast<unsigned short>(last - first)) + 1;
-  const double before = static_cast<double>(parts - 1) * m_PartLength * m_SamplingRate;
-  return static_cast<unsigned long long>(before) + inLast;
+  return m_Layout.SignalLengthSpl(m_SignalParts, fromPartZero);
 }
 
 unsigned long long CChannel::SignalSizeInBytes() {
-  if (m_PartLength == 0.0) {
-    CSignalFileReader* file = m_OpenMode == CAbstractRecordSection::OpenCreate
-                                  ? m_SignalFileWriter.get()
-                                  : m_SignalFileReader.get();
-    return file != nullptr ? file->SignalFileSize() : 0;
+  if (m_Layout.PartLength == 0.0) {
+    return m_OpenMode == CAbstractRecordSection::OpenCreate ? m_Writer.SignalFileSize()
+                                                            : m_Reader.SignalFileSize();
   }
-  if (m_SignalFileReader && !m_SignalFileReader->UpdateSignalLength()) {
-    m_LastError = kReaderLengthError;
-  }
-  if (m_SignalFileWriter && !m_SignalFileWriter->UpdateSignalLength()) {
-    m_LastError = kWriterLengthError;
-  }
-  const unsigned short first = m_SignalParts.FirstPart;
-  const unsigned short last = m_SignalParts.LastPart;
-  if (first > last || m_FileAccess == nullptr) return 0;
-
-  // The pyramid isn't measured: its four levels cost 1/16, 1/512, 1/16384 and
-  // 1/524288 of the samples' bytes.
-  unsigned long long total = 0;
-  for (unsigned int part = first; part <= last; ++part) {
-    unsigned long long bytes = 0;
-    m_FileAccess->FileSize(PartBasePath(static_cast<unsigned short>(part)) + ".zrs", bytes);
-    total += bytes + (bytes >> 4) + (bytes >> 9) + (bytes >> 14) + (bytes >> 19);
-  }
-  return total;
+  RefreshFileLengths(false);
+  return m_Layout.EstimatedBytes(m_SignalParts);
 }
 
 }  // namespace zsff

@@ -49,11 +49,7 @@ bool CSectionReader::TakeStoppedParts() {
   for (const auto& entry : m_Section.m_Channels) {
     CChannel* each = entry.second.get();
     if (each == nullptr) continue;
-    each->m_RecordId.SetPartNumber(first);
-    each->m_SignalParts.FirstPart = first;
-    each->m_PyramidParts.FirstPart = first;
-    each->m_SignalParts.LastPart = last;
-    each->m_PyramidParts.LastPart = last;
+    each->TakeParts(first, last);
   }
   return true;
 }
@@ -251,10 +247,9 @@ bool CSectionReader::StopReading() {
   for (const auto& entry : m_Section.m_Channels) {
     CChannel* channel = entry.second.get();
     if (channel == nullptr) continue;
-    if (channel->m_SignalFileReader) channel->m_SignalFileReader->CloseSignalFile(false);
+    channel->CloseReader();
     std::vector<unsigned short> notDeleted;
-    channel->DeleteParts(notDeleted, PartKindSignal);
-    channel->DeleteParts(notDeleted, PartKindPyramid);
+    channel->DeleteParts(notDeleted);
   }
   m_Section.m_State = CAbstractRecordSection::SectionStopped;
   m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeReadStopped, nullptr);

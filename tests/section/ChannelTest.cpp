@@ -32,10 +32,14 @@ namespace zsff_test {
 
 class ChannelProbe {
  public:
-  static const ChannelPartState_t& Signal(const CChannel& channel) { return channel.m_SignalParts; }
-  static int PyramidLevels(const CChannel& channel) {
-    return channel.m_CompressedSignalFileWriter->NumberOfLevels();
+  static const ChannelPartRange& SignalParts(const CChannel& channel) {
+    return channel.m_SignalParts;
   }
+  static const ChannelReadCursor& SignalRead(const CChannel& channel) {
+    return channel.m_SignalRead;
+  }
+  static CChannelPartWriter& Writer(CChannel& channel) { return channel.m_Writer; }
+  static CChannelPartReader& Reader(CChannel& channel) { return channel.m_Reader; }
 };
 
 }  // namespace zsff_test
@@ -200,7 +204,7 @@ TEST_F(ChannelTest, ArmingRecordsTheGeometryAndChoosesThePyramidDepth) {
     SCOPED_TRACE(c.rate);
     auto channel = NewChannel(c.rate);
     ASSERT_TRUE(channel->ArmChannel(3.0, c.partLength));
-    EXPECT_EQ(ChannelProbe::PyramidLevels(*channel), c.levels);
+    EXPECT_EQ(ChannelProbe::Writer(*channel).PyramidLevels(), c.levels);
     EXPECT_TRUE(fs::exists(Part(0)));
     EXPECT_EQ(fs::file_size(Part(0)), 0u);
     for (int level = 1; level <= 4; ++level) {
@@ -230,7 +234,7 @@ TEST_F(ChannelTest, BlocksAreCutExactlyAtPartBoundaries) {
   EXPECT_EQ(Samples(Part(0)).size(), 3200u);
   ASSERT_EQ(Samples(Part(1)).size(), 1u);
   EXPECT_EQ(Samples(Part(1))[0], 3200.0f);
-  EXPECT_EQ(channel->RemainingInPart(PartKindSignal, true), 3199u);
+  EXPECT_EQ(ChannelProbe::Writer(*channel).RemainingInSignalPart(), 3199u);
 
   // Blocks of odd sizes: one of them ends exactly at a boundary, one spans two.
   Record(*channel, 7000, 1333, next);
@@ -341,23 +345,23 @@ TEST_F(ChannelTest, PartsThatCannotBeDeletedAreRetried) {
   m_Store->FailAt(FaultInjectingFileAccess::Delete, 1);
   Record(*channel, 512, 512, next);  // part 2 begins: part 0 is dropped
   EXPECT_TRUE(fs::exists(Part(0)));
-  EXPECT_EQ(ChannelProbe::Signal(*channel).PartsToDelete, std::vector<unsigned short>{0});
+  EXPECT_EQ(ChannelProbe::SignalParts(*channel).PartsToDelete, std::vector<unsigned short>{0});
   EXPECT_EQ(channel->FirstPart(), 1) << "dropped all the same";
 
   Record(*channel, 1024, 512, next);  // part 3 begins: part 1 is dropped, part 0 retried
   EXPECT_FALSE(fs::exists(Part(0)));
   EXPECT_FALSE(fs::exists(Part(1)));
-  EXPECT_TRUE(ChannelProbe::Signal(*channel).PartsToDelete.empty());
+  EXPECT_TRUE(ChannelProbe::SignalParts(*channel).PartsToDelete.empty());
 
   // A part that keeps failing stays listed and is handed to the caller.
   m_Store->FailAt(FaultInjectingFileAccess::Delete, 1, true);
   Record(*channel, 1024, 512, next);
   std::vector<unsigned short> notDeleted;
-  channel->DeleteParts(notDeleted, PartKindSignal);
+  channel->DeleteParts(notDeleted);
   EXPECT_EQ(notDeleted, std::vector<unsigned short>{2});
   EXPECT_TRUE(fs::exists(Part(2)));
   m_Store->Reset();
-  channel->DeleteParts(notDeleted, PartKindSignal);
+  channel->DeleteParts(notDeleted);
   EXPECT_TRUE(notDeleted.empty());
   EXPECT_FALSE(fs::exists(Part(2)));
 }
@@ -482,20 +486,21 @@ TEST_F(ChannelTest, ReadersOpenPartsOfFinishedAndGrowingRecords) {
                   CAbstractRecordSection::OpenRead, 0.0, 0, m_Store.get());
   EXPECT_EQ(reader.SignalLengthSpl(false), 2560u);
   EXPECT_EQ(reader.PartLength(), 1.0);
-  EXPECT_TRUE(reader.OpenPart(PartKindSignal, false, 1, false));
-  EXPECT_FALSE(ChannelProbe::Signal(reader).PartMissing);
-  EXPECT_EQ(reader.RemainingInPart(PartKindSignal, false), 1024u);
-  reader.AdvancePart(PartKindSignal, false, 24);
-  EXPECT_EQ(reader.RemainingInPart(PartKindSignal, false), 1000u);
+  CChannelPartReader& parts = ChannelProbe::Reader(reader);
+  EXPECT_TRUE(parts.OpenPart(1, false));
+  EXPECT_FALSE(ChannelProbe::SignalRead(reader).PartMissing);
+  EXPECT_EQ(parts.RemainingInPart(), 1024u);
+  parts.Advance(24);
+  EXPECT_EQ(parts.RemainingInPart(), 1000u);
 
-  EXPECT_FALSE(reader.OpenPart(PartKindSignal, false, 5, false));
+  EXPECT_FALSE(parts.OpenPart(5, false));
   EXPECT_EQ(reader.LastErrorString(), u"CChannel::OpenPart unable to open signal files: Part_5");
 
   // A part lost inside the record is a hole that reads fill.
   fs::remove(Part(1));
-  ASSERT_TRUE(reader.OpenPart(PartKindSignal, false, 0, false));
-  EXPECT_TRUE(reader.OpenPart(PartKindSignal, false, 1, false));
-  EXPECT_TRUE(ChannelProbe::Signal(reader).PartMissing);
+  ASSERT_TRUE(parts.OpenPart(0, false));
+  EXPECT_TRUE(parts.OpenPart(1, false));
+  EXPECT_TRUE(ChannelProbe::SignalRead(reader).PartMissing);
 
   // Without its metadata a channel is made all the same, and says why.
   fs::remove(ChannelDir() / "Channel_1.zrm");

@@ -1,10 +1,7 @@
-// A channel's compressed (min/max) requests. A span of the record is cut along
-// its parts; each piece is planned on the part's pyramid and served from a level
-// file, from blanks for a part that is gone, or, when no level is coarse enough,
-// from the part's raw samples read in bounded blocks. The pieces are laid end to
-// end in the channel's buffer and scaled only when the caller fetches them.
+// A channel's compressed (min/max) requests across its parts.
+#include "section/ChannelPyramidView.h"
+
 #include <zsff/ChannelMetaData.h>
-#include <zsff/FileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/SignalFile.h>
 #include <zsff/TextConversion.h>
@@ -12,10 +9,12 @@
 #include <algorithm>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "foundation/Diagnostics.h"
-#include "section/Channel.h"
+#include "section/ChannelLayout.h"
+#include "section/ChannelPartRange.h"
+#include "section/ChannelPartReader.h"
+#include "section/ChannelReadCursor.h"
 #include "section/SampleConversion.h"
 #include "signal/CompressedSignalFileReader.h"
 
@@ -31,6 +30,10 @@ constexpr unsigned long long kRawBlockSamples = 256000;
 // on its first and last sample.
 constexpr float kStartMargin = 0.1f;
 constexpr float kStopMargin = 0.4f;
+
+// A view across the record visits the parts in order: the oldest reader parked
+// is the one the next sweep wants last.
+constexpr std::size_t kParkedReaders = 256;
 
 // Runs its function when the scope ends, on every return path.
 template <typename F>
@@ -54,48 +57,111 @@ std::u16string Number(double value) { return Utf8ToWide(std::to_string(value)); 
 
 }  // namespace
 
-bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long long points,
-                                       bool absolute) {
+CChannelPyramidView::CChannelPyramidView(ChannelLayout& layout, ChannelPartRange& signalParts,
+                                         ChannelPartRange& pyramidParts, ChannelReadCursor& cursor,
+                                         ChannelReadCursor& signalCursor,
+                                         CChannelPartReader& reader, std::u16string& lastError)
+    : m_Layout(layout),
+      m_SignalParts(signalParts),
+      m_PyramidParts(pyramidParts),
+      m_Cursor(cursor),
+      m_SignalCursor(signalCursor),
+      m_Reader(reader),
+      m_LastError(lastError),
+      m_Info(layout.SamplingRate) {}
+
+CChannelPyramidView::~CChannelPyramidView() = default;
+
+void CChannelPyramidView::Begin(unsigned short part) {
+  m_Current = m_Layout.NewPyramidReader(part);
+}
+
+// --- Parts -----------------------------------------------------------------------------
+
+void CChannelPyramidView::OpenPart(unsigned short part) {
+  if (part == m_Cursor.Part) {
+    if (m_Cursor.PartMissing) return;
+    const bool missing =
+        m_SignalParts.Waiting(part) || !(m_Current && m_Current->LevelFileExists());
+    m_Cursor.PartMissing = missing;
+    m_SignalCursor.PartMissing = missing;
+    return;
+  }
+
+  const bool deleted = m_PyramidParts.Waiting(part);
+  m_Cursor.PartMissing = deleted;
+  m_Layout.TmpRecordFile->SetParts(m_PyramidParts.FirstPart, m_PyramidParts.LastPart);
+  m_Current = TakeReader(part);
+  if (deleted || !m_Current->LevelFileExists()) {
+    // Asked only when a part's files are missing: a part at hand needs no lookup.
+    const bool recording = m_Layout.TmpRecordFile->Exists();
+    const bool next = part == m_PyramidParts.Next();
+    if (m_PyramidParts.Holds(part) || (recording && next)) {
+      m_Cursor.PartMissing = !(recording && (m_Layout.MaxRecordSamples != 0 || next));
+    }
+  }
+
+  m_Cursor.Part = part;
+  if (m_PyramidParts.Beyond(part)) {
+    m_SignalParts.LastPart = part;
+    m_PyramidParts.LastPart = part;
+  }
+  m_Cursor.InPart = 0;
+}
+
+std::unique_ptr<CCompressedSignalFileReader> CChannelPyramidView::TakeReader(unsigned short part) {
+  if (m_Current) {
+    // A view's working memory would add up over hundreds of parts.
+    m_Current->ForgetRequest();
+    m_Parked.push_back(std::move(m_Current));
+    if (m_Parked.size() > kParkedReaders) m_Parked.erase(m_Parked.begin());
+  }
+  for (auto it = m_Parked.begin(); it != m_Parked.end(); ++it) {
+    if ((*it)->PartNumber() != part) continue;
+    std::unique_ptr<CCompressedSignalFileReader> reader = std::move(*it);
+    m_Parked.erase(it);
+    if (m_PyramidParts.Holds(part) && !m_PyramidParts.Waiting(part)) return reader;
+    break;
+  }
+  return m_Layout.NewPyramidReader(part);
+}
+
+// --- Requests --------------------------------------------------------------------------
+
+bool CChannelPyramidView::Request(float start, float stop, unsigned long long points, bool absolute,
+                                  double duration) {
   if (stop < start) std::swap(start, stop);
 
-  CompressedSignalInfo_t& info = m_CompressedSignalInfo;
+  CompressedSignalInfo_t& info = m_Info;
   info.Size = 0;
   info.Span = 0.0f;
   info.Ratio = 0.0;
   info.TimeOffset = 0.0;
   info.Points = 0;
-  info.SamplingRate = m_SamplingRate;
-  m_CompressedBuffer.clear();
-
-  // A record still being written has grown since the last look.
-  if (m_SignalFileReader && !m_SignalFileReader->UpdateSignalLength()) {
-    m_LastError = u"CChannel::UpdateSignalLength unable to get signal length in SignalFileReader";
-  }
-  if (m_SignalFileWriter && !m_SignalFileWriter->UpdateSignalLength()) {
-    m_LastError = u"CChannel::UpdateSignalLength unable to get signal length in SignalFileWriter";
-  }
+  info.SamplingRate = m_Layout.SamplingRate;
+  m_Buffer.clear();
 
   CompressedSignalPlan_t plan;
-  if (m_PartLength == 0.0) {
+  if (m_Layout.PartLength == 0.0) {
     if (points == 0) return true;
-    if (!RequestCompressedSignalPart(m_PyramidParts.FirstPart, start, stop, points, plan)) {
-      return false;
-    }
-    const CCompressedSignalFileReader& reader = *m_CompressedSignalFileReader;
+    if (!RequestPart(m_PyramidParts.FirstPart, start, stop, points, plan)) return false;
+    const CCompressedSignalFileReader& reader = *m_Current;
     info.Size = reader.ResultSize();
     info.Span = static_cast<float>(reader.Span());
     info.Ratio = reader.Ratio();
     info.SamplingRate = reader.SamplingRate();
     info.InProgress = reader.InProgress();
-    m_CompressedBuffer.resize(info.Size * m_SampleSize);
+    m_Buffer.resize(info.Size * m_Layout.SampleSize);
     info.Points = points;
-    return m_CompressedSignalFileReader->Get(m_CompressedBuffer.data(), plan) != CompressFailed;
+    return m_Current->Get(m_Buffer.data(), plan) != CompressFailed;
   }
 
-  const float rate = m_SamplingRate;
-  const double length =
-      m_Duration != 0.0 ? m_Duration
-                        : static_cast<double>(SignalLengthSpl(false)) / static_cast<double>(rate);
+  const float rate = m_Layout.SamplingRate;
+  const double partLength = m_Layout.PartLength;
+  const double length = duration != 0.0
+                            ? duration
+                            : static_cast<double>(m_Layout.SignalLengthSpl(m_SignalParts, false)) /
+                                  static_cast<double>(rate);
   const float t0 = static_cast<float>(m_PyramidParts.TimeOffset);
   if (!absolute) {
     start += t0;
@@ -107,7 +173,7 @@ bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long lo
         DiagnosticError,
         "CRecordSection::RequestCompressedSignal(%s) startAbsolute = %f, stopAbsolute = %f, "
         "startRecord = %f, stopRecord = %f",
-        WideToUtf8(m_ChannelId.ToFilePath()).c_str(), start, stop, t0, recordStop);
+        WideToUtf8(m_Layout.ChannelId.ToFilePath()).c_str(), start, stop, t0, recordStop);
     m_LastError = u"CRecordSection::RequestCompressedSignal() start or stop position out of bound";
     return false;
   }
@@ -120,22 +186,24 @@ bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long lo
   if (t0 == 0.0f) {
     const float offset =
         static_cast<float>(m_SignalParts.OffsetTimeToStop) / rate +
-        static_cast<float>(static_cast<double>(m_PyramidParts.FirstPart) * m_PartLength);
+        static_cast<float>(static_cast<double>(m_PyramidParts.FirstPart) * partLength);
     start += offset;
     stop += offset;
   }
 
-  unsigned short part = static_cast<unsigned short>(ToCount(start / m_PartLength));
+  unsigned short part = static_cast<unsigned short>(ToCount(start / partLength));
   // Whole seconds: a piece starts on a second of its part.
   double offsetInPart =
-      static_cast<double>(static_cast<long long>(static_cast<double>(start) - part * m_PartLength));
+      static_cast<double>(static_cast<long long>(static_cast<double>(start) - part * partLength));
   if (offsetInPart < 0.0) offsetInPart = 0.0;
 
   // The recording side may have dropped parts since the channel was opened.
   {
     MetaDataContainer metaData;
     TAG_RECORD_INFO recordInfo;
-    if (ReadChannelMetaData(metaData, recordInfo, false, SignalLengthSpl(false) * m_SampleSize)) {
+    if (m_Layout.LoadMetaData(metaData, recordInfo,
+                              m_Layout.SignalLengthSpl(m_SignalParts, false) * m_Layout.SampleSize,
+                              true, m_LastError)) {
       m_SignalParts.PartsToDelete = CMetaDataChannelReader(metaData).PartsToDelete();
       m_PyramidParts.PartsToDelete = m_SignalParts.PartsToDelete;
     }
@@ -145,30 +213,27 @@ bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long lo
   const double secondsPerPoint = span / static_cast<double>(points);
   double position = start;
   while (position < stop) {
-    const double partStart = part * m_PartLength;
+    const double partStart = part * partLength;
     // A piece runs to the end of its part, a hair beyond so that the last sample
     // counts, or to the stop when that comes first.
-    double end = m_PartLength + 0.1 / rate;
-    if (position + m_PartLength > stop) {
-      end = std::min(static_cast<double>(stop) - partStart, m_PartLength);
-      if (stop < m_PartLength) end = stop;
+    double end = partLength + 0.1 / rate;
+    if (position + partLength > stop) {
+      end = std::min(static_cast<double>(stop) - partStart, partLength);
+      if (stop < partLength) end = stop;
     }
-    if (static_cast<unsigned short>(part - m_PyramidParts.FirstPart) >
-        static_cast<unsigned short>(m_PyramidParts.LastPart - m_PyramidParts.FirstPart)) {
-      break;
-    }
+    if (!m_PyramidParts.Holds(part)) break;
     const unsigned long long piecePoints =
         std::max(1ULL, ToCount((end - offsetInPart) / secondsPerPoint + 0.1));
-    if (!RequestCompressedSignalPart(part, static_cast<float>(offsetInPart),
-                                     static_cast<float>(end), piecePoints, plan)) {
+    if (!RequestPart(part, static_cast<float>(offsetInPart), static_cast<float>(end), piecePoints,
+                     plan)) {
       return false;
     }
 
-    CCompressedSignalFileReader& reader = *m_CompressedSignalFileReader;
+    CCompressedSignalFileReader& reader = *m_Current;
     const unsigned long long size = reader.ResultSize();
     if (size == 0) return false;
-    m_CompressedBuffer.resize((info.Size + size) * m_SampleSize);
-    if (reader.Get(m_CompressedBuffer.data() + info.Size * m_SampleSize, plan) != CompressReady) {
+    m_Buffer.resize((info.Size + size) * m_Layout.SampleSize);
+    if (reader.Get(m_Buffer.data() + info.Size * m_Layout.SampleSize, plan) != CompressReady) {
       m_LastError = u"CRecordSection::RequestCompressedSignal() unable to compress signal";
       return false;
     }
@@ -184,10 +249,10 @@ bool CChannel::RequestCompressedSignal(float start, float stop, unsigned long lo
   return true;
 }
 
-bool CChannel::RequestCompressedSignalPart(unsigned short part, float start, float stop,
-                                           unsigned long long points,
-                                           CompressedSignalPlan_t& plan) {
-  if (!m_TmpRecordFile->IsValid() && !m_TmpRecordFile->Read()) {
+bool CChannelPyramidView::RequestPart(unsigned short part, float start, float stop,
+                                      unsigned long long points, CompressedSignalPlan_t& plan) {
+  CTmpRecordFile& tmp = *m_Layout.TmpRecordFile;
+  if (!tmp.IsValid() && !tmp.Read()) {
     m_LastError =
         u"CRecordSection::RequestCompressedSignalPart() unable to read temporary binary "
         u"file";
@@ -199,72 +264,49 @@ bool CChannel::RequestCompressedSignalPart(unsigned short part, float start, flo
   }
   // A channel made for recording has no pyramid reader until a part is opened
   // for reading; the part already current wouldn't make one.
-  if (!m_CompressedSignalFileReader) {
-    m_CompressedSignalFileReader = NewPyramidReader(m_PyramidParts.ReadPart);
-  }
-  if (!OpenPart(PartKindPyramid, false, part, false)) {
-    m_LastError = u"CRecordSection::RequestCompressedSignalPart() Error opening compressed file: " +
-                  m_ChannelFileName;
-    return false;
-  }
+  if (!m_Current) m_Current = m_Layout.NewPyramidReader(m_Cursor.Part);
+  OpenPart(part);
 
-  CCompressedSignalFileReader& reader = *m_CompressedSignalFileReader;
+  CCompressedSignalFileReader& reader = *m_Current;
   plan = reader.Plan(start, stop, points, 0);
   if (!plan.UseRawSignal) {
-    if (m_PartLength > 0.0 && m_PyramidParts.PartMissing) {
+    if (m_Layout.PartLength > 0.0 && m_Cursor.PartMissing) {
       return reader.BlankRequest(start, stop, points);
     }
     if (!reader.LevelRequest(start, stop, points, plan)) {
       m_LastError =
           u"CRecordSection::RequestCompressedSignalPart() Error reading compressed file: " +
-          m_ChannelFileName;
+          m_Layout.FileName;
       return false;
     }
     return true;
   }
-  return RequestCompressedFromSamples(part, start, stop, points);
+  return RequestFromSamples(part, start, stop, points);
 }
 
-bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, float stop,
-                                            unsigned long long points) {
+bool CChannelPyramidView::RequestFromSamples(unsigned short part, float start, float stop,
+                                             unsigned long long points) {
   // A request must not disturb a reader: whatever happens below, a reader that
   // was open goes back to its part and its place.
-  const unsigned short oldPart = m_SignalParts.ReadPart;
-  const unsigned long long oldInPart = m_SignalParts.ReadInPart;
-  const bool wasOpen = m_SignalFileReader && !m_SignalFileReader->FileClosed();
-  const unsigned long long oldPosition = wasOpen ? m_SignalFileReader->GetReadPosSpl() : 0;
-  ScopeExit restore([&]() {
-    if (!wasOpen || !m_SignalParts.Holds(oldPart)) {
-      return;
-    }
-    if (!OpenPart(PartKindSignal, false, oldPart, false)) return;
-    if (m_SignalFileReader && !m_SignalParts.PartMissing) {
-      m_SignalFileReader->SetReadPosSpl(oldPosition);
-    }
-    m_SignalParts.ReadInPart = oldInPart;
-  });
+  const CChannelPartReader::Bookmark mark = m_Reader.Mark();
+  ScopeExit restore([&]() { m_Reader.ReturnTo(mark); });
 
-  // A channel made for recording has no reader until a part is opened for
-  // reading; the part already current wouldn't make one.
-  if (!m_SignalFileReader) {
-    m_SignalFileReader = NewSignalReader(m_SignalParts.ReadPart);
-    Describe(*m_SignalFileReader);
-    m_SignalFileReader->UpdateSignalLength();
-  }
-  if (!OpenPart(PartKindSignal, false, part, true)) return false;
-  CCompressedSignalFileReader& pyramid = *m_CompressedSignalFileReader;
-  if (m_PartLength > 0.0 && m_SignalParts.PartMissing) {
+  m_Reader.EnsureReader();
+  if (!m_Reader.OpenPart(part, true)) return false;
+  CCompressedSignalFileReader& pyramid = *m_Current;
+  if (m_Layout.PartLength > 0.0 && m_SignalCursor.PartMissing) {
     return pyramid.BlankRequest(start, stop, points);
   }
 
-  CSignalFileReader& reader = *m_SignalFileReader;
+  CSignalFileReader& reader = m_Reader.File();
   if (!reader.SetReadPos(start)) {
     m_LastError = u"CRecordSection::RequestCompressedSignalPart() Unable to set read position @ " +
                   Number(start);
     return false;
   }
 
-  const double rate = m_SamplingRate;
+  const double rate = m_Layout.SamplingRate;
+  const unsigned long long sampleSize = m_Layout.SampleSize;
   const unsigned long long recorded = ToCount(static_cast<double>(reader.StoredSignalLength()));
   const unsigned long long first = ToCount(static_cast<double>(start) * rate);
   unsigned long long count = ToCount((static_cast<double>(stop) - start) * rate + 0.1);
@@ -278,7 +320,7 @@ bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, fl
   }
 
   const double span = static_cast<double>(stop) - start;
-  std::vector<unsigned char> block(std::min(count, kRawBlockSamples) * m_SampleSize);
+  std::vector<unsigned char> block(std::min(count, kRawBlockSamples) * sampleSize);
   unsigned long long done = 0;
   while (done < count) {
     const unsigned long long wanted = std::min(kRawBlockSamples, count - done);
@@ -287,7 +329,7 @@ bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, fl
       // A sample short at the end of a growing file is no failure.
       if (count - done < 2) return true;
       m_LastError = u"CRecordSection::RequestCompressedSignalPart() Error reading channel : " +
-                    m_ChannelFileName;
+                    m_Layout.FileName;
       return false;
     }
     const double blockStart = start + static_cast<double>(done) / rate;
@@ -298,7 +340,7 @@ bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, fl
     if (!pyramid.RawRequest(static_cast<float>(blockStart), static_cast<float>(blockStop),
                             blockPoints, block.data(), got, done != 0)) {
       m_LastError = u"CRecordSection::RequestCompressedSignalPart() Error compressing channel : " +
-                    m_ChannelFileName;
+                    m_Layout.FileName;
       return false;
     }
     done += got;
@@ -306,16 +348,15 @@ bool CChannel::RequestCompressedFromSamples(unsigned short part, float start, fl
   return true;
 }
 
-CompressStatus_t CChannel::GetCompressedSignal(void* buffer, SampleReadMode_t mode) {
-  m_TmpRecordFile->Load();
+CompressStatus_t CChannelPyramidView::Get(void* buffer, SampleReadMode_t mode) {
+  CTmpRecordFile& tmp = *m_Layout.TmpRecordFile;
+  tmp.Load();
 
-  CompressedSignalInfo_t& info = m_CompressedSignalInfo;
+  CompressedSignalInfo_t& info = m_Info;
   const unsigned long long wanted = 2 * info.Points;
   if (info.Size > wanted) {
     // The pieces of a span cut along parts round their points up each.
-    if (m_CompressedSignalFileReader) {
-      m_CompressedSignalFileReader->ReduceInPlace(m_CompressedBuffer.data(), info.Size, wanted);
-    }
+    if (m_Current) m_Current->ReduceInPlace(m_Buffer.data(), info.Size, wanted);
     info.Size = wanted;
   }
   if (info.Size == 0 || buffer == nullptr) return CompressFailed;
@@ -323,13 +364,13 @@ CompressStatus_t CChannel::GetCompressedSignal(void* buffer, SampleReadMode_t mo
   // The scaling is the reader's; a channel without one scales by 1.
   static const CSignalFileReader kUnscaled("", "", u"", nullptr, nullptr, 0);
   const CSignalFileAccess& scaling =
-      m_SignalFileReader ? static_cast<const CSignalFileAccess&>(*m_SignalFileReader) : kUnscaled;
-  if (!ConvertSamples(m_CompressedBuffer.data(), m_SampleFormat, info.Size, buffer, mode, scaling,
-                      m_TmpRecordFile->RecordInfo())) {
+      m_Reader.HasReader() ? static_cast<const CSignalFileAccess&>(m_Reader.File()) : kUnscaled;
+  if (!ConvertSamples(m_Buffer.data(), m_Layout.SampleFormat, info.Size, buffer, mode, scaling,
+                      tmp.RecordInfo())) {
     return CompressFailed;
   }
 
-  if (m_SignalType == Trigger) {
+  if (m_Layout.SignalType == Trigger) {
     // A trigger is on or off, however its level was recorded.
     if (IsDoubleReadMode(mode)) {
       double* values = static_cast<double*>(buffer);
