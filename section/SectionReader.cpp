@@ -7,7 +7,6 @@
 
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordSection.h>
-#include <zsff/SignalFile.h>
 
 #include <algorithm>
 #include <cmath>
