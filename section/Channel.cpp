@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "foundation/FileNames.h"
+#include "metadata/MetaDataKeys.h"
 #include "signal/CompressedSignalFileWriter.h"
 
 namespace zsff {
@@ -40,7 +42,7 @@ CChannel::CChannel(const CChannelID& id, const std::u16string& directory,
                    CAbstractFileAccess* access)
     : CChannel(ChannelLayout(id, directory, fileName, recordId, access), openMode) {
   float rate = 0.0f;
-  if (!metaData.FindMetadata("SamplingRate", rate)) {
+  if (!ReadKey(metaData, ChannelKeys::SamplingRate, rate)) {
     m_LastError = u"CRecordSection::AddChannel invalide channel metadata";
     throw std::runtime_error("channel metadata without SamplingRate");
   }
@@ -49,10 +51,10 @@ CChannel::CChannel(const CChannelID& id, const std::u16string& directory,
 
   // The file on disk says how the pyramid was built, for readers of any version.
   MetaDataContainer saved(metaData);
-  saved.AddMetadata("CompressionFactor",
-                    static_cast<long>(CCompressedSignalFileWriter::kCompressionFactor));
+  WriteKey(saved, ChannelKeys::CompressionFactor,
+           static_cast<long>(CCompressedSignalFileWriter::kCompressionFactor));
   CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
-  if (!writer.Save(saved, m_Layout.FileName + u".zrm", m_Layout.Directory)) {
+  if (!writer.Save(saved, names::ChannelMetaDataFileName(m_Layout.FileName), m_Layout.Directory)) {
     m_LastError = u"CRecordSection::AddChannel() Error: " + writer.LastError();
     throw std::runtime_error("channel metadata file not saved");
   }
@@ -145,10 +147,10 @@ bool CChannel::ArmChannel(double maxLength, double partLength) {
   MetaDataContainer metaData;
   CMetaDataHeaderFileReader reader(m_TmpRecordFile.get(), m_Layout.FileAccess);
   if (reader.Load(metaData, m_Layout.FileName, m_Layout.Directory)) {
-    metaData.AddMetadata("PartLength", static_cast<float>(partLength));
-    metaData.AddMetadata("MaxRecordLength", static_cast<float>(maxLength));
+    WriteKey(metaData, ChannelKeys::PartLength, static_cast<float>(partLength));
+    WriteKey(metaData, ChannelKeys::MaxRecordLength, static_cast<float>(maxLength));
     CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
-    writer.Save(metaData, m_Layout.FileName + u".zrm", m_Layout.Directory);
+    writer.Save(metaData, names::ChannelMetaDataFileName(m_Layout.FileName), m_Layout.Directory);
   }
   return m_Writer.Arm(maxLength);
 }
@@ -163,11 +165,11 @@ void CChannel::CloseChannel(const MetaDataFileLock* lock) {
   TAG_RECORD_INFO info;
   if (ReadChannelMetaData(metaData, info, false, SignalLengthSpl(false) * m_Layout.SampleSize)) {
     double duration = 0.0;
-    if (!metaData.FindMetadata("RecordDuration", duration)) {
+    if (!ReadKey(metaData, ChannelKeys::RecordDuration, duration)) {
       duration = m_Duration != 0.0 ? m_Duration
                                    : static_cast<double>(RecordedSamples()) /
                                          static_cast<double>(m_Layout.SamplingRate);
-      metaData.AddMetadata("RecordDuration", duration);
+      WriteKey(metaData, ChannelKeys::RecordDuration, duration);
     }
     if (lock != nullptr) UpdateChannelMetaData(metaData);
   }
@@ -213,7 +215,8 @@ bool CChannel::UpdateChannelMetaData(const MetaDataContainer& metaData) {
   CAbstractFileAccess* access = m_Layout.FileAccess;
   if (access != nullptr) access->SelectAnalyzer(m_Layout.ChannelId.AnalyzerIndex());
   CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), access);
-  if (!writer.Save(metaData, m_Layout.FileName + u".zrm", m_Layout.Directory)) {
+  if (!writer.Save(metaData, names::ChannelMetaDataFileName(m_Layout.FileName),
+                   m_Layout.Directory)) {
     m_LastError = u"CChannel::UpdateChannelMetaData() Error: " + writer.LastError();
     return false;
   }

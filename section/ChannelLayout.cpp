@@ -9,6 +9,7 @@
 #include <zsff/SignalFile.h>
 #include <zsff/TextConversion.h>
 
+#include "foundation/FileNames.h"
 #include "section/ChannelPartRange.h"
 #include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"
@@ -40,7 +41,7 @@ std::string ChannelLayout::PartBasePath(unsigned short part) const {
 
 unsigned long long ChannelLayout::PartFileBytes(unsigned short part) const {
   unsigned long long bytes = 0;
-  if (FileAccess != nullptr) FileAccess->FileSize(PartBasePath(part) + ".zrs", bytes);
+  if (FileAccess != nullptr) FileAccess->FileSize(names::SignalPartFile(PartBasePath(part)), bytes);
   return bytes;
 }
 

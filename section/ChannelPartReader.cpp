@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "foundation/Diagnostics.h"
+#include "metadata/MetaDataKeys.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"
 #include "section/ChannelReadCursor.h"
@@ -65,14 +66,14 @@ void CChannelPartReader::CloseFile() {
 void CChannelPartReader::ApplyScaling(const MetaDataContainer& metaData) {
   float sensitivity = 1.0f;
   float offset = 0.0f;
-  metaData.FindMetadata("Sensitivity", sensitivity);
-  metaData.FindMetadata("Offset", offset);
+  ReadKey(metaData, ChannelKeys::Sensitivity, sensitivity);
+  ReadKey(metaData, ChannelKeys::Offset, offset);
   m_File->SetRecordedCoeff(sensitivity, offset);
 
   float postSensitivity = sensitivity;
   float postOffset = offset;
-  metaData.FindMetadata("SensitivityPostAnalysis", postSensitivity);
-  metaData.FindMetadata("OffsetPostAnalysis", postOffset);
+  ReadKey(metaData, ChannelKeys::SensitivityPostAnalysis, postSensitivity);
+  ReadKey(metaData, ChannelKeys::OffsetPostAnalysis, postOffset);
   if (postSensitivity != 0.0f && postOffset != kUnsetOffset) {
     SetPostAnalysisCoeff(postSensitivity, postOffset);
   }

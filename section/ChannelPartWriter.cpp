@@ -7,6 +7,7 @@
 
 #include <algorithm>
 
+#include "foundation/FileNames.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"
 #include "signal/CompressedSignalFileWriter.h"
@@ -273,10 +274,10 @@ void CChannelPartWriter::DeleteSignalParts(std::vector<unsigned short>& notDelet
   const int levels = PyramidLevels();
   for (unsigned short part : waiting) {
     const std::string base = m_Layout.PartBasePath(part);
-    const std::string signal = base + ".zrs";
+    const std::string signal = names::SignalPartFile(base);
     bool failed = access->FileExists(signal) && !access->DeleteFile(signal);
     for (int level = 1; level <= levels; ++level) {
-      const std::string path = CCompressedSignalFileWriter::LevelFilePath(base, level);
+      const std::string path = names::PyramidLevelFile(base, level);
       if (access->FileExists(path) && !access->DeleteFile(path)) {
         failed = true;
         break;

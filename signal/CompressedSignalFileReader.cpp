@@ -10,6 +10,7 @@
 #include <cstring>
 #include <limits>
 
+#include "foundation/FileNames.h"
 #include "signal/BlockReduction.h"
 #include "signal/CompressedSignalFileWriter.h"
 
@@ -54,7 +55,7 @@ bool CCompressedSignalFileReader::LevelFileExists() {
   if (m_FileAccess == nullptr) return false;
   if (m_LevelsFinal) return !m_Levels.empty() && !m_Levels[0].Missing;
   m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
-  return m_FileAccess->FileExists(CCompressedSignalFileWriter::LevelFilePath(m_BasePath, 1));
+  return m_FileAccess->FileExists(names::PyramidLevelFile(m_BasePath, 1));
 }
 
 unsigned long long CCompressedSignalFileReader::LevelPairCount(std::size_t level) const {
@@ -95,15 +96,14 @@ void CCompressedSignalFileReader::RefreshLevels() {
     bool exists;
     if (m_Levels.size() <= static_cast<std::size_t>(index)) {
       Level level;
-      level.Path = CCompressedSignalFileWriter::LevelFilePath(m_BasePath, index + 1);
+      level.Path = names::PyramidLevelFile(m_BasePath, index + 1);
       exists = m_FileAccess->FileExists(level.Path);
       if (exists) {
         found = true;
       } else {
         level.Missing = true;
         if (index > 0 && !found) {
-          found =
-              m_FileAccess->FileExists(CCompressedSignalFileWriter::LevelFilePath(m_BasePath, 1));
+          found = m_FileAccess->FileExists(names::PyramidLevelFile(m_BasePath, 1));
         }
         // With some level present, an absent one lies beyond what was recorded;
         // a record of length 0 has no levels at all.

@@ -24,10 +24,6 @@ unsigned long long EffectiveSampleSize(unsigned long long given, SampleFormat_t 
 
 }  // namespace
 
-std::string CCompressedSignalFileWriter::LevelFilePath(const std::string& basePath, int level) {
-  return names::PyramidLevelFile(basePath, level);
-}
-
 std::string CCompressedSignalFileWriter::BasePath(const std::string& directory,
                                                   const std::string& baseName,
                                                   const CAbstractFileAccess* access) {
@@ -64,7 +60,7 @@ bool CCompressedSignalFileWriter::OpenLevelFiles() {
   m_Levels.reserve(kMaxLevels);
   for (int level = 1; level <= m_NumberOfLevels; ++level) {
     Level record;
-    record.Path = LevelFilePath(m_BasePath, level);
+    record.Path = names::PyramidLevelFile(m_BasePath, level);
     if (!m_FileAccess->OpenFile(record.Path, FileModeCreate, record.Handle)) return false;
     m_Levels.push_back(std::move(record));
   }

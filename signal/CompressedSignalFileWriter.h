@@ -24,9 +24,6 @@ class CCompressedSignalFileWriter {
   static constexpr int kMaxLevels = 4;
   static constexpr unsigned long long kCompressionFactor = 32;
 
-  // The path of level `level` (counted from 1) of the pyramid whose part file,
-  // without extension, is `basePath`.
-  static std::string LevelFilePath(const std::string& basePath, int level);
   // `directory`, the store's separator and `baseName` (the part's name, without
   // extension); `baseName` alone for an empty directory.
   static std::string BasePath(const std::string& directory, const std::string& baseName,
