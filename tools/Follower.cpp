@@ -71,7 +71,7 @@ unsigned long long Follower::MostAPoll() const {
 bool Follower::MeasurementUnfinished() const {
   const std::string base = zsff::WideToUtf8(m_Tree->RecordNameBase());
   std::error_code ec;
-  return !base.empty() && fs::exists(m_Options.Directory / (base + ".zff"), ec);
+  return !base.empty() && fs::exists(m_Options.Directory / zsff::names::HeaderFileName(base), ec);
 }
 
 bool Follower::RecordStopped() const {
