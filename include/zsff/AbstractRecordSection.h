@@ -14,7 +14,7 @@
 #include <zsff/ChannelId.h>
 #include <zsff/CompressedSignal.h>
 #include <zsff/RecordId.h>
-#include <zsff/TmpRecordFile.h>
+#include <zsff/RecordInfo.h>
 
 #include <map>
 #include <string>

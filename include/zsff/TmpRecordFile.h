@@ -5,6 +5,8 @@
 // The file surviving a crash is what marks the record as unfinished.
 #pragma once
 
+#include <zsff/RecordInfo.h>
+
 #include <string>
 #include <utility>
 
@@ -12,23 +14,6 @@ namespace zsff {
 
 class CAbstractFileAccess;
 class MetaDataContainer;
-
-// A record's dates and scaling, as the sections and the tree hand them around.
-// Exactly 40 bytes in this order without gaps; the temporary record file stores
-// the same fields, but is always encoded field by field (little-endian), never by
-// copying this structure.
-struct TAG_RECORD_INFO {
-  long long AbsoluteDate = 0;       // "RecordStartDate": file time, 100 ns ticks since 1601
-  long long RelativeDate = 0;       // "RecordRelativeDate": front-end samples, shifted left 16
-  double CumulativeDate = 0.0;      // "RecordCumulativeDate"
-  float SignalOffset = 0.0f;        // "SignalOffset"
-  float UncompactCoeff = 1.0f;      // "SignalUncompactCoeff"
-  float UncompactOffset = 0.0f;     // "SignalUncompactOffset"
-  unsigned short RecordNumber = 0;  // "RecordNumber"
-  unsigned short TimeStep = 1;      // "SignalTimeStep"
-};
-
-static_assert(sizeof(TAG_RECORD_INFO) == 40, "TAG_RECORD_INFO must stay 40 bytes without gaps");
 
 // Reads and writes one channel's "TmpRecord.zrm" and merges it with the channel's
 // metadata. Layouts on disk (little-endian, no padding):
