@@ -81,24 +81,6 @@ void CMetaDataWriter::SetVectUInt64Value(const std::string& key,
   m_Container.AddMetadata(key, value);
 }
 
-// ---- Keys shared by every view ----
-
-// The texts are read through MetaDataReader and written through CMetaDataWriter so that
-// a text key behaves the same whichever view reaches it.
-bool ReadKey(const MetaDataContainer& container, MetaDataKey<AnsiText> key, std::string& out) {
-  return MetaDataReader(container).GetcppStringValue(key.name, out);
-}
-bool ReadKey(const MetaDataContainer& container, MetaDataKey<AnsiText> key, std::u16string& out) {
-  return container.FindMetadata(key.name, out);
-}
-void WriteKey(MetaDataContainer& container, MetaDataKey<AnsiText> key, const std::string& value) {
-  CMetaDataWriter(container).SetcppStringValue(key.name, value);
-}
-void WriteKey(MetaDataContainer& container, MetaDataKey<AnsiText> key,
-              const std::u16string& value) {
-  container.AddMetadata(key.name, value);
-}
-
 // ---- Measurement ----
 
 namespace K = MeasurementKeys;

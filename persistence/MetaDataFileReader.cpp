@@ -2,8 +2,9 @@
 // from the temporary record file while the channel records.
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/TextConversion.h>
+#include <zsff/TmpRecordFile.h>
 
 #include <climits>
 #include <string>

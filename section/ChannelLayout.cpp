@@ -5,7 +5,7 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/FileAccess.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/SignalFile.h>
 #include <zsff/TextConversion.h>
 

@@ -4,7 +4,7 @@
 #include <zsff/FileAccess.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/RecordSection.h>
 #include <zsff/TextConversion.h>
 

@@ -4,7 +4,7 @@
 #include <zsff/DateTime.h>
 #include <zsff/FileAccess.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/RecordSection.h>
 
 #include <algorithm>

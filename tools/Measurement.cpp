@@ -6,7 +6,7 @@
 
 #include <zsff/ChannelMetaData.h>
 #include <zsff/LocalFileAccess.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 

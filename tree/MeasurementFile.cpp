@@ -2,7 +2,8 @@
 #include "tree/MeasurementFile.h"
 
 #include <zsff/MeasurementMetaData.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
+#include <zsff/MetaDataFileWriter.h>
 
 #include <exception>
 #include <mutex>

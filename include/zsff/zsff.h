@@ -17,7 +17,8 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
 #include <zsff/MetaDataFileLock.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
+#include <zsff/MetaDataFileWriter.h>
 #include <zsff/MetaDataMarker.h>
 #include <zsff/MetaDataQuantity.h>
 #include <zsff/MetaDataRecord.h>

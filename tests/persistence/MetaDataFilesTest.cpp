@@ -3,7 +3,8 @@
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
+#include <zsff/MetaDataFileWriter.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <filesystem>

@@ -6,7 +6,7 @@
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <filesystem>

@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 #include <zsff/RecordSection.h>
 #include <zsff/TmpRecordFile.h>
 

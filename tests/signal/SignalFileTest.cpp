@@ -2,7 +2,7 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileWriter.h>
 #include <zsff/SignalFile.h>
 #include <zsff/TmpRecordFile.h>
 

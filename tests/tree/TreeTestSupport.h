@@ -8,7 +8,8 @@
 #include <zsff/LocalFileAccess.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
+#include <zsff/MetaDataFileWriter.h>
 #include <zsff/RecordSignalTree.h>
 
 #include <filesystem>

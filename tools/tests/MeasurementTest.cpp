@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MeasurementMetaData.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileWriter.h>
 #include <zsff/RecordId.h>
 #include <zsff/TextConversion.h>
 
