@@ -5,7 +5,6 @@
 // tests' stand-in for the tree, so that the record is stopped and complete.
 #pragma once
 
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "bench/PlainWriteBaseline.h"
+#include "foundation/LocalFileAccess.h"
 #include "tests/section/RecordSectionProbe.h"
 
 namespace zsff_bench {

@@ -6,7 +6,6 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
-#include <zsff/LocalFileAccess.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "bench/PlainWriteBaseline.h"
+#include "foundation/LocalFileAccess.h"
 
 namespace {
 

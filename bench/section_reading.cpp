@@ -12,7 +12,6 @@
 #include <unistd.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "bench/SineRecord.h"
+#include "foundation/TextConversion.h"
 
 namespace {
 

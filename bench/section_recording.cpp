@@ -11,7 +11,6 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "bench/PlainWriteBaseline.h"
+#include "foundation/LocalFileAccess.h"
 
 // The benchmark makes sections as the tree does, through the tests' friend.
 namespace zsff_test {

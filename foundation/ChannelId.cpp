@@ -1,10 +1,10 @@
 // Channel ids and the names of channel directories and files.
 #include <zsff/ChannelId.h>
-#include <zsff/TextConversion.h>
 
 #include <stdexcept>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 

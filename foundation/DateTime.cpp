@@ -3,11 +3,12 @@
 // 1601-01-01 (a Monday), and the checks refuse the same inputs the original
 // platform's service refused, so stored dates read back identically.
 #include <zsff/DateTime.h>
-#include <zsff/TextConversion.h>
 
 #include <chrono>
 #include <climits>
 #include <cstdio>
+
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 namespace {

@@ -1,10 +1,9 @@
 #include "foundation/FileNames.h"
 
-#include <zsff/TextConversion.h>
-
 #include <cstring>
 
 #include "foundation/NameScan.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 namespace names {

@@ -3,12 +3,12 @@
 // Transfers go straight to read()/write() with no buffering here: a block of
 // samples is one system call, and the per-call cost is a handle lookup that
 // normally touches only the calling thread's own cache. Tree copy and delete use std::filesystem.
+#include "foundation/LocalFileAccess.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <zsff/LocalFileAccess.h>
-#include <zsff/TextConversion.h>
 
 #include <atomic>
 #include <cerrno>
@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "foundation/PathRules.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

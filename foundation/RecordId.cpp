@@ -1,10 +1,10 @@
 // Record ids and the names of record directories and signal part files.
 #include <zsff/RecordId.h>
-#include <zsff/TextConversion.h>
 
 #include <ctime>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 namespace {

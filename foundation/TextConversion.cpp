@@ -1,7 +1,7 @@
 // The library's own UTF-8 codec. It is deliberately narrower and more forgiving
 // than a strict one (see TextConversion.h): names already on disk were made and
 // read with exactly these rules.
-#include <zsff/TextConversion.h>
+#include "foundation/TextConversion.h"
 
 #include <cstddef>
 #include <sstream>

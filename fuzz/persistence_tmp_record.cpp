@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/TmpRecordFile.h>
 
@@ -14,6 +13,8 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+
+#include "foundation/LocalFileAccess.h"
 
 namespace {
 

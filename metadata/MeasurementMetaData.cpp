@@ -2,8 +2,8 @@
 // operation is a one-line mapping onto its key in MetaDataKeys.h.
 #include <zsff/DateTime.h>
 #include <zsff/MeasurementMetaData.h>
-#include <zsff/TextConversion.h>
 
+#include "foundation/TextConversion.h"
 #include "metadata/MetaDataKeys.h"
 
 namespace zsff {

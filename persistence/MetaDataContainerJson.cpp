@@ -20,7 +20,6 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
 #include <zsff/RecordId.h>
-#include <zsff/TextConversion.h>
 
 #include <cfloat>
 #include <cstdint>
@@ -29,6 +28,7 @@
 #include <utility>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 

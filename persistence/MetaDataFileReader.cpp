@@ -3,7 +3,6 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
 #include <zsff/MetaDataFileReader.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <climits>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 #include "metadata/MetaDataKeys.h"
 #include "persistence/MetaDataFileSupport.h"
 

@@ -2,10 +2,10 @@
 // writers share.
 #include <zsff/FileAccess.h>
 #include <zsff/MetaDataContainerJson.h>
-#include <zsff/TextConversion.h>
 
 #include <string>
 
+#include "foundation/TextConversion.h"
 #include "persistence/MetaDataFileSupport.h"
 
 namespace zsff {

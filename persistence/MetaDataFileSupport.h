@@ -3,10 +3,11 @@
 #pragma once
 
 #include <zsff/FileAccess.h>
-#include <zsff/LocalFileAccess.h>
 
 #include <memory>
 #include <string>
+
+#include "foundation/LocalFileAccess.h"
 
 namespace zsff {
 

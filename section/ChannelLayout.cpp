@@ -7,9 +7,9 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/SignalFile.h>
-#include <zsff/TextConversion.h>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 #include "section/ChannelPartRange.h"
 #include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"

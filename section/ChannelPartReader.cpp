@@ -7,12 +7,12 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/SignalFile.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/TextConversion.h"
 #include "metadata/MetaDataKeys.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"

@@ -4,13 +4,13 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/SignalFile.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <string>
 #include <utility>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/TextConversion.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"
 #include "section/ChannelPartReader.h"

@@ -6,10 +6,10 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/RecordSection.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 
+#include "foundation/TextConversion.h"
 #include "section/Channel.h"
 #include "section/RecordSectionOwner.h"
 

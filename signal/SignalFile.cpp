@@ -4,7 +4,6 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/SignalFile.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <cmath>
@@ -13,6 +12,7 @@
 
 #include "foundation/Diagnostics.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff {
 

@@ -1,10 +1,9 @@
 #include "Canvas.h"
 
-#include <zsff/TextConversion.h>
-
 #include <algorithm>
 
 #include "PixelFont.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 

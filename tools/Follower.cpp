@@ -7,7 +7,6 @@
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
@@ -25,6 +24,7 @@
 #include "OpenTree.h"
 #include "Verbosity.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,6 @@
 // zsff info: what a measurement holds, as aligned tables for people or as JSON
 // for scripts. Reads the files only; a measurement being recorded can be listed
 // while it grows.
-#include <zsff/TextConversion.h>
 
 #include <cstdio>
 #include <set>
@@ -14,6 +13,7 @@
 #include "MetaDataVisit.h"
 #include "Table.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 

@@ -3,11 +3,11 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <zsff/DateTime.h>
-#include <zsff/TextConversion.h>
 
 #include <cmath>
 
 #include "MetaDataVisit.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 
@@ -150,6 +150,5 @@ std::string MeasurementToJson(const MeasurementSummary& m) {
   json.EndObject();
   return buffer.GetString();
 }
-
 
 }  // namespace zsff_tools

@@ -5,9 +5,7 @@
 #include "Measurement.h"
 
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataFileReader.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
@@ -19,6 +17,8 @@
 #include <system_error>
 
 #include "foundation/FileNames.h"
+#include "foundation/LocalFileAccess.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,6 @@
 #include "OpenTree.h"
 
 #include <zsff/FileAccess.h>
-#include <zsff/TextConversion.h>
 
 #include <sys/stat.h>
 
@@ -11,6 +10,7 @@
 
 #include "Commands.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 

@@ -11,7 +11,6 @@
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/RecordZoomer.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
@@ -31,6 +30,7 @@
 #include "PlotSvg.h"
 #include "PngWriter.h"
 #include "Verbosity.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 
@@ -146,7 +146,6 @@ bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
   }
   return true;
 }
-
 
 }  // namespace
 

@@ -9,7 +9,6 @@
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
@@ -27,6 +26,7 @@
 #include "OpenTree.h"
 #include "OutputFile.h"
 #include "Verbosity.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

@@ -23,6 +23,7 @@
 #include "Progress.h"
 #include "Verbosity.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

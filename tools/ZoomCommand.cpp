@@ -9,7 +9,6 @@
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/RecordZoomer.h>
-#include <zsff/TextConversion.h>
 
 #include <cmath>
 #include <cstdio>
@@ -22,6 +21,7 @@
 #include "Commands.h"
 #include "Format.h"
 #include "OpenTree.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 

@@ -1,7 +1,6 @@
 // zsff: the command-line host of the library. "zsff record" lays down a demo
 // measurement as an analyzer would, "zsff info" lists what a measurement holds.
 // Commands live in one table, so a new one is a row and a function.
-#include <zsff/TextConversion.h>
 
 #include <cstdio>
 #include <cstring>
@@ -9,6 +8,7 @@
 #include "Commands.h"
 #include "Interrupts.h"
 #include "Verbosity.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 

@@ -4,12 +4,12 @@
 #include <zsff/ChannelMetaData.h>
 #include <zsff/DateTime.h>
 #include <zsff/MeasurementMetaData.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <mutex>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/TextConversion.h"
 #include "tree/RecordKeys.h"
 
 namespace zsff {

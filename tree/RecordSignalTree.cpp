@@ -1,11 +1,11 @@
 // The tree's life: making and opening measurement directories, aiming at a remote
 // store, the process-wide record states and the notices that change them.
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSignalTree.h>
 
 #include <mutex>
 #include <utility>
 
+#include "foundation/LocalFileAccess.h"
 #include "signal/BlockReduction.h"
 #include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"

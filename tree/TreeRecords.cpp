@@ -3,7 +3,6 @@
 
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/RecordSection.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <mutex>
@@ -12,6 +11,7 @@
 
 #include "foundation/Diagnostics.h"
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 #include "tree/MeasurementFile.h"
 #include "tree/RecordKeys.h"
 #include "tree/RecordStates.h"

@@ -3,7 +3,6 @@
 #include <sys/types.h>
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordZoomer.h>
-#include <zsff/TextConversion.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +10,7 @@
 #include <mutex>
 
 #include "foundation/Diagnostics.h"
+#include "foundation/TextConversion.h"
 #include "signal/BlockReduction.h"
 
 namespace zsff {

@@ -10,7 +10,6 @@
 #include <zsff/Diagnostics.h>
 #include <zsff/DummyRecordSection.h>
 #include <zsff/FileAccess.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MarkerId.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataAnalyzer.h>
@@ -32,5 +31,4 @@
 #include <zsff/RecordZoomer.h>
 #include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
-#include <zsff/TextConversion.h>
 #include <zsff/TmpRecordFile.h>

@@ -2,10 +2,11 @@
 // file times and at the edges of every field.
 #include <gtest/gtest.h>
 #include <zsff/DateTime.h>
-#include <zsff/TextConversion.h>
 
 #include <climits>
 #include <ctime>
+
+#include "foundation/TextConversion.h"
 
 using zsff::SYSTEMTIME;
 

@@ -2,11 +2,11 @@
 // names are told apart. The id-based names and their parsers are tested with the
 // ids.
 #include <gtest/gtest.h>
-#include <zsff/TextConversion.h>
 
 #include <string>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace names = zsff::names;
 

@@ -4,12 +4,13 @@
 #include <zsff/ChannelId.h>
 #include <zsff/MarkerId.h>
 #include <zsff/RecordId.h>
-#include <zsff/TextConversion.h>
 
 #include <ctime>
 #include <map>
 #include <stdexcept>
 #include <string>
+
+#include "foundation/TextConversion.h"
 
 using zsff::CChannelID;
 using zsff::CMarkerId;

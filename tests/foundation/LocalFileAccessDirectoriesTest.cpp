@@ -1,6 +1,5 @@
 // The local store's directory operations: create, delete and copy trees, copy
 // named files, list with patterns, and what a local store answers for a remote.
-#include <zsff/LocalFileAccess.h>
 
 #include <algorithm>
 #include <fstream>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/FileContents.h"
 
 using namespace zsff;

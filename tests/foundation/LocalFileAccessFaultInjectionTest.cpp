@@ -1,11 +1,11 @@
 // The fault-injecting store that tests of the upper layers rely on: over a
 // real local store, its failures must look exactly like real ones.
-#include <zsff/LocalFileAccess.h>
 
 #include <memory>
 #include <string>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/FaultInjectingFileAccess.h"
 
 using namespace zsff;

@@ -1,6 +1,5 @@
 // The local store's open files: handles, open modes, transfers, error codes.
 #include <dirent.h>
-#include <zsff/LocalFileAccess.h>
 
 #include <atomic>
 #include <cstring>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/FileContents.h"
 
 using namespace zsff;

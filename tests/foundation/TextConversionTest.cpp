@@ -1,9 +1,10 @@
 // The library's UTF-8 codec: what it keeps, what it drops and where it stops.
 #include <gtest/gtest.h>
-#include <zsff/TextConversion.h>
 
 #include <climits>
 #include <string>
+
+#include "foundation/TextConversion.h"
 
 using zsff::Utf8ToWide;
 using zsff::WideToUtf8;

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/TextConversion.h>
 
 #include <map>
 #include <string>
 #include <vector>
 
+#include "foundation/TextConversion.h"
 #include "metadata/EnumTexts.h"
 #include "metadata/KeyRows.h"
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataFileLock.h>
 
 #include <chrono>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/FileContents.h"
 
 namespace fs = std::filesystem;

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
 #include <zsff/MetaDataFileReader.h>
@@ -13,6 +12,7 @@
 #include <string>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/CapturedDiagnostics.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"

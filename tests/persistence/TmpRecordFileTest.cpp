@@ -2,7 +2,6 @@
 #include <unistd.h>
 #include <zsff/ChannelMetaData.h>
 #include <zsff/DateTime.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/TmpRecordFile.h>
 
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/CapturedDiagnostics.h"
 #include "support/FileContents.h"
 #include "support/RecordInfoExpectations.h"

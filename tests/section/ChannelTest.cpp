@@ -3,7 +3,6 @@
 // file once a part, and completes its metadata at close. Everything is checked on
 // disk, through a store that counts the writes of each file and injects faults.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
 #include <zsff/MetaDataFileReader.h>
@@ -19,6 +18,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/Channel.h"
 #include "signal/CompressedSignalFileWriter.h"
 #include "support/FaultInjectingFileAccess.h"

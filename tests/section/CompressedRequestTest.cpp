@@ -5,7 +5,6 @@
 // read position and the section's state around a request; a trigger channel.
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 
 namespace fs = std::filesystem;

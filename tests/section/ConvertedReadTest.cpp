@@ -6,7 +6,6 @@
 // whole when a later piece fails.
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 #include <zsff/SignalFile.h>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 #include "section/SampleConversion.h"
 #include "support/FaultInjectingFileAccess.h"

@@ -2,13 +2,13 @@
 // part length asked for, the no-ring flag and, for short rings, the data rate of
 // the record's channels.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSection.h>
 
 #include <memory>
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 
 using namespace zsff;

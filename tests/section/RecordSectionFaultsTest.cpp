@@ -1,7 +1,6 @@
 // A store that refuses to create, open or write: the section reports the failure
 // in its words, keeps its state, and loses none of the samples already written.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSection.h>
 
 #include <filesystem>
@@ -10,6 +9,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 #include "support/FaultInjectingFileAccess.h"
 

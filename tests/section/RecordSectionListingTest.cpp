@@ -2,7 +2,6 @@
 // channel look-ups, metadata through the section, and a new record that starts
 // with the channels of another.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
 #include <zsff/RecordSection.h>
@@ -13,6 +12,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 
 namespace fs = std::filesystem;

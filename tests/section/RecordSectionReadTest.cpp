@@ -5,7 +5,6 @@
 // follows a recording carried on by another section.
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataRecord.h>
 #include <zsff/RecordSection.h>
@@ -23,6 +22,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/SampleFormatOf.h"

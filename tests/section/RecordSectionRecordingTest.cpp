@@ -3,7 +3,6 @@
 // record, their removal and the completed metadata at stop, and the notices the
 // tree hears on the way.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/RecordSection.h>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 
 namespace fs = std::filesystem;

@@ -1,7 +1,6 @@
 // The order of a recording is enforced: each call out of its place is refused
 // with its own text and leaves the state as it was; the notices come once each.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSection.h>
 
 #include <memory>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 #include "support/ForwardingFileAccess.h"
 

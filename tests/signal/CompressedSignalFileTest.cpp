@@ -1,7 +1,6 @@
 // The pyramid files against references computed here from the recorded samples, the
 // planner's choice of level, and the ways a request is served or refused.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/TmpRecordFile.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "signal/BlockReduction.h"
 #include "signal/CompressedSignalFileReader.h"
 #include "signal/CompressedSignalFileWriter.h"

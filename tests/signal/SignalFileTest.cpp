@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileWriter.h>
 #include <zsff/SignalFile.h>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
 

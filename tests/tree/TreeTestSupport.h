@@ -5,7 +5,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileReader.h>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "support/ForwardingFileAccess.h"
 #include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"

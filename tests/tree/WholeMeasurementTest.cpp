@@ -6,10 +6,10 @@
 #include <zsff/DateTime.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/TextConversion.h>
 
 #include <filesystem>
 
+#include "foundation/TextConversion.h"
 #include "tree/TreeTestSupport.h"
 
 namespace fs = std::filesystem;

@@ -1,7 +1,6 @@
 // The zoomer on a measurement still being recorded: a running record as long as
 // the request, its unrecorded seconds as NaN pairs, the rebinding when it stops,
 // and a ring whose window each display context holds until it is reset.
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordZoomer.h>
 #include <zsff/TmpRecordFile.h>
 
@@ -9,6 +8,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "foundation/LocalFileAccess.h"
 #include "zoom/ZoomTestSupport.h"
 
 namespace fs = std::filesystem;

@@ -5,12 +5,12 @@
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataFileWriter.h>
 #include <zsff/RecordId.h>
-#include <zsff/TextConversion.h>
 
 #include <fstream>
 
 #include "Measurement.h"
 #include "TempDir.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 namespace {
