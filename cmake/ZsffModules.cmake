@@ -1,6 +1,8 @@
-# Build helpers: every subsystem folder becomes an object library, and every
-# tests/<subsystem> folder one GoogleTest program linked with that subsystem and
-# all subsystems below it. Sources are globbed so that a new file needs no edit here.
+# Build helpers. Every subsystem folder becomes an object library that names the
+# modules it uses directly; every tests/<subsystem> folder becomes one GoogleTest
+# program linked with its module and what that module uses, directly or not, and
+# nothing else. A module that calls into one it didn't declare therefore fails to
+# link its own tests. Sources are globbed so that a new file needs no edit here.
 
 function(zsff_apply_flags target)
   target_compile_features(${target} PUBLIC cxx_std_17)
@@ -12,27 +14,43 @@ function(zsff_apply_flags target)
   endif()
 endfunction()
 
-function(zsff_add_modules)
-  set(objects "")
-  set(below "")
-  foreach(module ${ARGN})
-    file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${module}/*.cpp)
-    if(sources)
-      add_library(zsff_${module} OBJECT ${sources})
-      zsff_apply_flags(zsff_${module})
-      target_include_directories(zsff_${module}
-        PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include
-        PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-      if(RAPIDJSON_INCLUDE_DIRS)
-        target_include_directories(zsff_${module} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
-      endif()
-      target_link_libraries(zsff_${module} PUBLIC Threads::Threads)
-      list(APPEND objects $<TARGET_OBJECTS:zsff_${module}>)
-      list(APPEND below zsff_${module})
+# zsff_add_module(<name> [DEPENDS <module>...]): the object library zsff_<name> of
+# <name>/*.cpp. A module can only depend on modules declared before it, so the
+# modules form no cycle. Sets ZSFF_MODULE_CLOSURE_<name>: the object libraries a
+# program that uses <name> links with, <name> among them.
+function(zsff_add_module module)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "DEPENDS")
+  get_property(declared GLOBAL PROPERTY ZSFF_MODULES)
+  set(closure "")
+  foreach(dependency ${ARG_DEPENDS})
+    if(NOT dependency IN_LIST declared)
+      message(FATAL_ERROR "zsff module ${module} depends on ${dependency}, which isn't declared before it")
     endif()
-    set(ZSFF_MODULE_DEPS_${module} ${below} PARENT_SCOPE)
+    list(APPEND closure ${ZSFF_MODULE_CLOSURE_${dependency}})
   endforeach()
 
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${module}/*.cpp)
+  if(sources)
+    add_library(zsff_${module} OBJECT ${sources})
+    zsff_apply_flags(zsff_${module})
+    target_include_directories(zsff_${module}
+      PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include
+      PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+    if(RAPIDJSON_INCLUDE_DIRS)
+      target_include_directories(zsff_${module} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
+    endif()
+    target_link_libraries(zsff_${module} PUBLIC Threads::Threads)
+    list(APPEND closure zsff_${module})
+    set_property(GLOBAL APPEND PROPERTY ZSFF_LIBRARY_OBJECTS $<TARGET_OBJECTS:zsff_${module}>)
+  endif()
+  set_property(GLOBAL APPEND PROPERTY ZSFF_MODULES ${module})
+  list(REMOVE_DUPLICATES closure)
+  set(ZSFF_MODULE_CLOSURE_${module} ${closure} PARENT_SCOPE)
+endfunction()
+
+# The single static library a host links, gathering every module declared so far.
+function(zsff_add_library)
+  get_property(objects GLOBAL PROPERTY ZSFF_LIBRARY_OBJECTS)
   add_library(ZentrelSignalFlatFormat STATIC ${objects})
   add_library(zsff::ZentrelSignalFlatFormat ALIAS ZentrelSignalFlatFormat)
   set_target_properties(ZentrelSignalFlatFormat PROPERTIES LINKER_LANGUAGE CXX)
@@ -41,8 +59,10 @@ function(zsff_add_modules)
   target_link_libraries(ZentrelSignalFlatFormat PUBLIC Threads::Threads)
 endfunction()
 
+# One test program per module declared so far that has a tests/<module> folder.
 function(zsff_add_module_tests)
-  foreach(module ${ARGN})
+  get_property(modules GLOBAL PROPERTY ZSFF_MODULES)
+  foreach(module ${modules})
     file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/tests/${module}/*.cpp)
     if(sources)
       set(name test_${module})
@@ -52,7 +72,7 @@ function(zsff_add_module_tests)
       if(RAPIDJSON_INCLUDE_DIRS)
         target_include_directories(${name} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
       endif()
-      target_link_libraries(${name} PRIVATE ${ZSFF_MODULE_DEPS_${module}} GTest::gtest)
+      target_link_libraries(${name} PRIVATE ${ZSFF_MODULE_CLOSURE_${module}} GTest::gtest)
       gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
     endif()
   endforeach()
