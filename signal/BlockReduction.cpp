@@ -12,13 +12,32 @@ unsigned long long ReducedSize(unsigned long long samples, unsigned long long fa
                  std::ceil(static_cast<double>(samples) / static_cast<double>(factor)));
 }
 
-void ReduceBlock(void* destination, unsigned long long capacity, const void* source,
-                 unsigned long long samples, unsigned long long factor, SampleFormat_t format,
-                 unsigned long long& missing, double& minimum, double& maximum) {
+unsigned long long ReduceBlock(void* destination, unsigned long long capacity, const void* source,
+                               unsigned long long samples, unsigned long long factor,
+                               SampleFormat_t format, unsigned long long& missing, double& minimum,
+                               double& maximum) {
+  unsigned long long stored = 0;
   VisitSampleType(format, [&](auto tag) {
     using T = decltype(tag);
-    ReduceBlock(static_cast<T*>(destination), capacity, static_cast<const T*>(source), samples,
-                factor, missing, minimum, maximum);
+    stored = ReduceBlock(static_cast<T*>(destination), capacity, static_cast<const T*>(source),
+                         samples, factor, missing, minimum, maximum);
+  });
+  return stored;
+}
+
+void FoldIntoPair(void* pair, const void* source, unsigned long long values,
+                  SampleFormat_t format) {
+  VisitSampleType(format, [&](auto tag) {
+    using T = decltype(tag);
+    FoldIntoPair(static_cast<T*>(pair), static_cast<const T*>(source), values);
+  });
+}
+
+void FoldIntoPair(void* pair, double minimum, double maximum, SampleFormat_t format) {
+  VisitSampleType(format, [&](auto tag) {
+    using T = decltype(tag);
+    const T carried[2] = {detail::Narrow<T>(minimum), detail::Narrow<T>(maximum)};
+    FoldIntoPair(static_cast<T*>(pair), carried, 2);
   });
 }
 
@@ -31,11 +50,21 @@ void ReduceProportional(void* destination, unsigned long long destinationValues,
   });
 }
 
-#define ZSFF_REDUCTION_INSTANTIATE(T)                                                         \
-  template void ReduceBlock<T>(T*, unsigned long long, const T*, unsigned long long,          \
-                               unsigned long long, unsigned long long&, double&, double&);    \
-  template void CascadeStep<T>(const T*, unsigned long long, unsigned long long, LevelCarry&, \
-                               std::vector<T>&);                                              \
+unsigned long long LastProportionalTarget(unsigned long long destinationValues,
+                                          unsigned long long sourceValues) {
+  const unsigned long long d = destinationValues, s = sourceValues;
+  if (d == 0 || s < 2) return d;
+  const unsigned long long target = d == s ? s - 2 : (2 * (s / 2 - 1) * d / s) & ~1ULL;
+  return target + 1 < d ? target : d;
+}
+
+#define ZSFF_REDUCTION_INSTANTIATE(T)                                                              \
+  template unsigned long long ReduceBlock<T>(T*, unsigned long long, const T*, unsigned long long, \
+                                             unsigned long long, unsigned long long&, double&,     \
+                                             double&);                                             \
+  template void FoldIntoPair<T>(T*, const T*, unsigned long long);                                 \
+  template void CascadeStep<T>(const T*, unsigned long long, unsigned long long, LevelCarry&,      \
+                               std::vector<T>&);                                                   \
   template void ReduceProportional<T>(T*, unsigned long long, const T*, unsigned long long);
 ZSFF_REDUCTION_INSTANTIATE(float)
 ZSFF_REDUCTION_INSTANTIATE(double)

@@ -55,16 +55,25 @@ unsigned long long ReducedSize(unsigned long long samples, unsigned long long fa
 // consumes the whole block and leaves no carry. When the capacity runs out with fewer
 // than `factor` samples left, those samples open a new group in the carry; more than that
 // are dropped. A null `source` with samples, or a factor of 0, changes nothing; a null
-// `destination` counts as no room.
+// `destination` counts as no room. Returns the number of values stored.
 template <typename T>
-void ReduceBlock(T* destination, unsigned long long capacity, const T* source,
-                 unsigned long long samples, unsigned long long factor, unsigned long long& missing,
-                 double& minimum, double& maximum);
+unsigned long long ReduceBlock(T* destination, unsigned long long capacity, const T* source,
+                               unsigned long long samples, unsigned long long factor,
+                               unsigned long long& missing, double& minimum, double& maximum);
 
 // The same for a sample format chosen at run time; any other format does nothing.
-void ReduceBlock(void* destination, unsigned long long capacity, const void* source,
-                 unsigned long long samples, unsigned long long factor, SampleFormat_t format,
-                 unsigned long long& missing, double& minimum, double& maximum);
+unsigned long long ReduceBlock(void* destination, unsigned long long capacity, const void* source,
+                               unsigned long long samples, unsigned long long factor,
+                               SampleFormat_t format, unsigned long long& missing, double& minimum,
+                               double& maximum);
+
+// Folds `values` values of `source`, taken as (min, max) pairs, into the pair at `pair`:
+// how a view's last point takes in what its even share of points left over. The
+// carry form folds a running (min, max) kept in doubles. Any other format does nothing.
+template <typename T>
+void FoldIntoPair(T* pair, const T* source, unsigned long long values);
+void FoldIntoPair(void* pair, const void* source, unsigned long long values, SampleFormat_t format);
+void FoldIntoPair(void* pair, double minimum, double maximum, SampleFormat_t format);
 
 // What one pyramid level keeps between blocks: values received but not yet summarised
 // for the next level, and their running min and max (doubles whatever the format).
@@ -122,6 +131,11 @@ void ReduceProportional(T* destination, unsigned long long destinationValues, co
 // The same for a sample format chosen at run time; any other format does nothing.
 void ReduceProportional(void* destination, unsigned long long destinationValues, const void* source,
                         unsigned long long sourceValues, SampleFormat_t format);
+
+// The value index of the pair that ReduceProportional writes last (the target of the
+// source's last pair), or destinationValues when it writes none.
+unsigned long long LastProportionalTarget(unsigned long long destinationValues,
+                                          unsigned long long sourceValues);
 
 // Calls visit(T{}) with the element type of `format`; false, without a call, for any
 // other value. The one place that maps a format to its element type.
@@ -396,10 +410,10 @@ inline void Fold(const T* p, std::size_t count, T& minimum, T& maximum) {
 // Definitions
 
 template <typename T>
-void ReduceBlock(T* destination, unsigned long long capacity, const T* source,
-                 unsigned long long samples, unsigned long long factor, unsigned long long& missing,
-                 double& minimum, double& maximum) {
-  if (factor == 0 || (source == nullptr && samples != 0)) return;
+unsigned long long ReduceBlock(T* destination, unsigned long long capacity, const T* source,
+                               unsigned long long samples, unsigned long long factor,
+                               unsigned long long& missing, double& minimum, double& maximum) {
+  if (factor == 0 || (source == nullptr && samples != 0)) return 0;
   const unsigned long long room = destination == nullptr ? 0 : capacity & ~1ULL;
   unsigned long long stored = 0;
   bool open = false;
@@ -446,6 +460,13 @@ void ReduceBlock(T* destination, unsigned long long capacity, const T* source,
     maximum = hi;
     missing = factor - samples;
   }
+  return stored;
+}
+
+template <typename T>
+void FoldIntoPair(T* pair, const T* source, unsigned long long values) {
+  if (pair == nullptr || source == nullptr || values < 2) return;
+  detail::Fold<T, true>(source, static_cast<std::size_t>(values & ~1ULL), pair[0], pair[1]);
 }
 
 template <typename T>
@@ -555,11 +576,13 @@ void ReduceProportional(T* destination, unsigned long long destinationValues, co
 // ---------------------------------------------------------------------------------------
 // The four element types are compiled once, in BlockReduction.cpp.
 
-#define ZSFF_REDUCTION_EXTERN(T)                                                                  \
-  extern template void ReduceBlock<T>(T*, unsigned long long, const T*, unsigned long long,       \
-                                      unsigned long long, unsigned long long&, double&, double&); \
-  extern template void CascadeStep<T>(const T*, unsigned long long, unsigned long long,           \
-                                      LevelCarry&, std::vector<T>&);                              \
+#define ZSFF_REDUCTION_EXTERN(T)                                                            \
+  extern template unsigned long long ReduceBlock<T>(T*, unsigned long long, const T*,       \
+                                                    unsigned long long, unsigned long long, \
+                                                    unsigned long long&, double&, double&); \
+  extern template void FoldIntoPair<T>(T*, const T*, unsigned long long);                   \
+  extern template void CascadeStep<T>(const T*, unsigned long long, unsigned long long,     \
+                                      LevelCarry&, std::vector<T>&);                        \
   extern template void ReduceProportional<T>(T*, unsigned long long, const T*, unsigned long long);
 ZSFF_REDUCTION_EXTERN(float)
 ZSFF_REDUCTION_EXTERN(double)

@@ -53,9 +53,18 @@ CCompressedSignalFileReader::CCompressedSignalFileReader(
 
 bool CCompressedSignalFileReader::LevelFileExists() {
   if (m_FileAccess == nullptr) return false;
-  if (m_LevelsFinal) return !m_Levels.empty() && !m_Levels[0].Missing;
+  if (m_LevelsFinal) {
+    return std::any_of(m_Levels.begin(), m_Levels.end(),
+                       [](const Level& level) { return level.Usable(); });
+  }
   m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
-  return m_FileAccess->FileExists(names::PyramidLevelFile(m_BasePath, 1));
+  // A part that lost its first level may still be served by a coarser one.
+  for (int level = 1; level <= CCompressedSignalFileWriter::kMaxLevels; ++level) {
+    if (m_FileAccess->FileExists(names::PyramidLevelFile(m_BasePath, level))) {
+      return true;
+    }
+  }
+  return false;
 }
 
 unsigned long long CCompressedSignalFileReader::LevelPairCount(std::size_t level) const {
@@ -93,11 +102,14 @@ void CCompressedSignalFileReader::RefreshLevels() {
   for (int index = 0; index < CCompressedSignalFileWriter::kMaxLevels; ++index) {
     samplesPerPair *= m_CompressionFactor;
     m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
+    // The size query tells whether the file is there too: a level whose file
+    // holds no pair can't serve a view.
+    unsigned long long size = 0;
     bool exists;
     if (m_Levels.size() <= static_cast<std::size_t>(index)) {
       Level level;
       level.Path = names::PyramidLevelFile(m_BasePath, index + 1);
-      exists = m_FileAccess->FileExists(level.Path);
+      exists = m_FileAccess->FileSize(level.Path, size);
       if (exists) {
         found = true;
       } else {
@@ -111,19 +123,14 @@ void CCompressedSignalFileReader::RefreshLevels() {
       }
       m_Levels.push_back(level);
     } else {
-      exists = m_FileAccess->FileExists(m_Levels[index].Path);
+      exists = m_FileAccess->FileSize(m_Levels[index].Path, size);
     }
 
     Level& level = m_Levels[index];
     level.Missing = !exists;
+    level.FilePairs = exists ? size / (2 * m_SampleSize) : 0;
     level.Held = false;  // a file that can still change is read anew
-    if (!recording || level.Missing) {
-      level.Pairs = samples / samplesPerPair;
-    } else {
-      unsigned long long size = 0;
-      m_FileAccess->FileSize(level.Path, size);
-      level.Pairs = size / (2 * m_SampleSize);
-    }
+    level.Pairs = !recording || level.Missing ? samples / samplesPerPair : level.FilePairs;
   }
 }
 
@@ -156,13 +163,17 @@ CompressedSignalPlan_t CCompressedSignalFileReader::Plan(float start, float stop
   }
 
   plan.PointsGiven = ToCount(static_cast<double>(samples) / ratio);
+  unsigned long long levelDivider = 1;
   unsigned long long divider = 1;
   bool accepted = false;
   for (std::size_t index = 0; index < m_Levels.size(); ++index) {
-    if (static_cast<double>(divider * m_CompressionFactor) > ratio) break;
+    if (static_cast<double>(levelDivider * m_CompressionFactor) > ratio) break;
+    levelDivider *= m_CompressionFactor;
+    // A lost or empty level gives way to a finer one rather than to blanks.
+    if (!m_Levels[index].Usable()) continue;
     accepted = true;
     plan.Level = index;
-    divider *= m_CompressionFactor;
+    divider = levelDivider;
     plan.RemainingRatio = ratio / static_cast<double>(divider);
   }
 
@@ -194,6 +205,7 @@ bool CCompressedSignalFileReader::BlankRequest(float start, float stop, unsigned
   m_Start = start;
   m_Stop = stop;
   m_Points = points;
+  m_Missing = 0;
   const unsigned long long values = 2 * std::min(points, ToCount((stop - start) * m_SamplingRate));
   m_Result.assign(values * m_SampleSize, BlankByte());
   m_ResultSize = values;
@@ -208,6 +220,7 @@ bool CCompressedSignalFileReader::LevelRequest(float start, float stop, unsigned
   m_Start = start;
   m_Stop = stop;
   m_Points = points;
+  m_Missing = 0;
   if (plan.Divider < m_CompressionFactor) {
     m_Status = CompressFailed;
     return false;
@@ -226,6 +239,8 @@ bool CCompressedSignalFileReader::RawRequest(float start, float stop, unsigned l
   if (samples == nullptr || count == 0 || zsff::SampleSize(m_SampleFormat) == 0) return false;
 
   CompressedSignalPlan_t plan;
+  unsigned long long at = 0;
+  unsigned long long factor;
   if (!append) {
     m_Start = start;
     m_Stop = stop;
@@ -236,38 +251,58 @@ bool CCompressedSignalFileReader::RawRequest(float start, float stop, unsigned l
     // Targets that no pair reaches keep what is here: make that zeros, not the
     // previous request.
     m_Result.assign(m_ResultSize * m_SampleSize, 0);
-    const unsigned long long factor = std::max(1ULL, ToCount(plan.RemainingRatio));
-    // Only whole groups go to the pairs; the rest waits in the carry for the
-    // next block of the same request.
-    const unsigned long long values = 2 * (count / factor);
-    if (m_Scratch.size() < values * m_SampleSize) m_Scratch.resize(values * m_SampleSize);
     m_Missing = 0;
     m_Minimum = 0.0;
     m_Maximum = 0.0;
-    reduction::ReduceBlock(m_Scratch.data(), values, samples, count, factor, m_SampleFormat,
-                           m_Missing, m_Minimum, m_Maximum);
-    reduction::ReduceProportional(m_Result.data(), m_ResultSize, m_Scratch.data(), values,
-                                  m_SampleFormat);
+    m_LastRawPair = 0;
+    factor = std::max(1ULL, ToCount(plan.RemainingRatio));
   } else {
     m_Points += points;
     m_Span += static_cast<double>(stop) - start;
     plan = Plan(start, stop, points, count);
-    const unsigned long long added = 2 * plan.PointsGiven;
-    const unsigned long long before = m_ResultSize;
-    m_Result.resize((before + added) * m_SampleSize, 0);
-    m_ResultSize = before + added;
-    const unsigned long long factor = std::max(1ULL, ToCount(std::floor(plan.RemainingRatio)));
-    reduction::ReduceBlock(m_Result.data() + before * m_SampleSize, added, samples, count, factor,
-                           m_SampleFormat, m_Missing, m_Minimum, m_Maximum);
+    at = m_ResultSize;
+    m_ResultSize += 2 * plan.PointsGiven;
+    m_Result.resize(m_ResultSize * m_SampleSize, 0);
+    factor = std::max(1ULL, ToCount(std::floor(plan.RemainingRatio)));
   }
+  ReduceRawBlock(samples, count, factor, at, m_ResultSize - at);
   m_Ratio = plan.RemainingRatio * static_cast<double>(std::max(1ULL, plan.Divider));
   m_Status = CompressReady;
   return true;
 }
 
+void CCompressedSignalFileReader::ReduceRawBlock(const void* samples, unsigned long long count,
+                                                 unsigned long long factor, unsigned long long at,
+                                                 unsigned long long values) {
+  // Every whole group is stored, the one the carry resumes first; a short group
+  // at the end waits in the carry for the next block. A block that closes no
+  // whole group still closes one, so that it has a pair of its own.
+  const unsigned long long resumed = m_Missing != 0 ? std::min(count, m_Missing) : 0;
+  const unsigned long long capacity = std::max(2 * ((count - resumed) / factor), 2ULL);
+  if (m_Scratch.size() < capacity * m_SampleSize) m_Scratch.resize(capacity * m_SampleSize);
+  const unsigned long long stored =
+      reduction::ReduceBlock(m_Scratch.data(), capacity, samples, count, factor, m_SampleFormat,
+                             m_Missing, m_Minimum, m_Maximum);
+  // Equal counts copy; a block with more groups than points folds them together.
+  reduction::ReduceProportional(m_Result.data() + at * m_SampleSize, values, m_Scratch.data(),
+                                stored, m_SampleFormat);
+  const unsigned long long last = reduction::LastProportionalTarget(values, stored);
+  if (last < values) m_LastRawPair = at + last;
+}
+
+void CCompressedSignalFileReader::FinishRawRequest() {
+  if (m_Missing == 0) return;
+  if (m_LastRawPair + 1 < m_ResultSize) {
+    reduction::FoldIntoPair(m_Result.data() + m_LastRawPair * m_SampleSize, m_Minimum, m_Maximum,
+                            m_SampleFormat);
+  }
+  m_Missing = 0;
+}
+
 CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
                                                   const CompressedSignalPlan_t& plan) {
   if (m_Status == CompressReady) {
+    FinishRawRequest();
     if (destination != nullptr && m_ResultSize != 0) {
       std::memcpy(destination, m_Result.data(), m_ResultSize * m_SampleSize);
     }
@@ -280,36 +315,48 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
     return CompressFailed;
   }
   Level& level = m_Levels[plan.Level];
+  if (!level.Usable()) return CompressFailed;
 
   unsigned long long first = FirstValue(m_Start, plan.Divider);
   if (first > 2 * level.Pairs) first = (first / 2 - level.Pairs) * 2;
 
   const unsigned long long values = 2 * plan.PairsToRead;
+  // Pairs behind the planned ones, up to the end of the file, that belong to the span.
+  unsigned long long behind = 0;
+  if (plan.ThroughEnd && values != 0 && level.FilePairs > first / 2 + plan.PairsToRead) {
+    behind = 2 * (level.FilePairs - first / 2 - plan.PairsToRead);
+  }
   m_Ratio = std::trunc(plan.RemainingRatio) * static_cast<double>(plan.Divider);
   const unsigned long long bytes = values * m_SampleSize;
+  const unsigned long long readBytes = bytes + behind * m_SampleSize;
   const bool reduce = plan.RemainingRatio > 1.0;
   // The destination holds the result size; a plan that would read more straight
   // into it, or more than one transfer carries, isn't served.
-  if (bytes > std::numeric_limits<unsigned int>::max() || (!reduce && values > m_ResultSize)) {
+  if (readBytes > std::numeric_limits<unsigned int>::max() || (!reduce && values > m_ResultSize)) {
     return CompressFailed;
   }
 
   void* target = destination;
-  if (reduce) {
-    if (m_Scratch.size() < bytes) m_Scratch.resize(bytes);
+  if (reduce || behind != 0) {
+    if (m_Scratch.size() < readBytes) m_Scratch.resize(readBytes);
     target = m_Scratch.data();
   }
-  bool complete = true;
-  if (level.Missing) {
-    std::memset(target, BlankByte(), bytes);
-  } else if (bytes != 0) {
-    complete = ReadLevel(level, first * m_SampleSize, target, bytes);
+  if (readBytes != 0 && !ReadLevel(level, first * m_SampleSize, target, readBytes)) {
+    return CompressFailed;
   }
-  if (reduce && complete) {
+  unsigned long long last = values - 2;
+  if (reduce) {
     reduction::ReduceProportional(destination, m_ResultSize, m_Scratch.data(), values,
                                   m_SampleFormat);
+    last = reduction::LastProportionalTarget(m_ResultSize, values);
+  } else if (behind != 0) {
+    std::memcpy(destination, m_Scratch.data(), bytes);
   }
-  return complete ? CompressReady : CompressFailed;
+  if (behind != 0 && last + 1 < m_ResultSize) {
+    reduction::FoldIntoPair(static_cast<unsigned char*>(destination) + last * m_SampleSize,
+                            m_Scratch.data() + bytes, behind, m_SampleFormat);
+  }
+  return CompressReady;
 }
 
 bool CCompressedSignalFileReader::ReadLevel(Level& level, unsigned long long offset, void* target,
@@ -347,6 +394,7 @@ bool CCompressedSignalFileReader::ReadFromFile(const Level& level, unsigned long
 
 void CCompressedSignalFileReader::ForgetRequest() {
   m_Status = CompressFailed;
+  m_Missing = 0;
   m_ResultSize = 0;
   std::vector<unsigned char>().swap(m_Result);
   std::vector<unsigned char>().swap(m_Scratch);

@@ -26,6 +26,11 @@ struct CompressedSignalPlan_t {
   unsigned long long PairsToRead = 0;
   unsigned long long PointsGiven = 0;
   bool UseRawSignal = false;  // the divider is below the factor: reduce raw samples
+  // Set by the caller when the span runs to the end of what the part holds: the
+  // level's pairs behind the planned ones then join the last point, so that no
+  // sample of the span is left out where the pairs cover fewer samples than the
+  // divider (blocks that weren't a multiple of the factor).
+  bool ThroughEnd = false;
 };
 
 class CCompressedSignalFileReader {
@@ -47,14 +52,17 @@ class CCompressedSignalFileReader {
   CCompressedSignalFileReader(const CCompressedSignalFileReader&) = delete;
   CCompressedSignalFileReader& operator=(const CCompressedSignalFileReader&) = delete;
 
-  // Whether the file of level 1 exists. A finished part's answer is taken from
-  // its level table once that is known.
+  // Whether a level file of the part exists: level 1 or, failing that, any above
+  // it. A finished part's answer is taken from its level table once that is
+  // known, where a level counts only if its file holds a pair.
   bool LevelFileExists();
 
   // Chooses the coarsest level whose pairs still number at least the points
-  // wanted, so that fewer than 32 pairs are read per point. `samples` 0 means the
-  // span times the rate. Refreshes the level table first; the table of a part
-  // that was finished when it was taken holds from then on.
+  // wanted, so that fewer than 32 pairs are read per point. A level whose file is
+  // gone or holds no pair is passed over for a finer one, or for the raw samples
+  // (the raw flag). `samples` 0 means the span times the rate. Refreshes the
+  // level table first; the table of a part that was finished when it was taken
+  // holds from then on.
   CompressedSignalPlan_t Plan(float start, float stop, unsigned long long points,
                               unsigned long long samples);
 
@@ -70,16 +78,18 @@ class CCompressedSignalFileReader {
   // Reduces `count` raw samples of a span to about `points` pairs into the result
   // buffer; status CompressReady. The first block (`append` false) starts a new
   // result; each following block is added behind it, and the carry of the block
-  // reduction joins the blocks into one view. False, with nothing changed, for no
-  // samples or an unknown format.
+  // reduction joins the blocks into one view. Every sample is in a pair: a block
+  // with more whole groups than its points folds them proportionally, and the
+  // samples still in the carry when the result is fetched join its last pair.
+  // False, with nothing changed, for no samples or an unknown format.
   bool RawRequest(float start, float stop, unsigned long long points, const void* samples,
                   unsigned long long count, bool append);
 
   // Ready: copies the result buffer into `destination`. Pending: reads the
-  // planned level (blank values for a missing level file) and reduces it into
-  // `destination`; CompressReady when every byte wanted was read, else
-  // CompressFailed. `destination` must hold ResultSize() values. Any other state,
-  // or a plan without divider, returns the status as it stands.
+  // planned level and reduces it into `destination`; CompressReady when every
+  // byte wanted was read, else CompressFailed. `destination` must hold
+  // ResultSize() values. Any other state, or a plan without divider, returns the
+  // status as it stands.
   CompressStatus_t Get(void* destination, const CompressedSignalPlan_t& plan);
 
   // Drops the last request, its result and its working memory; what was learnt
@@ -106,16 +116,18 @@ class CCompressedSignalFileReader {
   std::size_t LevelCount() const { return m_Levels.size(); }
   unsigned long long LevelPairCount(std::size_t level) const;
   bool LevelMissing(std::size_t level) const;
-  // The result buffer: ResultSize() values of SampleSize() bytes.
-  const void* Result() const { return m_Result.data(); }
 
  private:
   struct Level {
     std::string Path;
-    unsigned long long Pairs = 0;
-    bool Missing = false;  // no file: reads give blank values
-    bool Held = false;     // Values holds the file, read whole
+    unsigned long long Pairs = 0;      // estimated for a finished part, else measured
+    unsigned long long FilePairs = 0;  // what the file held when last looked at
+    bool Missing = false;              // no file
+    bool Held = false;                 // Values holds the file, read whole
     std::vector<unsigned char> Values;
+
+    // A level that can serve a view.
+    bool Usable() const { return !Missing && FilePairs != 0; }
   };
 
   // Levels of a finished part up to this size are held in memory once read.
@@ -125,6 +137,12 @@ class CCompressedSignalFileReader {
   // Index of the first value of `start` on a level of `divider`, even.
   unsigned long long FirstValue(float start, unsigned long long divider) const;
   unsigned char BlankByte() const;
+  // Reduces the block's whole groups into the scratch buffer and spreads them
+  // over `values` values of the result from `at`; what is left waits in the carry.
+  void ReduceRawBlock(const void* samples, unsigned long long count, unsigned long long factor,
+                      unsigned long long at, unsigned long long values);
+  // Folds what the carry of a raw request still holds into its last pair.
+  void FinishRawRequest();
   // `bytes` of the level from `offset` into `target`; false unless all came.
   bool ReadLevel(Level& level, unsigned long long offset, void* target, unsigned long long bytes);
   // One open, seek, read and close of the level's file; false unless all came.
@@ -151,6 +169,8 @@ class CCompressedSignalFileReader {
   unsigned long long m_Missing = 0;
   double m_Minimum = 0.0;
   double m_Maximum = 0.0;
+  // The value index of the last pair a raw request wrote, where the carry goes.
+  unsigned long long m_LastRawPair = 0;
   CTmpRecordFile* m_TmpRecordFile;  // borrowed, may be null
   bool m_InProgress = false;
   double m_ExpectedDuration;

@@ -310,6 +310,39 @@ TEST_F(CompressedRequest, MissingPartGivesBlanksBetweenItsNeighbours) {
   }
 }
 
+TEST_F(CompressedRequest, LostOrEmptyLevelFilesGiveWayToTheLevelsOrSamplesThere) {
+  // The middle part keeps its samples; its pyramid (three levels) loses files.
+  const struct {
+    const char* label;
+    std::vector<const char*> removed;
+    std::vector<const char*> emptied;
+  } cases[] = {
+      {"first level gone", {"Part_1_1.zpr"}, {}},
+      {"first level empty", {}, {"Part_1_1.zpr"}},
+      {"second level gone", {"Part_1_2.zpr"}, {}},
+      {"second level empty", {}, {"Part_1_2.zpr"}},
+      {"whole pyramid gone", {"Part_1_1.zpr", "Part_1_2.zpr", "Part_1_3.zpr"}, {}},
+  };
+  const fs::path channel = ChannelDir(kData);
+  const fs::path intact = dir.Path() / "intact";
+  fs::copy(channel, intact);
+  for (const auto& c : cases) {
+    fs::remove_all(channel);
+    fs::copy(intact, channel);
+    for (const char* name : c.removed) ASSERT_TRUE(fs::remove(channel / name)) << name;
+    for (const char* name : c.emptied) fs::resize_file(channel / name, 0);
+    auto section = OpenForReading();
+    // The first view takes the first level, the second the second.
+    for (const auto& span : {std::pair<float, float>(60.0f, 130.0f), {0.0f, kLength}}) {
+      const unsigned long long points = 100;
+      const std::vector<float> view = View(*section, kData, span.first, span.second, points);
+      ASSERT_FALSE(view.empty()) << c.label << ": " << Narrow(section->LastErrorString());
+      const double count = (static_cast<double>(span.second) - span.first) * kRate;
+      ExpectView(view, data, span.first * kRate, count, 2 * count / points + 32, c.label);
+    }
+  }
+}
+
 TEST_F(CompressedRequest, RequestLeavesTheReaderAndTheSectionAsTheyWere) {
   auto section = OpenForReading();
   const CAbstractRecordSection::SingleRecordState_t opened = section->State();

@@ -355,7 +355,7 @@ std::vector<std::int16_t> WritePyramid(const TempDir& dir, CAbstractFileAccess& 
   return samples;
 }
 
-TEST(CompressedSignalFileTest, MissingOrShortLevelFilesGiveBlanksOrFailures) {
+TEST(CompressedSignalFileTest, MissingEmptyOrShortLevelFilesGiveWayOrFail) {
   TempDir dir;
   CLocalFileAccess access;
   WritePyramid(dir, access);
@@ -374,19 +374,23 @@ TEST(CompressedSignalFileTest, MissingOrShortLevelFilesGiveBlanksOrFailures) {
   EXPECT_EQ(plan.RemainingRatio, 1024.0);
   fs::rename(dir.Path() / "aside.zpr", LevelPath(dir, 2));
 
-  // Level 1 gone below existing levels: it stays in the table, estimated and blank.
-  fs::rename(LevelPath(dir, 1), dir.Path() / "aside.zpr");
-  auto withoutFirst = reader();
-  plan = withoutFirst->Plan(0.0f, 64.0f, 2048, 0);
-  ASSERT_EQ(withoutFirst->LevelCount(), 3u);
-  EXPECT_TRUE(withoutFirst->LevelMissing(0));
-  EXPECT_EQ(withoutFirst->LevelPairCount(0), 2048u);
-  ASSERT_EQ(plan.Level, 0u);
-  ASSERT_TRUE(withoutFirst->LevelRequest(0.0f, 64.0f, 2048, plan));
-  std::vector<std::int16_t> values(4096, 5);
-  ASSERT_EQ(withoutFirst->Get(values.data(), plan), CompressReady);
-  EXPECT_EQ(std::count(values.begin(), values.end(), std::int16_t(-1)), 4096);
-  fs::rename(dir.Path() / "aside.zpr", LevelPath(dir, 1));
+  // Level 1 gone, or empty, below existing levels: it stays in the table but is
+  // passed over, for raw samples where it was wanted and for level 2 above it.
+  for (const bool empty : {false, true}) {
+    fs::rename(LevelPath(dir, 1), dir.Path() / "aside.zpr");
+    if (empty) std::ofstream(LevelPath(dir, 1), std::ios::binary);
+    auto withoutFirst = reader();
+    plan = withoutFirst->Plan(0.0f, 64.0f, 2048, 0);
+    ASSERT_EQ(withoutFirst->LevelCount(), 3u);
+    EXPECT_EQ(withoutFirst->LevelMissing(0), !empty);
+    EXPECT_TRUE(withoutFirst->LevelFileExists());
+    EXPECT_TRUE(plan.UseRawSignal);
+    plan = withoutFirst->Plan(0.0f, 64.0f, 64, 0);
+    EXPECT_EQ(plan.Level, 1u);
+    EXPECT_EQ(plan.Divider, 1024u);
+    fs::remove(LevelPath(dir, 1));
+    fs::rename(dir.Path() / "aside.zpr", LevelPath(dir, 1));
+  }
 
   // Level 1 shorter than its pair count: a span behind its end fails; one inside it still reads.
   fs::resize_file(LevelPath(dir, 1), 1024 * 2 * 2);
@@ -394,7 +398,7 @@ TEST(CompressedSignalFileTest, MissingOrShortLevelFilesGiveBlanksOrFailures) {
   plan = truncated->Plan(48.0f, 64.0f, 512, 0);
   ASSERT_EQ(plan.Divider, 32u);
   ASSERT_TRUE(truncated->LevelRequest(48.0f, 64.0f, 512, plan));
-  values.assign(1024 + 2, 5);
+  std::vector<std::int16_t> values(1024 + 2, 5);
   EXPECT_EQ(truncated->Get(values.data(), plan), CompressFailed);
   EXPECT_EQ(values[1024], 5);
   plan = truncated->Plan(0.0f, 16.0f, 512, 0);
