@@ -55,6 +55,10 @@ unsigned long long ToCount(double value) {
 
 std::u16string Number(double value) { return Utf8ToWide(std::to_string(value)); }
 
+// Whether a piece that stops at `stop` takes in the end of the signal at `end`,
+// both in seconds: within a sample, since the stop comes through a float.
+bool ReachesEnd(double stop, double end, float rate) { return stop + 1.0 / rate >= end; }
+
 }  // namespace
 
 CChannelPyramidView::CChannelPyramidView(ChannelLayout& layout, ChannelPartRange& signalParts,
@@ -153,6 +157,10 @@ bool CChannelPyramidView::Request(float start, float stop, unsigned long long po
     info.InProgress = reader.InProgress();
     m_Buffer.resize(info.Size * m_Layout.SampleSize);
     info.Points = points;
+    plan.ThroughEnd = ReachesEnd(
+        stop,
+        static_cast<double>(m_Layout.SignalLengthSpl(m_SignalParts, false)) / m_Layout.SamplingRate,
+        m_Layout.SamplingRate);
     return m_Current->Get(m_Buffer.data(), plan) != CompressFailed;
   }
 
@@ -168,6 +176,7 @@ bool CChannelPyramidView::Request(float start, float stop, unsigned long long po
     stop += t0;
   }
   const float recordStop = static_cast<float>(t0 + length);
+  double recordEnd = recordStop;
   if (start < t0 - kStartMargin || stop > recordStop + kStopMargin) {
     ReportDiagnostic(
         DiagnosticError,
@@ -189,6 +198,7 @@ bool CChannelPyramidView::Request(float start, float stop, unsigned long long po
         static_cast<float>(static_cast<double>(m_PyramidParts.FirstPart) * partLength);
     start += offset;
     stop += offset;
+    recordEnd += offset;
   }
 
   unsigned short part = static_cast<unsigned short>(ToCount(start / partLength));
@@ -232,6 +242,7 @@ bool CChannelPyramidView::Request(float start, float stop, unsigned long long po
     CCompressedSignalFileReader& reader = *m_Current;
     const unsigned long long size = reader.ResultSize();
     if (size == 0) return false;
+    plan.ThroughEnd = end >= partLength || ReachesEnd(partStart + end, recordEnd, rate);
     m_Buffer.resize((info.Size + size) * m_Layout.SampleSize);
     if (reader.Get(m_Buffer.data() + info.Size * m_Layout.SampleSize, plan) != CompressReady) {
       m_LastError = u"CRecordSection::RequestCompressedSignal() unable to compress signal";

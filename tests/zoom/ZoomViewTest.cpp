@@ -4,6 +4,7 @@
 // point against the samples that were written.
 #include <zsff/RecordZoomer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -78,6 +79,36 @@ TEST_F(RecordZoomerTest, SharesASpanOutOverTheRecordsItCrosses) {
 
   // Nothing changed in the tree: the records were never reopened.
   EXPECT_EQ(handles, (std::vector<int>{records[0].Handle, records[1].Handle, records[2].Handle}));
+}
+
+TEST_F(RecordZoomerTest, SpikesAtTheEndsOfPartsShowInTheView) {
+  // Parts of 4 s (2048 samples) in a ring of 60 s, filled in blocks that aren't a
+  // multiple of the pyramid's factor, so that its pairs cover fewer samples each.
+  int handle = StartRecord(60.0, PartLengthAuto);
+  std::vector<float> samples(9 * kBlock, 0.0f);
+  const struct {
+    std::size_t index;
+    float value;
+  } spikes[] = {{2047, 5.0f}, {4095, 6.0f}, {4607, 7.0f}, {4600, -7.0f}};
+  for (const auto& spike : spikes) samples[spike.index] = spike.value;
+  for (std::size_t done = 0; done < samples.size(); done += 500) {
+    const unsigned long long count = std::min<std::size_t>(500, samples.size() - done);
+    ASSERT_TRUE(
+        tree->wRecord(handle).WriteSampleBlock(kChannel, samples.data() + done, count, true));
+  }
+  Stop(handle);
+
+  CRecordZoomer zoomer;
+  ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
+  std::vector<float> view;
+  for (const unsigned long long points : {100ULL, 400ULL}) {  // a pyramid level, raw samples
+    SCOPED_TRACE(points);
+    ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 0.0f, 9.0f, points, false, 0, view));
+    for (const auto& spike : spikes) {
+      EXPECT_NE(std::find(view.begin(), view.end(), spike.value), view.end())
+          << "the spike at sample " << spike.index;
+    }
+  }
 }
 
 }  // namespace
