@@ -99,6 +99,8 @@ void CChannel::OpenExisting(bool finished, unsigned short lastPart, double durat
     m_SignalParts.TimeOffset = 0.0;
     m_PyramidParts = m_SignalParts;
     m_Duration = duration;
+    m_Layout.RecordDuration = duration;
+    if (duration == 0.0) CMetaDataChannelReader(metaData).RecordLength(m_Layout.RecordDuration);
     m_Recording = false;
   } else {
     m_Recording = true;

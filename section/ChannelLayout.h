@@ -48,6 +48,9 @@ struct ChannelLayout {
   // Samples of the whole record, fixed when a finished record is opened; 0: they
   // are measured each time.
   unsigned long long SignalLengthCache = 0;
+  // Seconds of a finished record, as its opening or its metadata tells them, which
+  // no missing part can shorten; 0 while it records or when nothing tells.
+  double RecordDuration = 0.0;
 
   // Samples of a full part, truncated.
   unsigned long long SamplesPerPart() const;

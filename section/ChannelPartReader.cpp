@@ -148,8 +148,7 @@ bool CChannelPartReader::MoveTo(unsigned short part, bool refresh) {
     const bool next = part == m_SignalParts.Next();
     bool fails = false;
     if (!m_SignalParts.Holds(part) && !(recording && next)) {
-      m_LastError =
-          u"CChannel::OpenPart unable to open signal files: " + Utf8ToWide(m_Layout.PartName(part));
+      m_LastError = UnableToOpen(part);
       m_Cursor.PartMissing = false;
       fails = true;
     } else if (m_Layout.MaxRecordSamples == 0 && !next) {
@@ -299,10 +298,7 @@ unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long 
   // Samples of the current read part: what its file holds, a full part for a part
   // that is gone.
   const auto partLength = [this]() -> unsigned long long {
-    if (m_Cursor.PartMissing) {
-      return static_cast<unsigned long long>(static_cast<double>(m_Layout.SamplingRate) *
-                                             m_Layout.PartLength);
-    }
+    if (m_Cursor.PartMissing) return MissingPartSamples();
     const long long stored = m_File->StoredSignalLength();
     if (stored > 0) return static_cast<unsigned long long>(stored);
     const unsigned long long full = m_Layout.SamplesPerPart();
@@ -328,7 +324,13 @@ unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long 
       chunk = length > m_Cursor.InPart ? length - m_Cursor.InPart : 0;
       wanted = chunk;
     }
-    if (chunk == 0) return done;
+    if (chunk == 0) {
+      // The filler has reached the end of the record: say which part it stood for.
+      if (done == 0 && m_Cursor.PartMissing) {
+        m_LastError = UnableToOpen(m_Cursor.Part);
+      }
+      return done;
+    }
 
     unsigned long long read = chunk;
     if (!m_Cursor.PartMissing) {
@@ -349,6 +351,23 @@ unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long 
     wanted -= read;
   }
   return done;
+}
+
+std::u16string CChannelPartReader::UnableToOpen(unsigned short part) const {
+  return u"CChannel::OpenPart unable to open signal files: " + Utf8ToWide(m_Layout.PartName(part));
+}
+
+unsigned long long CChannelPartReader::MissingPartSamples() const {
+  const unsigned long long full = static_cast<unsigned long long>(
+      static_cast<double>(m_Layout.SamplingRate) * m_Layout.PartLength);
+  if (m_Layout.RecordDuration <= 0.0 || m_Layout.TmpRecordFile->Exists()) return full;
+  const unsigned long long held =
+      m_SignalParts.OffsetTimeToStop +
+      static_cast<unsigned long long>(m_Layout.RecordDuration * m_Layout.SamplingRate + 0.5);
+  const unsigned long long before =
+      static_cast<unsigned short>(m_Cursor.Part - m_SignalParts.FirstPart) *
+      m_Layout.SamplesPerPart();
+  return held > before ? std::min(full, held - before) : 0;
 }
 
 bool CChannelPartReader::EndOfChannel(bool& live, bool& overtaken) const {

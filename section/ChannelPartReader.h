@@ -94,6 +94,11 @@ class CChannelPartReader {
   void ReturnTo(const Bookmark& mark);
 
  private:
+  // Samples that a missing part stands for: a full part, but no more than the
+  // record's length leaves for it.
+  unsigned long long MissingPartSamples() const;
+  // The text that names a part that can't be read.
+  std::u16string UnableToOpen(unsigned short part) const;
   // OpenPart for the part at hand and for another.
   bool Recheck(bool refresh);
   bool MoveTo(unsigned short part, bool refresh);

@@ -361,6 +361,32 @@ TEST(RecordSectionRead, MissingPartReadsAsFillerOfItsChannelType) {
   }
 }
 
+TEST(RecordSectionRead, MissingLastPartFillsToTheRecordsEndAndIsNamed) {
+  const struct {
+    unsigned long long total;
+    unsigned short lost;
+    const char16_t* name;
+  } cases[] = {{48, 0, u"Part_0"},                // 3 s in one part
+               {2 * kPart + 452, 2, u"Part_2"}};  // a short third part
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.total);
+    TempDir dir;
+    auto store = std::make_shared<CLocalFileAccess>();
+    ReadingTree tree(store, dir.Wide());
+    std::vector<unsigned char> expected =
+        RecordFinished<float>(tree, dir, store.get(), ChannelSetup(), c.total);
+    ASSERT_TRUE(fs::remove(PartFile(dir, c.lost)));
+    std::fill(expected.begin() + c.lost * kPart * 4, expected.end(), 0);
+
+    auto reader = OpenFinished(tree, dir, store.get(), c.lost);
+    const std::vector<unsigned char> read = ReadAllRaw(*reader, 4, 1000);
+    EXPECT_EQ(read.size(), expected.size());
+    EXPECT_TRUE(read == expected);
+    EXPECT_EQ(reader->LastErrorString(),
+              u"CChannel::OpenPart unable to open signal files: " + std::u16string(c.name));
+  }
+}
+
 TEST(RecordSectionRead, ShortPartEndsTheReadAndTheTwoSeekFormsDifferAtTheEnd) {
   TempDir dir;
   auto store = std::make_shared<CLocalFileAccess>();
