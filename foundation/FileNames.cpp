@@ -145,6 +145,11 @@ std::string PyramidLevelFile(const std::string& part, int level) {
 
 std::string TmpRecordFileName() { return kTmpRecordFileName; }
 
+std::u16string LastPathComponent(const std::u16string& path, const std::u16string& separator) {
+  const std::size_t cut = separator.empty() ? std::u16string::npos : path.rfind(separator);
+  return cut == std::u16string::npos ? path : path.substr(cut + separator.size());
+}
+
 ChannelFile_t ChannelFileType(const std::string& file) {
   if (EndsWith(file, kSignalPartExtension)) return ChannelFileSignalPart;
   if (EndsWith(file, kPyramidLevelExtension)) return ChannelFilePyramidLevel;

@@ -22,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "section/ChannelCheck.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"
 #include "section/ChannelPartReader.h"
@@ -125,6 +126,26 @@ class CChannel {
   void DeleteParts(std::vector<unsigned short>& notDeleted) { m_Writer.DeleteParts(notDeleted); }
   // The parts of a record whose recording has just stopped, as its list says.
   void TakeParts(unsigned short first, unsigned short last);
+
+  // Marks the parts `first` to `last` (those the record holds) for deletion: they
+  // read as filler from now on, and "PartsToDelete" in the ".zrm" keeps them
+  // until ApplyPartsToDelete removes their files. A part being written (by this
+  // channel, or by the section recording the record) is never marked; a reader
+  // standing on a marked part lets go of it. Nothing is marked in a ring still
+  // recording. False, with nothing marked, without `lock` or when the ".zrm"
+  // can't be read or written (the reason in LastErrorString).
+  bool ErasePartRange(const MetaDataFileLock* lock, unsigned short first, unsigned short last);
+  // Deletes the files of the parts marked, then takes those gone out of
+  // "PartsToDelete" (a kill in between leaves them marked, and the next opening
+  // finds nothing left to delete). The caller holds the metadata lock.
+  bool ApplyPartsToDelete();
+
+  // The truth about a record that may not have been closed, from "TmpRecord.zrm",
+  // the part files on disk and the ".zrm": a ring's parts and start are taken
+  // from the files it still has. With `lock`, the ".zrm" is brought up to date
+  // and the temporary file deleted (Ok); without, nothing is written and Ok stays
+  // false. A channel without a temporary file is finished: Ok at once.
+  ChannelCheck_t CheckChannel(const MetaDataFileLock* lock);
 
   // --- Lengths -------------------------------------------------------------------
 
@@ -259,6 +280,12 @@ class CChannel {
   // The two constructors for existing records after their own first steps.
   void OpenExisting(bool finished, unsigned short lastPart, double duration,
                     long long offsetTimeToStop);
+  // Fills the lengths of `check` for the parts `first` to `last`, which the
+  // temporary record file is told too.
+  void FillCheck(ChannelCheck_t& check, unsigned short first, unsigned short last);
+  // Moves the record's start past the parts a ring dropped, as the part files
+  // left on disk show them, into `check`.
+  void CheckRingParts(ChannelCheck_t& check);
   // The reader's and the writer's lengths taken anew from their files, failures
   // told in the error text; a reader that `mayLag` behind a growing part-wise
   // record doesn't count as failing.

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "foundation/Diagnostics.h"
 #include "foundation/TextConversion.h"
@@ -312,12 +313,14 @@ unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long 
   while (wanted > 0) {
     unsigned long long remaining = RemainingInPart();
     if (remaining == 0) {
+      if (RecordSamplesFromPart() <= m_Cursor.InPart) return done;
       if (!OpenPart(static_cast<unsigned short>(m_Cursor.Part + 1), true)) return done;
       remaining = RemainingInPart();
       length = partLength();
       if (length == 0) return done;
     }
     unsigned long long chunk = std::min(remaining, wanted);
+    length = std::min(length, RecordSamplesFromPart());
     if (m_Cursor.InPart + chunk > length) {
       // A part shorter than its nominal length is the end of what can be read now,
       // even when later parts exist.
@@ -360,14 +363,19 @@ std::u16string CChannelPartReader::UnableToOpen(unsigned short part) const {
 unsigned long long CChannelPartReader::MissingPartSamples() const {
   const unsigned long long full = static_cast<unsigned long long>(
       static_cast<double>(m_Layout.SamplingRate) * m_Layout.PartLength);
-  if (m_Layout.RecordDuration <= 0.0 || m_Layout.TmpRecordFile->Exists()) return full;
+  return std::min(full, RecordSamplesFromPart());
+}
+
+unsigned long long CChannelPartReader::RecordSamplesFromPart() const {
+  if (m_Layout.RecordDuration <= 0.0 || m_Layout.TmpRecordFile->Exists())
+    return std::numeric_limits<unsigned long long>::max();
   const unsigned long long held =
       m_SignalParts.OffsetTimeToStop +
       static_cast<unsigned long long>(m_Layout.RecordDuration * m_Layout.SamplingRate + 0.5);
   const unsigned long long before =
       static_cast<unsigned short>(m_Cursor.Part - m_SignalParts.FirstPart) *
       m_Layout.SamplesPerPart();
-  return held > before ? std::min(full, held - before) : 0;
+  return held > before ? held - before : 0;
 }
 
 bool CChannelPartReader::EndOfChannel(bool& live, bool& overtaken) const {

@@ -97,6 +97,11 @@ class CChannelPartReader {
   // Samples that a missing part stands for: a full part, but no more than the
   // record's length leaves for it.
   unsigned long long MissingPartSamples() const;
+  // Samples of a finished record from the start of the part at hand to the
+  // record's end, as its length tells it; unbounded while it records or when
+  // nothing tells. A section of a split record ends there although the parts
+  // of the next section follow on disk.
+  unsigned long long RecordSamplesFromPart() const;
   // The text that names a part that can't be read.
   std::u16string UnableToOpen(unsigned short part) const;
   // OpenPart for the part at hand and for another.

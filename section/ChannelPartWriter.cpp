@@ -290,6 +290,13 @@ void CChannelPartWriter::DeleteSignalParts(std::vector<unsigned short>& notDelet
   waiting = notDeleted;
 }
 
+bool CChannelPartWriter::PartsBeingWritten(unsigned short& signal, unsigned short& pyramid) const {
+  if (!m_Signal || m_Signal->FileClosed()) return false;
+  signal = m_SignalCursor.Part;
+  pyramid = m_PyramidCursor.Part;
+  return true;
+}
+
 int CChannelPartWriter::PyramidLevels() const {
   return m_Pyramid ? m_Pyramid->NumberOfLevels() : CCompressedSignalFileWriter::kMaxLevels;
 }

@@ -61,6 +61,10 @@ class CChannelPartWriter {
   // the signal's, empties.
   void DeleteParts(std::vector<unsigned short>& notDeleted);
 
+  // The signal and pyramid parts whose files are open for writing; false while
+  // nothing is (before arming, after closing, in a record opened to be edited).
+  bool PartsBeingWritten(unsigned short& signal, unsigned short& pyramid) const;
+
   // Samples still to come in the signal part being written; 0 at its exact end.
   unsigned long long RemainingInSignalPart() const;
   long long EndDate() const { return m_EndDate; }  // of the sample after the last written

@@ -29,7 +29,15 @@ CRecordSection::CRecordSection(CRecordSignalTree* tree, const std::u16string& me
                                const CRecordId& id, unsigned short lastPart, OpenMode_t openMode,
                                bool recording, double duration, long long offsetTimeToStop,
                                CAbstractFileAccess* access, long analyzerFilter)
-    : m_Owner(tree != nullptr ? tree->m_SectionOwner.get() : nullptr),
+    : CRecordSection(tree != nullptr ? tree->m_SectionOwner.get() : nullptr, measurementPath, id,
+                     lastPart, openMode, recording, duration, offsetTimeToStop, access,
+                     analyzerFilter) {}
+
+CRecordSection::CRecordSection(CRecordSectionOwner* owner, const std::u16string& measurementPath,
+                               const CRecordId& id, unsigned short lastPart, OpenMode_t openMode,
+                               bool recording, double duration, long long offsetTimeToStop,
+                               CAbstractFileAccess* access, long analyzerFilter)
+    : m_Owner(owner),
       m_MeasurementPath(measurementPath),
       m_RecordName(id.IdToRecordName()),
       m_RecordId(id),
@@ -71,8 +79,13 @@ double CRecordSection::OpenChannels(unsigned short lastPart, bool recording, dou
         channel = std::make_unique<CChannel>(channelId, entry.second.Path, entry.second.Name,
                                              m_RecordId, lastPart, m_OpenMode, duration,
                                              offsetTimeToStop, m_FileAccess);
-        // Parts marked for deletion in a finished record are removed at opening;
-        // that comes with the record surgery, which owns the parts-to-delete list.
+        // Parts erased in a finished record go at its next opening, by whoever
+        // gets the lock first.
+        if (!channel->m_SignalParts.PartsToDelete.empty() && m_Owner != nullptr) {
+          std::unique_ptr<MetaDataFileLock> lock =
+              m_Owner->CreateMetaDataLock(MetaDataFileLock::LockTryOnce);
+          if (lock) channel->ApplyPartsToDelete();
+        }
       }
       samplingRateSum += channel->SamplingRate();
       m_Channels[channelId] = std::move(channel);
@@ -147,9 +160,7 @@ bool CRecordSection::FillChannelPathNameMap(const std::u16string& recordPath,
 
   const std::u16string separator = access->PathSeparatorW();
   for (const std::u16string& directory : directories) {
-    const std::size_t cut = separator.empty() ? std::u16string::npos : directory.rfind(separator);
-    const std::u16string name =
-        cut == std::u16string::npos ? directory : directory.substr(cut + separator.size());
+    const std::u16string name = names::LastPathComponent(directory, separator);
     if (!names::IsChannelDirectoryName(name)) continue;
     // Only the directory's own name is parsed: a "Channel_" higher up the path
     // must not be taken for it.

@@ -43,6 +43,13 @@ class CRecordSectionOwner {
   virtual bool IsRecording(const CRecordId& id) const = 0;
   // The record list of the measurement file; false when it can't be read.
   virtual bool GetRecordsVect(std::vector<MetaDataRecord>& records) const = 0;
+  // Replaces the entries `toRemove` by `toAdd` in that list, in one save; the
+  // caller holds `lock`. False when the file can't be read or written.
+  virtual bool UpdateRecordsVect(const MetaDataFileLock* lock,
+                                 const std::vector<CRecordId>& toRemove,
+                                 const std::vector<MetaDataRecord>& toAdd) = 0;
+  // The tree holds the measurement's editing mode: records may be cut.
+  virtual bool IsEditing() const = 0;
 };
 
 }  // namespace zsff

@@ -210,16 +210,22 @@ bool CMeasurementFile::UpdateRecordsVect(const MetaDataFileLock* lock,
                                          const std::vector<MetaDataRecord>& toAdd) {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   if (!Exists(CRecordSignalTree::SearchLocalThenRemote)) return false;
-  MetaDataContainer metaData;
-  if (Load(metaData)) {
-    CMetaDataMeasurementWriter writer(metaData);
-    for (const CRecordId& id : toRemove) writer.RemoveRecord(id.RecordId());
-    for (const MetaDataRecord& entry : toAdd)
-      writer.AddRecord(entry.RecordId(), entry.LastPartNumber(), entry.AbsDate(), entry.Duration(),
-                       entry.Recording(), entry.PartLength(), entry.OffsetTimeToStop());
-    Save(lock, metaData, true);
-  }
+  ReplaceRecords(lock, toRemove, toAdd);
   return true;
+}
+
+bool CMeasurementFile::ReplaceRecords(const MetaDataFileLock* lock,
+                                      const std::vector<CRecordId>& toRemove,
+                                      const std::vector<MetaDataRecord>& toAdd) {
+  std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+  MetaDataContainer metaData;
+  if (!Load(metaData)) return false;
+  CMetaDataMeasurementWriter writer(metaData);
+  for (const CRecordId& id : toRemove) writer.RemoveRecord(id.RecordId());
+  for (const MetaDataRecord& entry : toAdd)
+    writer.AddRecord(entry.RecordId(), entry.LastPartNumber(), entry.AbsDate(), entry.Duration(),
+                     entry.Recording(), entry.PartLength(), entry.OffsetTimeToStop());
+  return Save(lock, metaData, true);
 }
 
 }  // namespace zsff

@@ -32,6 +32,9 @@ class CMeasurementFile {
                       const MetaDataContainer* metaData) const;
   bool UpdateRecordsVect(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
                          const std::vector<MetaDataRecord>& toAdd);
+  // The same change to the list, telling whether the file was read and saved.
+  bool ReplaceRecords(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
+                      const std::vector<MetaDataRecord>& toAdd);
 
   // Whether the file exists where `mode` says; learns the tree's record base from
   // the one ".zsfh" file of the directory when it isn't known.

@@ -5,6 +5,8 @@
 
 #include <mutex>
 
+#include "tree/MeasurementFile.h"
+
 namespace zsff {
 
 void CTreeSectionOwner::ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
@@ -38,5 +40,13 @@ bool CTreeSectionOwner::IsRecording(const CRecordId& id) const {
 bool CTreeSectionOwner::GetRecordsVect(std::vector<MetaDataRecord>& records) const {
   return m_Tree.GetRecordsVect(records);
 }
+
+bool CTreeSectionOwner::UpdateRecordsVect(const MetaDataFileLock* lock,
+                                          const std::vector<CRecordId>& toRemove,
+                                          const std::vector<MetaDataRecord>& toAdd) {
+  return m_Tree.m_MeasurementFile->ReplaceRecords(lock, toRemove, toAdd);
+}
+
+bool CTreeSectionOwner::IsEditing() const { return m_Tree.IsEditing(); }
 
 }  // namespace zsff

@@ -21,6 +21,9 @@ class CTreeSectionOwner final : public CRecordSectionOwner {
   // The process's record states, not the metadata file.
   bool IsRecording(const CRecordId& id) const override;
   bool GetRecordsVect(std::vector<MetaDataRecord>& records) const override;
+  bool UpdateRecordsVect(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
+                         const std::vector<MetaDataRecord>& toAdd) override;
+  bool IsEditing() const override;
 
  private:
   CRecordSignalTree& m_Tree;

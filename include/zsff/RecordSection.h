@@ -18,6 +18,7 @@
 #pragma once
 
 #include <zsff/AbstractRecordSection.h>
+#include <zsff/RecordCheck.h>
 #include <zsff/RecordSignalTree.h>
 
 #include <map>
@@ -154,11 +155,31 @@ class CRecordSection : public CAbstractRecordSection {
   SingleRecordState_t State() const override { return m_State; }
   OpenMode_t OpenMode() const override { return m_OpenMode; }
 
-  // --- Surgery -------------------------------------------------------------------
+  // --- Surgery (SectionSurgery.cpp) ------------------------------------------------
 
+  // Editing mode only, under the metadata lock. Parts count from the section's
+  // first part. The parts read as filler at once and their files go when the
+  // record next opens; a part being written stays. False for an unknown channel
+  // and for a ring while the measurement records.
   bool EraseParts(const CChannelID& id, unsigned short firstPart, unsigned short lastPart) override;
+  // Editing mode only, under the metadata lock: the first `partCount` parts stay
+  // with this section's id and the rest become a section of their own, whose id
+  // has the part number of its first part; this object goes on as that second
+  // section. Both entries replace the old one in the measurement's list in one
+  // save. This id twice when refused (not editing, a count of 0, no lock, no
+  // list); two zero ids when the split falls outside the record or cuts a ring
+  // being recorded.
   std::pair<CRecordId, CRecordId> Split(unsigned short partCount) override;
   void SkipFirstPartNumber(bool skip) override;
+
+  // Takes the section `id` (whose parts run to `lastPart`) out of its record in
+  // `measurementPath`: its parts are marked for deletion in every channel, and go
+  // when the record next opens. The record directory stays. False, with the
+  // reason in `error`, when a channel can't be read or marked.
+  static bool RemoveRecordSection(const MetaDataFileLock* lock,
+                                  const std::u16string& measurementPath, const CRecordId& id,
+                                  unsigned short lastPart, CAbstractFileAccess* access,
+                                  std::u16string& error);
 
   // The channel directories ("Channel_..." sub-directories) of `recordPath`, keyed
   // by the id their names give. Clears `channels` first. True with an empty map
@@ -173,7 +194,22 @@ class CRecordSection : public CAbstractRecordSection {
   // with their metadata. The state ends at SectionConfigured, or SectionCreated on
   // a failure.
   bool DuplicateRecordSection(const std::u16string& sourcePath) override;
+  // Allowed in SectionCreated with channels: every channel keeps its ".zrm", with
+  // the record's length, dates, number and time step set to 0, and loses every
+  // other file; the channels are then added anew. A failure part way leaves what
+  // was deleted deleted.
   bool CleanRecord() override;
+
+  // The truth about a record that may not have been closed (RecordCheck.cpp): its
+  // channels checked one by one (CChannel::CheckChannel), then taken together:
+  // the window common to all in `timeToStop` mode (front-end samples at
+  // `frontEndRate`), the shortest and longest length, the channels' dates kept in
+  // step. With `lock` each channel's ".zrm" is rewritten and its temporary file
+  // deleted; without, nothing is written. An error line goes to `errors` and Ok
+  // stays false at the first channel that can't be checked. `channelCount` gets
+  // the channels holding signal.
+  CheckRecordRet CheckRecord(const MetaDataFileLock* lock, bool timeToStop, float frontEndRate,
+                             std::vector<std::string>& errors, unsigned long long& channelCount);
 
  private:
   friend class CSectionReader;
@@ -194,11 +230,21 @@ class CRecordSection : public CAbstractRecordSection {
                  const CRecordId& id, unsigned short lastPart, OpenMode_t openMode, bool recording,
                  double duration, long long offsetTimeToStop, CAbstractFileAccess* access,
                  long analyzerFilter);
+  // The same for an owner that may be other than a tree (null: none). A finished
+  // record's parts marked for deletion are removed here, under the owner's lock.
+  CRecordSection(CRecordSectionOwner* owner, const std::u16string& measurementPath,
+                 const CRecordId& id, unsigned short lastPart, OpenMode_t openMode, bool recording,
+                 double duration, long long offsetTimeToStop, CAbstractFileAccess* access,
+                 long analyzerFilter);
 
   // Opens the channels found on disk, as the constructor says; gives the sum of
   // their sampling rates.
   double OpenChannels(unsigned short lastPart, bool recording, double duration,
                       long long offsetTimeToStop, long analyzerFilter);
+  // Marks the parts of every channel for erasing (CChannel::ErasePartRange);
+  // false when a channel's metadata can't be read or written.
+  bool ErasePartsOfAllChannels(const MetaDataFileLock* lock, unsigned short first,
+                               unsigned short last);
   // Sends a notice to the tree, if there is one.
   void ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                          const CRecordSignalTree::CChangeActionParam_t* param);

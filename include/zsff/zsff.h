@@ -25,6 +25,7 @@
 #include <zsff/PostAnalysisSettings.h>
 #include <zsff/PropertyValue.h>
 #include <zsff/RecordId.h>
+#include <zsff/RecordCheck.h>
 #include <zsff/RecordInfo.h>
 #include <zsff/RecordSection.h>
 #include <zsff/RecordSignalTree.h>

@@ -28,11 +28,8 @@ class RecordSectionProbe {
       const zsff::CRecordId& id, zsff::CAbstractRecordSection::OpenMode_t mode,
       zsff::CAbstractFileAccess* access, bool recording = false, unsigned short lastPart = 0,
       long analyzerFilter = 0) {
-    std::unique_ptr<zsff::CRecordSection> section(new zsff::CRecordSection(
-        nullptr, measurementPath, id, lastPart, mode, recording, 0.0, 0, access, analyzerFilter));
-    // Opening doesn't call the owner, so it may come in after.
-    section->m_Owner = owner;
-    return section;
+    return std::unique_ptr<zsff::CRecordSection>(new zsff::CRecordSection(
+        owner, measurementPath, id, lastPart, mode, recording, 0.0, 0, access, analyzerFilter));
   }
   static bool Duplicate(zsff::CRecordSection& section, const std::u16string& source) {
     return section.DuplicateRecordSection(source);
@@ -98,6 +95,12 @@ class FakeTree : public zsff::CRecordSectionOwner {
   }
   bool IsRecording(const zsff::CRecordId&) const override { return false; }
   bool GetRecordsVect(std::vector<zsff::MetaDataRecord>&) const override { return false; }
+  bool UpdateRecordsVect(const zsff::MetaDataFileLock*, const std::vector<zsff::CRecordId>&,
+                         const std::vector<zsff::MetaDataRecord>&) override {
+    return false;
+  }
+  bool IsEditing() const override { return editing; }
+  bool editing = false;
 
  private:
   bool LockFilePresent() const {

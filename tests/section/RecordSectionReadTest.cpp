@@ -129,6 +129,11 @@ class ReadingTree : public CRecordSectionOwner {
     records = m_Records;
     return true;
   }
+  bool UpdateRecordsVect(const MetaDataFileLock*, const std::vector<CRecordId>&,
+                         const std::vector<MetaDataRecord>&) override {
+    return false;
+  }
+  bool IsEditing() const override { return false; }
 
  private:
   std::shared_ptr<CAbstractFileAccess> m_Store;

@@ -63,6 +63,8 @@ class RecordSignalTreeProbe {
   static bool IsRecordSectionUsed(const Tree& tree, const zsff::CRecordId& id) {
     return tree.m_Records->IsRecordSectionUsed(id);
   }
+  // Editing mode as the host would win it, for the tests of what it permits.
+  static void SetEditing(Tree& tree, bool editing) { tree.m_Editing = editing; }
   // Forgets a record of the process, as closing its last opener would.
   static void Forget(const zsff::CRecordId& key) {
     std::lock_guard<zsff::CCriticalSectionWrapper> guard(Tree::m_cs);
