@@ -34,6 +34,12 @@ class RecordSectionProbe {
   static bool Duplicate(zsff::CRecordSection& section, const std::u16string& source) {
     return section.DuplicateRecordSection(source);
   }
+  static zsff::CheckRecordRet Check(zsff::CRecordSection& section,
+                                    const zsff::MetaDataFileLock* lock,
+                                    std::vector<std::string>& errors,
+                                    unsigned long long& channels) {
+    return section.CheckRecord(lock, false, 25600.0f, errors, channels);
+  }
   static const std::u16string& RecordPath(const zsff::CRecordSection& section) {
     return section.m_RecordPath;
   }
