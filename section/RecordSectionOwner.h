@@ -1,5 +1,6 @@
 // What a section asks of the tree that owns it: notices, the measurement's
-// metadata lock and file, and whether a record is being recorded.
+// metadata lock and file, whether a record is being recorded, and whether the
+// measurement may be written.
 //
 // The tree is built above the section and implements this privately; the section
 // sees only this interface, so the section module, its tests and its benchmarks
@@ -50,6 +51,8 @@ class CRecordSectionOwner {
                                  const std::vector<MetaDataRecord>& toAdd) = 0;
   // The tree holds the measurement's editing mode: records may be cut.
   virtual bool IsEditing() const = 0;
+  // The tree was opened read only: its sections write no metadata of their own.
+  virtual bool IsReadOnly() const = 0;
 };
 
 }  // namespace zsff

@@ -49,4 +49,8 @@ bool CTreeSectionOwner::UpdateRecordsVect(const MetaDataFileLock* lock,
 
 bool CTreeSectionOwner::IsEditing() const { return m_Tree.IsEditing(); }
 
+bool CTreeSectionOwner::IsReadOnly() const {
+  return m_Tree.OpenMode() == CRecordSignalTree::TreeOpenRead;
+}
+
 }  // namespace zsff

@@ -24,6 +24,7 @@ class CTreeSectionOwner final : public CRecordSectionOwner {
   bool UpdateRecordsVect(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
                          const std::vector<MetaDataRecord>& toAdd) override;
   bool IsEditing() const override;
+  bool IsReadOnly() const override;
 
  private:
   CRecordSignalTree& m_Tree;

@@ -21,6 +21,7 @@
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
 #include <zsff/MetaDataRecord.h>
+#include <zsff/PostAnalysisSettings.h>
 #include <zsff/PropertyValue.h>
 #include <zsff/RecordId.h>
 #include <zsff/SignalTypes.h>
@@ -302,6 +303,18 @@ class CRecordSignalTree {
                                       const std::u16string& measurementName);
   // Adds the host's properties to the measurement. Takes the metadata lock itself.
   bool AddPropertiesToMetaDataMeasurement(const std::vector<CPropertyValue>& properties);
+
+  // ---- Post-analysis -------------------------------------------------------------
+
+  // Saves each channel's settings beside its recorded values in every record of
+  // the measurement (and, with a remote store, in the local copy too); the
+  // samples stay as they are, and every later opening of a record reads with the
+  // settings in SampleReadPostAnalysis modes. The caller holds the metadata lock.
+  // A record that can't be opened is passed over; false when there is no record,
+  // or when a channel's file of some record refused the settings (the section's
+  // text is then the process's last error), the other records having been done.
+  // A tree opened read only saves nothing.
+  bool SavePostAnalysisSettings(const std::map<CChannelID, CPostAnalysisSettings>& settings);
 
   // ---- Plain accessors -----------------------------------------------------------
 

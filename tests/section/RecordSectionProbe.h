@@ -78,6 +78,7 @@ class FakeTree : public zsff::CRecordSectionOwner {
   std::vector<Notice> notices;
   long recordCounter = 1;
   bool lockAvailable = true;
+  bool readOnly = false;
   zsff::MetaDataContainer measurement;
 
   void ChangeState(const zsff::CRecordId& id, zsff::CRecordSignalTree::ChangeAction_t action,
@@ -107,6 +108,7 @@ class FakeTree : public zsff::CRecordSectionOwner {
   }
   bool IsEditing() const override { return editing; }
   bool editing = false;
+  bool IsReadOnly() const override { return readOnly; }
 
  private:
   bool LockFilePresent() const {

@@ -134,6 +134,7 @@ class ReadingTree : public CRecordSectionOwner {
     return false;
   }
   bool IsEditing() const override { return false; }
+  bool IsReadOnly() const override { return false; }
 
  private:
   std::shared_ptr<CAbstractFileAccess> m_Store;
