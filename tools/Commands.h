@@ -44,5 +44,6 @@ int RunRead(const std::vector<std::string>& args);
 int RunFollow(const std::vector<std::string>& args);
 int RunZoom(const std::vector<std::string>& args);
 int RunPlot(const std::vector<std::string>& args);
+int RunRescale(const std::vector<std::string>& args);
 
 }  // namespace zsff_tools

@@ -11,6 +11,7 @@
 #include "InfoJson.h"
 #include "Measurement.h"
 #include "MetaDataVisit.h"
+#include "PostAnalysis.h"
 #include "Table.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
@@ -72,6 +73,32 @@ const KeyNote* FindKeyNote(const std::string& key) {
     if (key == note.Key) return &note;
   }
   return nullptr;
+}
+
+// The post-analysis settings of a record's channels beside the recorded values
+// they stand for; nothing for a record without any.
+void PrintPostAnalysis(const RecordSummary& r) {
+  Table settings;
+  settings.AddColumn("channel");
+  settings.AddColumn("key");
+  settings.AddColumn("recorded");
+  settings.AddColumn("post-analysis");
+  bool any = false;
+  for (const ChannelSummary& c : r.Channels) {
+    for (const PostAnalysisKey& key : PostAnalysisKeys()) {
+      if (c.MetaData.GetMetadataType(key.PostAnalysis) == zsff::MetaDataValue::TypeUndefined) {
+        continue;
+      }
+      std::string recorded = VisitValue(c.MetaData, key.Recorded, ValueText());
+      settings.AddRow({c.Directory, key.Recorded, recorded.empty() ? "-" : recorded,
+                       VisitValue(c.MetaData, key.PostAnalysis, ValueText())});
+      any = true;
+    }
+  }
+  if (!any) return;
+  std::printf("\n%s, post-analysis settings (zsff rescale; the samples stay as recorded)\n",
+              r.Directory.c_str());
+  settings.Print(stdout, "  ");
 }
 
 void PrintText(const MeasurementSummary& m) {
@@ -162,6 +189,7 @@ void PrintText(const MeasurementSummary& m) {
                        FormatBytes(static_cast<double>(c.TotalBytes)), note});
     }
     channels.Print(stdout, "  ");
+    PrintPostAnalysis(r);
   }
 }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "MetaDataVisit.h"
+#include "PostAnalysis.h"
 #include "foundation/TextConversion.h"
 
 namespace zsff_tools {
@@ -66,6 +67,24 @@ void WriteMetaData(JsonWriter& json, const char* key, const zsff::MetaDataContai
   for (const std::string& name : metaData.GetMetadataKeys()) {
     json.Key(name.c_str());
     VisitValue(metaData, name, JsonValue{json, true});
+  }
+  json.EndObject();
+}
+
+// The post-analysis settings of a channel, each beside the recorded value it
+// stands for (null when there is none), keyed by the recorded key.
+void WritePostAnalysis(JsonWriter& json, const zsff::MetaDataContainer& metaData) {
+  json.Key("postAnalysis");
+  json.StartObject();
+  for (const PostAnalysisKey& key : PostAnalysisKeys()) {
+    if (metaData.GetMetadataType(key.PostAnalysis) == zsff::MetaDataValue::TypeUndefined) continue;
+    json.Key(key.Recorded);
+    json.StartObject();
+    json.Key("recorded");
+    VisitValue(metaData, key.Recorded, JsonValue{json, true});
+    json.Key("postAnalysis");
+    VisitValue(metaData, key.PostAnalysis, JsonValue{json, true});
+    json.EndObject();
   }
   json.EndObject();
 }
@@ -140,6 +159,7 @@ std::string MeasurementToJson(const MeasurementSummary& m) {
       Member(json, "pyramidBytes", c.PyramidBytes);
       Member(json, "totalBytes", c.TotalBytes);
       Member(json, "error", c.Error);
+      WritePostAnalysis(json, c.MetaData);
       WriteMetaData(json, "metaData", c.MetaData);
       json.EndObject();
     }

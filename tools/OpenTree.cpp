@@ -58,22 +58,41 @@ std::string NoMeasurement(const std::filesystem::path& directory) {
   return measurementFile ? std::string() : path + ": no measurement file (*.zsfh) in it";
 }
 
-}  // namespace
-
-std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
-                                                        std::string& error) {
+std::unique_ptr<zsff::CRecordSignalTree> OpenTree(const std::filesystem::path& directory,
+                                                  zsff::CRecordSignalTree::TreeOpenMode_t mode,
+                                                  std::string& error) {
   error = NoMeasurement(directory);
   if (!error.empty()) return nullptr;
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
   std::unique_ptr<zsff::CRecordSignalTree> tree = zsff::CRecordSignalTree::OpenSignalTree(
       zsff::Utf8ToWide(directory.parent_path().string()),
-      zsff::Utf8ToWide(directory.filename().string()), zsff::CRecordSignalTree::TreeOpenRead,
-      noRemoteStore, false, u"", false);
+      zsff::Utf8ToWide(directory.filename().string()), mode, noRemoteStore, false, u"", false);
   if (!tree) {
     error = directory.string() + ": the measurement can't be opened: " +
             Reason(0, zsff::CRecordSignalTree::LastErrorString());
   }
   return tree;
+}
+
+}  // namespace
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
+                                                        std::string& error) {
+  return OpenTree(directory, zsff::CRecordSignalTree::TreeOpenRead, error);
+}
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenForEditing(const std::filesystem::path& directory,
+                                                        std::string& error) {
+  return OpenTree(directory, zsff::CRecordSignalTree::TreeOpenEdit, error);
+}
+
+bool PickFirstRecordChannel(zsff::CRecordSignalTree& tree, long long channel, long long analyzer,
+                            zsff::CChannelID& out) {
+  int handle = tree.OpenRecord(zsff::CRecordId(1ULL), zsff::CRecordSignalTree::TreeOpenRead, 0);
+  if (handle == 0) return false;
+  const bool found = PickChannel(tree.rRecord(handle), channel, analyzer, out);
+  tree.CloseRecord(handle, false);
+  return found;
 }
 
 }  // namespace zsff_tools

@@ -30,6 +30,14 @@ bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel,
 // "/x/m: no measurement file (*.zsfh) in it".
 std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
                                                         std::string& error);
+// The same, for a command that writes into the measurement's existing records.
+std::unique_ptr<zsff::CRecordSignalTree> OpenForEditing(const std::filesystem::path& directory,
+                                                        std::string& error);
+
+// The channel that passes the filters in the first record of `tree`: every record
+// of a measurement has the channels of the one before. False when none does.
+bool PickFirstRecordChannel(zsff::CRecordSignalTree& tree, long long channel, long long analyzer,
+                            zsff::CChannelID& out);
 
 // A measurement viewed through a zoomer: the zoomer gives its records back
 // before the tree closes.

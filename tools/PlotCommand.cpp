@@ -3,6 +3,8 @@
 // envelopes come from the record zoomer, one pair per pixel column, so the
 // picture of hours of signal is read from the pyramids in a moment. The output
 // file's extension chooses the form, ".png" or ".svg", unless --format does.
+// Values are volts, or with --post-analysis in the scaling, names and units of
+// the settings saved with "zsff rescale".
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
 #include <zsff/ChannelMetaData.h>
@@ -29,6 +31,7 @@
 #include "PlotRaster.h"
 #include "PlotSvg.h"
 #include "PngWriter.h"
+#include "PostAnalysis.h"
 #include "Verbosity.h"
 #include "foundation/TextConversion.h"
 
@@ -46,6 +49,7 @@ struct PlotOptions {
   long long Channel = -1;  // -1: every channel
   long long Analyzer = -1;
   bool Svg = false;
+  bool PostAnalysis = false;  // the saved post-analysis scaling, names and units
 };
 
 std::string LowerCase(std::string text) {
@@ -71,15 +75,15 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                  PlotOptions& options) {
   Arguments arguments;
   std::string error;
-  if (!arguments.Parse(
-          args,
-          {{"out", true},
-           {"format", true},
-           {"width", true},
-           {"height", true},
-           {"channel", true},
-           {"analyzer", true}},
-          error) ||
+  if (!arguments.Parse(args,
+                       {{"out", true},
+                        {"format", true},
+                        {"width", true},
+                        {"height", true},
+                        {"channel", true},
+                        {"analyzer", true},
+                        {"post-analysis", false}},
+                       error) ||
       !arguments.GetInteger("width", kMinimumWidth, 20000, options.Width, error) ||
       !arguments.GetInteger("height", 1, 20000, options.Height, error) ||
       !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
@@ -92,6 +96,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                                                   : "one measurement directory only");
   }
   options.Directory = MeasurementDirectory(positional[0]);
+  options.PostAnalysis = arguments.Has("post-analysis");
   const std::string out = arguments.Value("out");
   if (arguments.Has("out") && out.empty()) return UsageError(command, "--out needs a file name");
   options.Out = out.empty() ? options.Directory.string() + ".png" : out;
@@ -102,8 +107,8 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
 }
 
 // The channels to draw, from the first record: every record of a measurement
-// has the channels of the one before. Names and units are the post-analysis
-// ones where an operator set them, as the zoomer's values are.
+// has the channels of the one before. With --post-analysis, names and units are
+// the post-analysis ones where an operator set them.
 bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
                   std::vector<zsff::CChannelID>& ids, PlotData& data, std::string& error) {
   std::vector<zsff::MetaDataRecord> records;
@@ -130,8 +135,8 @@ bool ListChannels(zsff::CRecordSignalTree& tree, const PlotOptions& options,
     std::u16string unit;
     if (tree.wRecord(handle).ReadChannelMetaData(id, metaData, recordInfo, false)) {
       const zsff::CMetaDataChannelReader reader(metaData);
-      if (!reader.PAName(name) || name.empty()) reader.Name(name);
-      if (!reader.PAUnit(unit) || unit.empty()) reader.Unit(unit);
+      if (!options.PostAnalysis || !reader.PAName(name) || name.empty()) reader.Name(name);
+      if (!options.PostAnalysis || !reader.PAUnit(unit) || unit.empty()) reader.Unit(unit);
     }
     channel.Name = zsff::WideToUtf8(name);
     channel.Unit = zsff::WideToUtf8(unit);
@@ -165,6 +170,7 @@ int RunPlot(const std::vector<std::string>& args) {
   if (!measurement.Zoomer.Init(measurement.Tree.get(), ids.front())) {
     return Fail("the records of the measurement can't be opened");
   }
+  if (!options.PostAnalysis) ZoomInVolts(*measurement.Tree, measurement.Zoomer, ids);
   const std::vector<zsff::CRecordZoomer::RecordInfo_t>& records =
       measurement.Zoomer.VectRecordInfo();
   data.Duration = records.back().End;

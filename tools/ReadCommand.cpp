@@ -1,5 +1,6 @@
 // zsff read: the samples of one channel of one record over a span of time, in
-// volts or in the recorded units, as CSV text (time, value) or as raw
+// volts, in the recorded units or in the scaling of the post-analysis settings
+// saved with "zsff rescale", as CSV text (time, value) or as raw
 // little-endian 32- or 64-bit floats, to a file or to standard output. A record
 // still being recorded is read up to where it stands.
 #include <zsff/AbstractRecordSection.h>
@@ -43,8 +44,9 @@ struct ReadOptions {
   long long Channel = -1;  // channel number; -1: the record's first channel
   long long Analyzer = -1;
   double Start = 0.0;
-  double Seconds = -1.0;  // -1: to the end
-  bool Recorded = false;  // the recorded units instead of volts
+  double Seconds = -1.0;      // -1: to the end
+  bool Recorded = false;      // the recorded units instead of volts
+  bool PostAnalysis = false;  // the saved post-analysis scaling instead of volts
   OutputForm_t Form = OutputCsv;
 };
 
@@ -72,7 +74,9 @@ int Export(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id, fl
   const bool wide = options.Form == OutputFloat64 || (options.Form == OutputCsv && doubles);
   const zsff::SampleReadMode_t mode =
       options.Recorded ? (wide ? zsff::SampleReadRecordedDouble : zsff::SampleReadRecorded)
-                       : (wide ? zsff::SampleReadVoltDouble : zsff::SampleReadVolt);
+      : options.PostAnalysis
+          ? (wide ? zsff::SampleReadPostAnalysisDouble : zsff::SampleReadPostAnalysis)
+          : (wide ? zsff::SampleReadVoltDouble : zsff::SampleReadVolt);
   constexpr unsigned long long kBlock = 65536;
   std::vector<double> doubleBuffer(wide ? kBlock : 0);
   std::vector<float> floatBuffer(wide ? 0 : kBlock);
@@ -122,6 +126,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                         {"start", true},
                         {"seconds", true},
                         {"recorded", false},
+                        {"post-analysis", false},
                         {"f32", false},
                         {"f64", false}},
                        error) ||
@@ -140,10 +145,14 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
   if (arguments.Has("f32") && arguments.Has("f64")) {
     return UsageError(command, "--f32 and --f64 exclude each other");
   }
+  if (arguments.Has("recorded") && arguments.Has("post-analysis")) {
+    return UsageError(command, "--recorded and --post-analysis exclude each other");
+  }
   options.Form = arguments.Has("f32")   ? OutputFloat32
                  : arguments.Has("f64") ? OutputFloat64
                                         : OutputCsv;
   options.Recorded = arguments.Has("recorded");
+  options.PostAnalysis = arguments.Has("post-analysis");
   options.Directory = MeasurementDirectory(positional[0]);
   options.OutputPath = positional.size() == 2 ? positional[1] : "-";
   return ExitOk;

@@ -1,6 +1,7 @@
 // zsff zoom: what a display draws of one channel over a span of the whole
 // measurement, its records end to end: at most N (min, max) pairs, as CSV text
-// (point, time, min, max) or as JSON. Seconds not yet recorded by a running
+// (point, time, min, max) or as JSON, in volts or in the scaling of the
+// post-analysis settings saved with "zsff rescale". Seconds not yet recorded by a running
 // record come out empty (NaN in CSV, null in JSON); a span past the end of a
 // finished measurement is cut to its end.
 #include <zsff/AbstractRecordSection.h>
@@ -21,6 +22,7 @@
 #include "Commands.h"
 #include "Format.h"
 #include "OpenTree.h"
+#include "PostAnalysis.h"
 #include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
@@ -37,18 +39,8 @@ struct ZoomOptions {
   double Stop = -1.0;  // -1: the end of the last record
   long long Points = 100;
   bool Json = false;
+  bool PostAnalysis = false;  // the saved post-analysis scaling instead of volts
 };
-
-// The channel asked for, looked up in the first record: every record of a
-// measurement has the channels of the one before.
-bool PickFirstRecordChannel(zsff::CRecordSignalTree& tree, const ZoomOptions& options,
-                            zsff::CChannelID& out) {
-  int handle = tree.OpenRecord(zsff::CRecordId(1ULL), zsff::CRecordSignalTree::TreeOpenRead, 0);
-  if (handle == 0) return false;
-  const bool found = PickChannel(tree.rRecord(handle), options.Channel, options.Analyzer, out);
-  tree.CloseRecord(handle, false);
-  return found;
-}
 
 int ParseOptions(const Command& command, const std::vector<std::string>& args,
                  ZoomOptions& options) {
@@ -60,7 +52,8 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
                         {"start", true},
                         {"stop", true},
                         {"points", true},
-                        {"json", false}},
+                        {"json", false},
+                        {"post-analysis", false}},
                        error) ||
       !arguments.GetInteger("channel", 0, 65535, options.Channel, error) ||
       !arguments.GetInteger("analyzer", 0, 65535, options.Analyzer, error) ||
@@ -78,6 +71,7 @@ int ParseOptions(const Command& command, const std::vector<std::string>& args,
     return UsageError(command, "--stop must lie after --start");
   }
   options.Json = arguments.Has("json");
+  options.PostAnalysis = arguments.Has("post-analysis");
   options.Directory = MeasurementDirectory(positional[0]);
   return ExitOk;
 }
@@ -133,19 +127,19 @@ int RunZoom(const std::vector<std::string>& args) {
   if (!measurement.Tree) return Fail(error);
 
   zsff::CChannelID id;
-  if (!PickFirstRecordChannel(*measurement.Tree, options, id)) {
+  if (!PickFirstRecordChannel(*measurement.Tree, options.Channel, options.Analyzer, id)) {
     return Fail("the measurement has no such channel");
   }
   if (!measurement.Zoomer.Init(measurement.Tree.get(), id)) {
     return Fail("the records of the measurement can't be opened");
   }
+  if (!options.PostAnalysis) ZoomInVolts(*measurement.Tree, measurement.Zoomer, {id});
   const double end = measurement.Zoomer.VectRecordInfo().back().End;
   const bool growing = StillRecording(*measurement.Tree);
-  const double stop =
-      options.Stop < 0.0 || (options.Stop > end && !growing) ? end : options.Stop;
+  const double stop = options.Stop < 0.0 || (options.Stop > end && !growing) ? end : options.Stop;
   if (stop <= options.Start) {
-    return Fail(Printf("--start %g s lies past the end of the measurement, %g s", options.Start,
-                       end));
+    return Fail(
+        Printf("--start %g s lies past the end of the measurement, %g s", options.Start, end));
   }
 
   std::vector<float> values;

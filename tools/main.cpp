@@ -30,6 +30,7 @@ const std::vector<Command>& Commands() {
        "  --start S     seconds into the record to begin at (default 0)\n"
        "  --seconds D   seconds to read (default: to the end)\n"
        "  --recorded    the recorded units instead of volts\n"
+       "  --post-analysis  the scaling of the settings saved by zsff rescale instead of volts\n"
        "  --f32, --f64  raw little-endian 32- or 64-bit floats instead of CSV (time,value)\n"
        "  FILE          where to write (default or \"-\": standard output)\n",
        RunRead},
@@ -50,7 +51,8 @@ const std::vector<Command>& Commands() {
        "  --start S     seconds on the records' common time axis (default 0)\n"
        "  --stop S      end of the span (default: the end of the last record)\n"
        "  --points N    at most this many (min, max) pairs (default 100)\n"
-       "  --json        print the pairs as JSON instead of CSV (point,time,min,max)\n",
+       "  --json        print the pairs as JSON instead of CSV (point,time,min,max)\n"
+       "  --post-analysis  the scaling of the settings saved by zsff rescale instead of volts\n",
        RunZoom},
       {"plot", "[options] DIR",
        "draw every channel's min/max envelope over the whole measurement as a PNG or SVG picture",
@@ -59,8 +61,19 @@ const std::vector<Command>& Commands() {
        "  --width W     pixels across (default 1200)\n"
        "  --height H    pixels down (default: 110 per channel, plus the axis)\n"
        "  --channel N   only this channel number (default: every channel)\n"
-       "  --analyzer A  only the channels of this analyzer (default: any)\n",
+       "  --analyzer A  only the channels of this analyzer (default: any)\n"
+       "  --post-analysis  the scaling, names and units of the settings saved by zsff rescale\n"
+       "                instead of volts and the recorded names and units\n",
        RunPlot},
+      {"rescale", "[options] DIR",
+       "save post-analysis settings of one channel in every record of the measurement in DIR",
+       "  --channel N   the channel number (required)\n"
+       "  --analyzer A  the analyzer of the channel (default: any)\n"
+       "  --sensitivity X, --offset Y, --range R, --unit U, --name N\n"
+       "                the values to put over the recorded ones, at least one; the recorded\n"
+       "                values and the samples stay, zsff info shows both, and read, zoom and\n"
+       "                plot apply the new ones with --post-analysis\n",
+       RunRescale},
   };
   return commands;
 }

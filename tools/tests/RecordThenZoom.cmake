@@ -8,32 +8,6 @@
 
 include(${CMAKE_CURRENT_LIST_DIR}/ScriptSupport.cmake)
 
-# A decimal number as an integer count of millionths, so that CMake's integer
-# arithmetic can compare values printed at different precisions. Exponent forms
-# only come out for magnitudes far below a millionth.
-function(to_micro value out)
-  if(value MATCHES "[eE]")
-    set(${out} 0 PARENT_SCOPE)
-    return()
-  endif()
-  if(NOT value MATCHES "^(-?)([0-9]+)\\.?([0-9]*)$")
-    fail("'${value}' is not a number")
-  endif()
-  set(sign "${CMAKE_MATCH_1}")
-  set(whole "${CMAKE_MATCH_2}")
-  string(SUBSTRING "${CMAKE_MATCH_3}000000" 0 6 fraction)
-  string(REGEX REPLACE "^0+([0-9])" "\\1" fraction "${fraction}")
-  math(EXPR micro "${sign}(${whole} * 1000000 + ${fraction})")
-  set(${out} ${micro} PARENT_SCOPE)
-endfunction()
-
-function(expect_near label got want)
-  math(EXPR difference "${got} - ${want}")
-  if(difference LESS -2 OR difference GREATER 2)
-    fail("${label}: ${got} against ${want} (millionths)")
-  endif()
-endfunction()
-
 function(zoom out)
   run_zsff(text zoom ${ARGN} "${measurement}")
   set(${out} "${text}" PARENT_SCOPE)
