@@ -58,9 +58,16 @@ std::string NoMeasurement(const std::filesystem::path& directory) {
   return measurementFile ? std::string() : path + ": no measurement file (*.zsfh) in it";
 }
 
-std::unique_ptr<zsff::CRecordSignalTree> OpenTree(const std::filesystem::path& directory,
-                                                  zsff::CRecordSignalTree::TreeOpenMode_t mode,
-                                                  std::string& error) {
+}  // namespace
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
+                                                        std::string& error) {
+  return OpenMeasurementTree(directory, zsff::CRecordSignalTree::TreeOpenRead, error);
+}
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenMeasurementTree(
+    const std::filesystem::path& directory, zsff::CRecordSignalTree::TreeOpenMode_t mode,
+    std::string& error) {
   error = NoMeasurement(directory);
   if (!error.empty()) return nullptr;
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
@@ -72,18 +79,6 @@ std::unique_ptr<zsff::CRecordSignalTree> OpenTree(const std::filesystem::path& d
             Reason(0, zsff::CRecordSignalTree::LastErrorString());
   }
   return tree;
-}
-
-}  // namespace
-
-std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
-                                                        std::string& error) {
-  return OpenTree(directory, zsff::CRecordSignalTree::TreeOpenRead, error);
-}
-
-std::unique_ptr<zsff::CRecordSignalTree> OpenForEditing(const std::filesystem::path& directory,
-                                                        std::string& error) {
-  return OpenTree(directory, zsff::CRecordSignalTree::TreeOpenEdit, error);
 }
 
 bool PickFirstRecordChannel(zsff::CRecordSignalTree& tree, long long channel, long long analyzer,

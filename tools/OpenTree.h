@@ -30,9 +30,10 @@ bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel,
 // "/x/m: no measurement file (*.zsfh) in it".
 std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
                                                         std::string& error);
-// The same, for a command that writes into the measurement's existing records.
-std::unique_ptr<zsff::CRecordSignalTree> OpenForEditing(const std::filesystem::path& directory,
-                                                        std::string& error);
+// The same in another mode of the library's tree.
+std::unique_ptr<zsff::CRecordSignalTree> OpenMeasurementTree(
+    const std::filesystem::path& directory, zsff::CRecordSignalTree::TreeOpenMode_t mode,
+    std::string& error);
 
 // The channel that passes the filters in the first record of `tree`: every record
 // of a measurement has the channels of the one before. False when none does.

@@ -110,7 +110,8 @@ int RunRescale(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   std::string error;
-  std::unique_ptr<zsff::CRecordSignalTree> tree = OpenForEditing(options.Directory, error);
+  std::unique_ptr<zsff::CRecordSignalTree> tree =
+      OpenMeasurementTree(options.Directory, zsff::CRecordSignalTree::TreeOpenEdit, error);
   if (!tree) return Fail(error);
   const std::string directory = options.Directory.string();
   const std::string lockFile =
