@@ -125,6 +125,8 @@ inline constexpr MetaDataKey<std::u16string> Comment{"Comment"};
 inline constexpr MetaDataKey<long long> FileSize{"FileSize"};
 inline constexpr MetaDataKey<std::vector<unsigned long long>> ChannelsToRemove{"ChannelsToRemove"};
 inline constexpr MetaDataKey<long> NumberOfChannels{"NumberOfChannels"};
+// Record directories whose entries have left the list and that are still to go.
+inline constexpr MetaDataKey<std::vector<unsigned long long>> RecordsToDelete{"RecordsToDelete"};
 inline constexpr MetaDataKey<AnsiText> SampleFormat{"SampleFormat"};
 inline constexpr MetaDataKey<float> SamplingFrontEnd{"SamplingFrontEnd"};
 inline constexpr MetaDataKey<float> Sampling1{"Sampling1"};

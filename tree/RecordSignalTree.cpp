@@ -9,6 +9,7 @@
 #include "signal/BlockReduction.h"
 #include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"
+#include "tree/RecordDeletion.h"
 #include "tree/RecordStates.h"
 #include "tree/TreePaths.h"
 #include "tree/TreeRecords.h"
@@ -64,6 +65,7 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_MeasurementUpdate(std::make_unique<CMeasurementUpdate>(*this)),
       m_Records(std::make_unique<CTreeRecords>(*this)),
       m_RecordStates(std::make_unique<CRecordStates>(*this)),
+      m_Deletion(std::make_unique<CRecordDeletion>(*this)),
       m_MergeRecordParts(mergeRecordParts) {
   m_FullRecordPath = tree::JoinPath(m_BasePath, m_MeasureName, *m_FileAccess);
 
@@ -264,6 +266,26 @@ void CRecordSignalTree::CompressSampleBlock(void* destination, unsigned long lon
                                             double& maximum) {
   reduction::ReduceBlock(destination, capacity, source, samples, factor, format, missing, minimum,
                          maximum);
+}
+
+// --- Deleting and cleaning, handed to the tree's deletions ----------------------------
+
+bool CRecordSignalTree::DeleteRecord(const CRecordId& id, DeleteMode_t mode, bool wholeDirectory) {
+  return m_Deletion->DeleteRecord(id, mode, wholeDirectory);
+}
+
+bool CRecordSignalTree::DeleteRecords(DeleteMode_t mode) { return m_Deletion->DeleteRecords(mode); }
+
+bool CRecordSignalTree::DeleteRecordFile(const std::u16string& name) {
+  return m_Deletion->DeleteRecordFile(name);
+}
+
+bool CRecordSignalTree::CleanRecord() { return m_Deletion->CleanRecord(); }
+
+bool CRecordSignalTree::RemoveChannel(const CChannelID& id) {
+  if (!m_Editing) return false;
+  std::unique_ptr<MetaDataFileLock> lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
+  return m_Deletion->RemoveChannel(lock.get(), id);
 }
 
 // --- Measurement metadata, handed to the measurement file and its updates ---------

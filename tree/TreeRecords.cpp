@@ -13,6 +13,7 @@
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 #include "tree/MeasurementFile.h"
+#include "tree/RecordDeletion.h"
 #include "tree/RecordKeys.h"
 #include "tree/RecordStates.h"
 #include "tree/TreePaths.h"
@@ -116,8 +117,8 @@ int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMod
     return 0;
   }
 
-  // Pending channel removals ("ChannelsToRemove") are carried out here, under
-  // editing, once channel removal exists.
+  // Removals that a failure or a crash left half done are finished first.
+  m_Tree.m_Deletion->CompletePending();
 
   // An id with a base names an entry exactly; one without is a position from 1.
   const MetaDataRecord* entry = nullptr;
@@ -185,7 +186,7 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   if (m_Tree.IsReading(id)) stopping.StopReading();
   // Taking the discard mark keeps the section's destructor off the record; with
   // `allowDelete`, the mark decides whether the record is deleted further down.
-  stopping.DeleteRecord();
+  const bool discard = stopping.DeleteRecord() && allowDelete;
   std::unique_ptr<CAbstractRecordSection> section = std::move(open->second);
   m_Tree.m_OpenedRecordMap.erase(open);
 
@@ -216,7 +217,14 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   if (!allowDelete) section->DeleteRecord();
   section.reset();
 
-  // A marked record is deleted here with its metadata entry once record deletion exists.
+  // A record that holds nothing goes with its entry: the tree's own deletion,
+  // which needs no editing mode from the host.
+  if (discard) {
+    const bool editing = m_Tree.m_Editing;
+    m_Tree.m_Editing = true;
+    m_Tree.DeleteRecord(id, CRecordSignalTree::DeleteWithMetaData, false);
+    m_Tree.m_Editing = editing;
+  }
 
   handle = 0;
   return true;

@@ -214,7 +214,8 @@ class CRecordSection : public CAbstractRecordSection {
  private:
   friend class CSectionReader;
   friend class CSectionRecorder;
-  friend class CTreeRecords;  // makes the tree's sections
+  friend class CRecordDeletion;  // empties a record with a section of its own
+  friend class CTreeRecords;     // makes the tree's sections
   friend class zsff_test::RecordSectionProbe;
 
   using ChannelMap = std::map<CChannelID, std::unique_ptr<CChannel>>;

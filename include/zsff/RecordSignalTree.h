@@ -43,6 +43,7 @@ class CRecordSection;
 class CMeasurementFile;
 class CMeasurementUpdate;
 class CRecordSectionOwner;
+class CRecordDeletion;
 class CRecordStates;
 class CTreeRecords;
 class CTreeSectionOwner;
@@ -119,6 +120,15 @@ class CRecordSignalTree {
     UMRemoveRecord = 1,         // remove it
     UMFinishCurrentRecord = 2,  // finish the last record: length, parts, dates
     UMUpdatePartLength = 3      // write the part length into the last record
+  };
+
+  // How much DeleteRecord and DeleteRecords take away.
+  enum DeleteMode_t {
+    DeleteKeepMetaData = 0,  // the data only; the record list and the summary stay
+    DeleteWithMetaData = 1,  // the record's entry too, the duration corrected; with
+                             // DeleteRecords, the measurement's own files
+    DeleteWithDirectory = 2  // as 1; DeleteRecords also removes the directory if
+                             // nothing foreign lies in it
   };
 
   // What GetSignalDirectoryInfo found.
@@ -273,6 +283,41 @@ class CRecordSignalTree {
                                   unsigned long long factor, SampleFormat_t format,
                                   unsigned long long& missing, double& minimum, double& maximum);
 
+  // ---- Deleting and cleaning (RecordDeletion.cpp) ---------------------------------
+
+  // Editing mode only, under the metadata lock. Without `wholeDirectory`, the
+  // section `id` (exactly) goes: when other sections of its record remain, its
+  // parts are marked and removed at the record's next opening; otherwise the
+  // record directory goes. With `wholeDirectory` every section of the record
+  // goes with it. Beyond DeleteKeepMetaData the entries leave the list and the
+  // "Duration" is lowered in one save, before any file goes; a directory left
+  // behind by a failure or a crash is removed at the next OpenRecord. With the
+  // last record, the measurement's own files go too. False for a record in use
+  // here or being recorded, with no text; otherwise the failure's words.
+  bool DeleteRecord(const CRecordId& id, DeleteMode_t mode, bool wholeDirectory);
+  // Every record of the measurement, then (beyond DeleteKeepMetaData) its own
+  // files and, with DeleteWithDirectory, its directory when nothing else lies in
+  // it. A remote mirror's directory goes in every mode. False when a record of
+  // the measurement is in use or a record couldn't go; the others still go.
+  bool DeleteRecords(DeleteMode_t mode);
+  // Deletes the measurement directory's file `name`, locally and on the store;
+  // true, also for a file that isn't there.
+  bool DeleteRecordFile(const std::u16string& name);
+  // Deletes a measurement from a store with no tree open: the one a record's name
+  // belongs to, or the directory of that name.
+  static bool DeleteRemoteRecord(const std::u16string& name,
+                                 std::shared_ptr<CAbstractFileAccess>& remoteFileAccess);
+  // Brings the measurement back to an empty record 1, to record again in the same
+  // place: the other records go, record 1 keeps its channels and their metadata,
+  // the counters start again. Refused while a record is recorded or read, and on
+  // a tree not opened to write.
+  bool CleanRecord();
+  // Editing mode only: removes the channel's directory from every record and
+  // lowers "NumberOfChannels" once. The channel is listed in "ChannelsToRemove"
+  // before any directory goes and stays there until every one has gone; each
+  // OpenRecord tries again.
+  bool RemoveChannel(const CChannelID& id);
+
   // ---- Measurement metadata ------------------------------------------------------
 
   // The metadata lock ("Metadata.lock") of this measurement: on the remote store
@@ -333,6 +378,7 @@ class CRecordSignalTree {
  private:
   friend class CRecordSection;  // takes the tree's side for sections from m_SectionOwner
   friend class CMeasurementFile;
+  friend class CRecordDeletion;
   friend class CMeasurementUpdate;
   friend class CRecordStates;
   friend class CTreeRecords;
@@ -380,6 +426,7 @@ class CRecordSignalTree {
   std::unique_ptr<CMeasurementUpdate> m_MeasurementUpdate;
   std::unique_ptr<CTreeRecords> m_Records;
   std::unique_ptr<CRecordStates> m_RecordStates;
+  std::unique_ptr<CRecordDeletion> m_Deletion;
   bool m_Editing = false;
   bool m_MergeRecordParts;
 
