@@ -42,6 +42,8 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     Delete,
     Rename,
     CreateDir,
+    DeleteTree,
+    List,
     OperationCount
   };
 
@@ -143,6 +145,14 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
   }
   bool CreateDirectory(const std::u16string& path) override {
     return Fails(CreateDir) ? false : ForwardingFileAccess::CreateDirectory(path);
+  }
+  bool DeleteDirectoryTree(const std::u16string& path) override {
+    return Fails(DeleteTree) ? false : ForwardingFileAccess::DeleteDirectoryTree(path);
+  }
+  bool ListDirectory(const std::u16string& directory, std::vector<std::u16string>& directories,
+                     std::vector<std::u16string>& files, const std::u16string& pattern) override {
+    return Fails(List) ? false
+                       : ForwardingFileAccess::ListDirectory(directory, directories, files, pattern);
   }
 
  private:

@@ -29,11 +29,13 @@ inline zsff::MetaDataContainer SurgeryChannel() {
   return metaData;
 }
 
-// Adds both channels, arms parts of 64 s (a ring of `maxLength` seconds when
+// Adds both channels (a record after the first has them already), arms parts of 64 s (a ring of `maxLength` seconds when
 // not 0) and starts the section.
 inline void StartTwoChannels(zsff::CAbstractRecordSection& section, double maxLength = 0.0) {
-  ASSERT_TRUE(section.AddChannel(kLeft, SurgeryChannel()));
-  ASSERT_TRUE(section.AddChannel(kRight, SurgeryChannel()));
+  if (section.ChannelCount() == 0) {
+    ASSERT_TRUE(section.AddChannel(kLeft, SurgeryChannel()));
+    ASSERT_TRUE(section.AddChannel(kRight, SurgeryChannel()));
+  }
   ASSERT_TRUE(section.ArmRecord(maxLength, zsff::PartLengthShort, maxLength == 0.0));
   std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
   infos[kLeft].AbsoluteDate = 133000000000000000LL;

@@ -63,6 +63,11 @@ class RecordSignalTreeProbe {
   static bool IsRecordSectionUsed(const Tree& tree, const zsff::CRecordId& id) {
     return tree.m_Records->IsRecordSectionUsed(id);
   }
+  // Puts `store` in the place of the tree's local store, for the tests that make
+  // it fail or stop.
+  static void UseStore(Tree& tree, std::shared_ptr<zsff::CAbstractFileAccess> store) {
+    tree.m_FileAccess = std::move(store);
+  }
   // Editing mode as the host would win it, for the tests of what it permits.
   static void SetEditing(Tree& tree, bool editing) { tree.m_Editing = editing; }
   // Forgets a record of the process, as closing its last opener would.
