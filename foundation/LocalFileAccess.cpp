@@ -51,6 +51,14 @@ struct CachedHandle {
 constexpr unsigned int kCachedHandles = 8;
 thread_local CachedHandle t_CachedHandles[kCachedHandles];
 
+// The bytes the system takes for a wide path. A path without a UTF-8 form (a
+// lone surrogate half) becomes the empty path, which every operation refuses as
+// naming nothing: it must not reach some other file.
+std::string NativePath(const std::u16string& path) {
+  std::string native;
+  return WideToPath(path, native) ? native : std::string();
+}
+
 int OpenRetrying(const char* path, int flags) {
   int fd;
   do {
@@ -78,7 +86,7 @@ std::string CLocalFileAccess::LocalDiskId() const {
 // --- Directories -------------------------------------------------------------
 
 bool CLocalFileAccess::DeleteDirectoryTree(const std::u16string& path) {
-  const std::string native = WideToUtf8(path);
+  const std::string native = NativePath(path);
   if (!FileExists(native)) return true;
   std::string full;
   if (!MakeAbsoluteStrippedPath(native, full)) return false;
@@ -89,15 +97,15 @@ bool CLocalFileAccess::DeleteDirectoryTree(const std::u16string& path) {
 }
 
 bool CLocalFileAccess::CreateDirectory(const std::u16string& path) {
-  const std::string native = WideToUtf8(path);
+  const std::string native = NativePath(path);
   return IsUsablePath(native) && ::mkdir(native.c_str(), 0777) == 0;
 }
 
 bool CLocalFileAccess::CopyDirectoryTree(const std::u16string& source,
                                          const std::u16string& destination) {
   std::string from, to;
-  if (!MakeAbsoluteStrippedPath(WideToUtf8(source), from)) return false;
-  if (!MakeAbsoluteStrippedPath(WideToUtf8(destination), to)) return false;
+  if (!MakeAbsoluteStrippedPath(NativePath(source), from)) return false;
+  if (!MakeAbsoluteStrippedPath(NativePath(destination), to)) return false;
   // Copying a tree into itself would never end.
   if (to == from || to.compare(0, from.size() + 1, JoinPath(from, "")) == 0) return false;
 
@@ -119,11 +127,11 @@ bool CLocalFileAccess::CopyFileList(const std::u16string& sourceDirectory,
                                     const std::vector<std::u16string>& fileNames) {
   if (fileNames.empty()) return false;
   std::string from, to;
-  if (!MakeAbsoluteStrippedPath(WideToUtf8(sourceDirectory), from)) return false;
-  if (!MakeAbsoluteStrippedPath(WideToUtf8(destinationDirectory), to)) return false;
+  if (!MakeAbsoluteStrippedPath(NativePath(sourceDirectory), from)) return false;
+  if (!MakeAbsoluteStrippedPath(NativePath(destinationDirectory), to)) return false;
   bool result = true;
   for (const std::u16string& name : fileNames) {
-    const std::string native = WideToUtf8(name);
+    const std::string native = NativePath(name);
     std::error_code ec;
     if (!IsUsablePath(native) ||
         !fs::copy_file(fs::path(JoinPath(from, native)), fs::path(JoinPath(to, native)),
@@ -140,7 +148,7 @@ bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
                                      const std::u16string& pattern) {
   directories.clear();
   files.clear();
-  const std::string native = WideToUtf8(directory);
+  const std::string native = NativePath(directory);
   if (!IsUsablePath(native)) return false;
   DIR* dir = ::opendir(native.c_str());
   if (dir == nullptr) return false;
@@ -156,8 +164,15 @@ bool CLocalFileAccess::ListDirectory(const std::u16string& directory,
     if (name == "." || name == "..") continue;
     const std::string fullPath = JoinPath(native, name);
     const bool isDirectory = IsDirectoryEntry(fullPath, entry);
-    if (!MatchesListPattern(pattern, Utf8ToWide(name), !isDirectory)) continue;
-    (isDirectory ? directories : files).push_back(Utf8ToWide(fullPath));
+    // A name that isn't UTF-8 has no wide path: leaving it out or decoding it
+    // loosely would show the caller a directory that isn't the one on disk.
+    std::u16string wideName, widePath;
+    if (!PathToWide(name, wideName) || !PathToWide(fullPath, widePath)) {
+      result = false;
+      break;
+    }
+    if (!MatchesListPattern(pattern, wideName, !isDirectory)) continue;
+    (isDirectory ? directories : files).push_back(std::move(widePath));
   }
   ::closedir(dir);
   return result;
@@ -170,7 +185,7 @@ bool CLocalFileAccess::DeleteFile(const std::string& path) {
 }
 
 bool CLocalFileAccess::DeleteFile(const std::u16string& path) {
-  return DeleteFile(WideToUtf8(path));
+  return DeleteFile(NativePath(path));
 }
 
 bool CLocalFileAccess::FileExists(const std::string& path) {
@@ -179,12 +194,12 @@ bool CLocalFileAccess::FileExists(const std::string& path) {
 }
 
 bool CLocalFileAccess::FileExists(const std::u16string& path) {
-  return FileExists(WideToUtf8(path));
+  return FileExists(NativePath(path));
 }
 
 bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16string& newPath) {
-  const std::string from = WideToAnsi(oldPath);
-  const std::string to = WideToAnsi(newPath);
+  const std::string from = NativePath(oldPath);
+  const std::string to = NativePath(newPath);
   if (!IsUsablePath(from) || !IsUsablePath(to)) return false;
   // POSIX rename() replaces an existing target; this operation must not.
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
@@ -205,14 +220,14 @@ bool CLocalFileAccess::FileSize(const std::string& path, unsigned long long& siz
 }
 
 bool CLocalFileAccess::FileSize(const std::u16string& path, unsigned long long& size) {
-  return FileSize(WideToUtf8(path), size);
+  return FileSize(NativePath(path), size);
 }
 
 // --- Open files ------------------------------------------------------------------
 
 bool CLocalFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
                                 unsigned int& handle) {
-  return OpenFile(WideToUtf8(path), mode, handle);
+  return OpenFile(NativePath(path), mode, handle);
 }
 
 bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,

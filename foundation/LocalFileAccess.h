@@ -16,7 +16,9 @@ namespace zsff {
 // CAbstractFileAccess over POSIX files. Handles are numbered from 1 upward, one
 // number consumed by every open attempt, successful or not, so a number is never
 // handed out twice. Paths are made absolute against the current directory before
-// use. The separator is "/".
+// use. The separator is "/". A wide path reaches the system converted by
+// WideToPath; one without a UTF-8 form names nothing, and a listing that meets
+// a name that isn't UTF-8 fails.
 //
 // Threads: any thread may open and close files while others read, write, seek or
 // tell on their own handles. The open files are closed by the destructor.

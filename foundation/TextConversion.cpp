@@ -66,6 +66,48 @@ void AppendUtf8(std::string& out, unsigned int unit) {
   }
 }
 
+bool IsHighSurrogate(unsigned int unit) { return unit >= 0xD800u && unit <= 0xDBFFu; }
+bool IsLowSurrogate(unsigned int unit) { return unit >= 0xDC00u && unit <= 0xDFFFu; }
+
+// One character of strict UTF-8 at `pos`: no overlong form, no encoded
+// surrogate, nothing above U+10FFFF. False for anything else.
+bool DecodeStrict(const std::string& text, std::size_t& pos, unsigned int& character) {
+  const unsigned char lead = static_cast<unsigned char>(text[pos]);
+  std::size_t trailing;
+  unsigned int least;
+  if (lead < 0x80u) {
+    character = lead;
+    ++pos;
+    return true;
+  } else if (lead >= 0xC2u && lead <= 0xDFu) {
+    trailing = 1;
+    least = 0x80u;
+    character = lead & 0x1Fu;
+  } else if (lead >= 0xE0u && lead <= 0xEFu) {
+    trailing = 2;
+    least = 0x800u;
+    character = lead & 0x0Fu;
+  } else if (lead >= 0xF0u && lead <= 0xF4u) {
+    trailing = 3;
+    least = 0x10000u;
+    character = lead & 0x07u;
+  } else {
+    return false;
+  }
+  if (text.size() - pos <= trailing) return false;
+  for (std::size_t i = 1; i <= trailing; ++i) {
+    const unsigned char byte = static_cast<unsigned char>(text[pos + i]);
+    if (!IsContinuation(byte)) return false;
+    character = (character << 6) | (byte & 0x3Fu);
+  }
+  if (character < least || character > 0x10FFFFu || IsHighSurrogate(character) ||
+      IsLowSurrogate(character)) {
+    return false;
+  }
+  pos += trailing + 1;
+  return true;
+}
+
 template <typename T>
 std::string StreamToString(const T& value) {
   std::ostringstream stream;
@@ -101,6 +143,45 @@ std::string WideToUtf8(const std::u16string& text) {
 
 std::string WideToUtf8(const char16_t* text) {
   return text == nullptr ? std::string() : WideToUtf8(std::u16string(text));
+}
+
+bool PathToWide(const std::string& path, std::u16string& out) {
+  std::u16string wide;
+  wide.reserve(path.size());
+  for (std::size_t pos = 0; pos < path.size();) {
+    unsigned int character;
+    if (!DecodeStrict(path, pos, character)) return false;
+    if (character < 0x10000u) {
+      wide += static_cast<char16_t>(character);
+    } else {
+      character -= 0x10000u;
+      wide += static_cast<char16_t>(0xD800u | (character >> 10));
+      wide += static_cast<char16_t>(0xDC00u | (character & 0x3FFu));
+    }
+  }
+  out.swap(wide);
+  return true;
+}
+
+bool WideToPath(const std::u16string& path, std::string& out) {
+  std::string utf8;
+  utf8.reserve(path.size());
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    const unsigned int unit = path[i];
+    if (IsLowSurrogate(unit)) return false;
+    if (!IsHighSurrogate(unit)) {
+      AppendUtf8(utf8, unit);
+      continue;
+    }
+    if (i + 1 == path.size() || !IsLowSurrogate(path[i + 1])) return false;
+    const unsigned int character = 0x10000u + (((unit & 0x3FFu) << 10) | (path[++i] & 0x3FFu));
+    utf8 += static_cast<char>(0xF0u | (character >> 18));
+    utf8 += static_cast<char>(0x80u | ((character >> 12) & 0x3Fu));
+    utf8 += static_cast<char>(0x80u | ((character >> 6) & 0x3Fu));
+    utf8 += static_cast<char>(0x80u | (character & 0x3Fu));
+  }
+  out.swap(utf8);
+  return true;
 }
 
 std::u16string AnsiToWide(const std::string& text) { return Utf8ToWide(text); }

@@ -31,6 +31,16 @@ std::u16string Utf8ToWide(const char* text);
 std::string WideToUtf8(const std::u16string& text);
 std::string WideToUtf8(const char16_t* text);
 
+// Paths follow a stricter rule than texts: a path has to name on disk exactly
+// what it names in memory, so nothing is dropped on the way. A character
+// beyond 16 bits is a surrogate pair in the wide path and one 4-byte sequence
+// in the UTF-8 path, both ways. What has no counterpart on the other side, bytes
+// that aren't UTF-8 (a name made under another encoding) or a lone surrogate
+// half, makes the conversion fail and leaves `out` untouched, so that the
+// caller refuses the path instead of reaching another one.
+bool PathToWide(const std::string& path, std::u16string& out);
+bool WideToPath(const std::u16string& path, std::string& out);
+
 // The system's 8-bit code page is UTF-8 on this platform, so these are the
 // conversions above. Utf8ToAnsi decodes and encodes again, which drops the
 // bytes that Utf8ToWide drops.

@@ -8,6 +8,8 @@
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/SignalFile.h>
 
+#include <stdexcept>
+
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 #include "section/ChannelPartRange.h"
@@ -16,13 +18,27 @@
 
 namespace zsff {
 
+namespace {
+
+// The 8-bit form of a channel's directory, which the part files are reached by.
+// A directory without one (a lone surrogate half) would send them to another
+// place: the channel is not made, and the section goes on without it.
+std::string StorePath(const std::u16string& directory) {
+  std::string path;
+  if (!WideToPath(directory, path))
+    throw std::invalid_argument("channel directory without a UTF-8 form");
+  return path;
+}
+
+}  // namespace
+
 ChannelLayout::ChannelLayout(const CChannelID& id, const std::u16string& directory,
                              const std::u16string& fileName, const CRecordId& recordId,
                              CAbstractFileAccess* access)
     : ChannelId(id),
       RecordId(recordId),
       Directory(directory),
-      DirectoryUtf8(WideToUtf8(directory)),
+      DirectoryUtf8(StorePath(directory)),
       FileName(fileName),
       FileAccess(access) {}
 

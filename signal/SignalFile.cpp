@@ -176,7 +176,9 @@ bool CSignalFileReader::OpenSignalFile() {
     CMetaDataHeaderFileReader metaReader(nullptr, m_FileAccess);
     MetaDataContainer metaData;
     TAG_RECORD_INFO info;
-    if (!metaReader.Load(metaData, m_MetaDataFileName, Utf8ToWide(m_Directory), info, 0)) {
+    std::u16string directory;
+    if (!PathToWide(m_Directory, directory) ||
+        !metaReader.Load(metaData, m_MetaDataFileName, directory, info, 0)) {
       return false;
     }
     CMetaDataChannelReader channel(metaData);

@@ -1,6 +1,7 @@
 // The tree's life: making and opening measurement directories, aiming at a remote
 // store, the process-wide record states and the notices that change them.
 #include <zsff/RecordSignalTree.h>
+#include <zsff/TextConversion.h>
 
 #include <mutex>
 #include <utility>
@@ -122,6 +123,11 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
   const std::u16string measureName = name.empty() ? CRecordId::NewRecordBaseName() : name;
   CLocalFileAccess local;
   const std::u16string fullPath = tree::JoinPath(path, measureName, local);
+  std::string nativePath;
+  if (!WideToPath(fullPath, nativePath)) {
+    SetLastError(u"CRecordSignalTree::CreateSignalTree path has no UTF-8 form: " + fullPath);
+    return nullptr;
+  }
   if (local.FileExists(fullPath)) {
     // An empty directory is taken, and so is one that can't be listed.
     std::vector<std::u16string> directories, files;

@@ -39,8 +39,9 @@ enum FileOpenMode_t : unsigned int {
 // File handles are numbers that the store hands out, never system handles.
 // 0 never names a file, so holders test a handle against 0.
 //
-// Paths: wide paths are UTF-16 code units, 8-bit paths are UTF-8. Callers build
-// paths with the store's own PathSeparatorW/PathSeparator and never assume one.
+// Paths: wide paths are UTF-16 code units, 8-bit paths are UTF-8, and one path
+// names the same file in both forms (see PathToWide). Callers build paths with
+// the store's own PathSeparatorW/PathSeparator and never assume one.
 //
 // Threads: a store may be shared by threads that each work on their own handles.
 // Open and close may run on one thread while seek, tell, read and write run on

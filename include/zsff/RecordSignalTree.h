@@ -151,8 +151,9 @@ class CRecordSignalTree {
 
   // A new measurement `name` (NewRecordBaseName() when empty) under `path`, which
   // must exist. The directory is made when missing; an existing one must be empty
-  // (or unlistable). With a remote store, records go there; `remoteMirror` keeps a
-  // copy of the metadata in the local directory. Null on failure, with the text in
+  // (or unlistable). A path without a UTF-8 form (a lone surrogate half) is
+  // refused. With a remote store, records go there; `remoteMirror` keeps a copy of
+  // the metadata in the local directory. Null on failure, with the text in
   // LastErrorString.
   static std::unique_ptr<CRecordSignalTree> CreateSignalTree(
       const std::u16string& path, const std::u16string& name,

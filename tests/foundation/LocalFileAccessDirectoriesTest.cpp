@@ -205,3 +205,36 @@ TEST(LocalFileAccessDirectories, LocalStoreAnswersForTheRemoteOperations) {
   EXPECT_FALSE(fs::exists(dir.Path() / "up"));
   EXPECT_FALSE(fs::exists(dir.Path() / "down"));
 }
+
+TEST(LocalFileAccessDirectories, PathsReachTheDiskExactlyAsGivenOrNotAtAll) {
+  TempDir dir;
+  CLocalFileAccess store;
+  // A character beyond 16 bits: a surrogate pair here, one 4-byte sequence on disk.
+  const std::u16string car = dir.Wide() + u"/x\U0001F697y";
+  ASSERT_TRUE(store.CreateDirectory(car));
+  EXPECT_TRUE(fs::is_directory(dir.Path() / "x\xF0\x9F\x9A\x97y"));
+  unsigned int handle = 0;
+  ASSERT_TRUE(store.OpenFile(car + u"/\u00E9\U0001F697.zrs", FileModeCreate, handle));
+  store.CloseFile(handle, true);
+  EXPECT_TRUE(fs::exists(dir.Path() / "x\xF0\x9F\x9A\x97y/\xC3\xA9\xF0\x9F\x9A\x97.zrs"));
+  std::vector<std::u16string> dirs, files;
+  ASSERT_TRUE(store.ListDirectory(dir.Wide(), dirs, files, u"*"));
+  EXPECT_EQ(dirs, std::vector<std::u16string>{car});
+  ASSERT_TRUE(store.ListDirectory(car, dirs, files, u"*.zrs"));
+  EXPECT_EQ(files, std::vector<std::u16string>{car + u"/\u00E9\U0001F697.zrs"});
+  EXPECT_TRUE(store.RenameFile(files.front(), car + u"/\U0001F697"));
+  EXPECT_TRUE(store.FileExists(car + u"/\U0001F697"));
+
+  // A lone surrogate half names nothing that the disk could hold.
+  const std::u16string lone = dir.Wide() + u"/x" + std::u16string(1, u'\xD83D');
+  EXPECT_FALSE(store.CreateDirectory(lone));
+  EXPECT_FALSE(store.FileExists(lone));
+  EXPECT_FALSE(store.OpenFile(lone, FileModeCreate, handle));
+  EXPECT_EQ(store.GetLastError(), FileErrorBadPath);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()), 1);
+
+  // A name on disk that isn't UTF-8 has no wide path: the listing that meets it
+  // is refused rather than leaving it out or naming another entry.
+  Put(dir.Path() / "victim\xFF", "x");
+  EXPECT_FALSE(store.ListDirectory(dir.Wide(), dirs, files, u"*"));
+}

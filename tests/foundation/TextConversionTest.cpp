@@ -105,3 +105,41 @@ TEST(TextConversionTest, NumbersAsAStreamWritesThem) {
   EXPECT_EQ(zsff::FloatToString(1234567.0f), "1.23457e+06");
   EXPECT_EQ(zsff::FloatToString(-2.5f), "-2.5");
 }
+
+TEST(TextConversionTest, PathsConvertWholeOrNotAtAll) {
+  // What the text codec drops, a path keeps: a character beyond 16 bits is one
+  // 4-byte sequence on disk and a surrogate pair in memory.
+  const struct {
+    std::string utf8;
+    std::u16string wide;
+  } kept[] = {
+      {"", u""},
+      {"x\xF0\x9F\x9A\x97y", u"x\U0001F697y"},
+      {"\xF4\x8F\xBF\xBF\xEF\xBF\xBF\xC2\x80", u"\U0010FFFF\uFFFF\u0080"},
+  };
+  for (const auto& row : kept) {
+    std::u16string wide;
+    std::string utf8;
+    EXPECT_TRUE(zsff::PathToWide(row.utf8, wide));
+    EXPECT_EQ(wide, row.wide);
+    EXPECT_TRUE(zsff::WideToPath(row.wide, utf8));
+    EXPECT_EQ(utf8, row.utf8);
+  }
+
+  // Bytes that aren't UTF-8 have no wide path, a lone surrogate half no UTF-8
+  // path: refused, and the output stays as it was.
+  const char* const notUtf8[] = {"victim\xFF",      "ab\xC3",       "\x80",
+                                 "\xC1\x81",        "\xE0\x80\x80", "\xED\xA0\xBD\xED\xB8\x80",
+                                 "\xF4\x90\x80\x80"};
+  for (const char* bytes : notUtf8) {
+    std::u16string wide = u"before";
+    EXPECT_FALSE(zsff::PathToWide(bytes, wide)) << bytes;
+    EXPECT_EQ(wide, u"before");
+  }
+  for (const std::u16string& lone : {std::u16string(1, u'\xD83D'), std::u16string(u"a\xDE00"),
+                                     std::u16string(u"\xD83D\xD83D\xDE00")}) {
+    std::string utf8 = "before";
+    EXPECT_FALSE(zsff::WideToPath(lone, utf8));
+    EXPECT_EQ(utf8, "before");
+  }
+}

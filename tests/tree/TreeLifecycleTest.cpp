@@ -42,6 +42,16 @@ TEST_F(TreeLifecycle, CreateTakesOnlyAMissingOrEmptyDirectory) {
   EXPECT_FALSE(Tree::CreateSignalTree(m_Dir.Wide(), u"withDirectory", kNoStore, false));
   EXPECT_NE(Tree::LastErrorString(), u"");
 
+  // The name reaches the disk as given: a character beyond 16 bits is one 4-byte
+  // sequence there, and a lone surrogate half, which has no such form, is refused.
+  EXPECT_TRUE(Tree::CreateSignalTree(m_Dir.Wide(), u"x\U0001F697y", kNoStore, false));
+  EXPECT_TRUE(fs::is_directory(m_Dir.Path() / "x\xF0\x9F\x9A\x97y"));
+  const std::u16string lone = u"x" + std::u16string(1, u'\xD83D');
+  EXPECT_FALSE(Tree::CreateSignalTree(m_Dir.Wide(), lone, kNoStore, false));
+  EXPECT_EQ(
+      Tree::LastErrorString(),
+      u"CRecordSignalTree::CreateSignalTree path has no UTF-8 form: " + m_Dir.Wide() + u"/" + lone);
+
   // The parent isn't made: the tree stands, and its first save will find no directory.
   auto orphan = Tree::CreateSignalTree(m_Dir.Wide("missing"), u"m", kNoStore, false);
   ASSERT_TRUE(orphan);
