@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include "foundation/DirectoryClaim.h"
 #include "foundation/LocalFileAccess.h"
 #include "signal/BlockReduction.h"
 #include "tree/MeasurementFile.h"
@@ -128,17 +129,30 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
     SetLastError(u"CRecordSignalTree::CreateSignalTree path has no UTF-8 form: " + fullPath);
     return nullptr;
   }
-  if (local.FileExists(fullPath)) {
-    // An empty directory is taken, and so is one that can't be listed.
-    std::vector<std::u16string> directories, files;
-    if (local.ListDirectory(fullPath, directories, files, u"*") &&
-        (!directories.empty() || !files.empty())) {
+  // Creators that meet here at once all find the directory missing or empty;
+  // the claim, held as long as the tree lives, lets one of them through.
+  if (!remoteFileAccess || remoteMirror) local.CreateDirectory(fullPath);
+  auto claim = std::make_unique<CDirectoryClaim>();
+  switch (claim->Take(nativePath)) {
+    case CDirectoryClaim::Claimed:
+      break;
+    case CDirectoryClaim::HeldElsewhere:
+      SetLastError(
+          u"CRecordSignalTree::CreateSignalTree directory is being created by another tree: " +
+          fullPath);
+      return nullptr;
+    case CDirectoryClaim::NotEmpty:
       SetLastError(u"CRecordSignalTree::CreateSignalTree directory already exists: " + fullPath);
       return nullptr;
-    }
+    case CDirectoryClaim::NotClaimable:
+      // A directory that can't be read is taken; a missing parent shows at the first save.
+      claim.reset();
+      break;
   }
-  return std::unique_ptr<CRecordSignalTree>(new CRecordSignalTree(
+  std::unique_ptr<CRecordSignalTree> tree(new CRecordSignalTree(
       path, measureName, false, remoteFileAccess, remoteMirror, TreeOpenCreate, u""));
+  tree->m_CreationClaim = std::move(claim);
+  return tree;
 }
 
 std::unique_ptr<CRecordSignalTree> CRecordSignalTree::OpenSignalTree(

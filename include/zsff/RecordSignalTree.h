@@ -39,6 +39,7 @@ class RecordSignalTreeProbe;  // lets the tree's tests reach its private searche
 namespace zsff {
 
 class CAbstractFileAccess;
+class CDirectoryClaim;
 class CRecordSection;
 class CMeasurementFile;
 class CMeasurementUpdate;
@@ -151,10 +152,11 @@ class CRecordSignalTree {
 
   // A new measurement `name` (NewRecordBaseName() when empty) under `path`, which
   // must exist. The directory is made when missing; an existing one must be empty
-  // (or unlistable). A path without a UTF-8 form (a lone surrogate half) is
-  // refused. With a remote store, records go there; `remoteMirror` keeps a copy of
-  // the metadata in the local directory. Null on failure, with the text in
-  // LastErrorString.
+  // (or unlistable). The tree holds the directory while it lives: of trees created
+  // in it at once, in any processes, one gets it and the others are refused. A path
+  // without a UTF-8 form (a lone surrogate half) is refused. With a remote store,
+  // records go there; `remoteMirror` keeps a copy of the metadata in the local
+  // directory. Null on failure, with the text in LastErrorString.
   static std::unique_ptr<CRecordSignalTree> CreateSignalTree(
       const std::u16string& path, const std::u16string& name,
       const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror);
@@ -430,6 +432,8 @@ class CRecordSignalTree {
   std::unique_ptr<CRecordDeletion> m_Deletion;
   bool m_Editing = false;
   bool m_MergeRecordParts;
+  // Held by a tree that created its measurement, so that no other tree creates it too.
+  std::unique_ptr<CDirectoryClaim> m_CreationClaim;
 
   // Shared by every tree of the process, guarded by m_cs.
   static RecordStateMap M_SINGLE_RECORD_STATE_MAP;

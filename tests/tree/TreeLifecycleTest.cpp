@@ -1,9 +1,15 @@
 // Making, opening and probing measurement directories, locally and on a remote
 // store, and the process-wide error text that their refusals leave.
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zsff/RecordSignalTree.h>
+#include <zsff/TextConversion.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
+#include <vector>
 
 #include "tree/TreeTestSupport.h"
 
@@ -56,6 +62,103 @@ TEST_F(TreeLifecycle, CreateTakesOnlyAMissingOrEmptyDirectory) {
   auto orphan = Tree::CreateSignalTree(m_Dir.Wide("missing"), u"m", kNoStore, false);
   ASSERT_TRUE(orphan);
   EXPECT_FALSE(fs::exists(m_Dir.Path() / "missing"));
+}
+
+// A pipe whose readers wait until every writer has closed it: a gate that
+// opens for all of them at once.
+struct Gate {
+  int Ends[2];
+  Gate() { EXPECT_EQ(pipe(Ends), 0); }
+  ~Gate() { Close(); }
+  void Close() {
+    for (int& end : Ends) {
+      if (end >= 0) close(end);
+      end = -1;
+    }
+  }
+  void Open() {  // by the one who holds it shut
+    close(Ends[1]);
+    Ends[1] = -1;
+  }
+  void Wait() {  // by a forked waiter, which holds a copy of the writing end too
+    Open();
+    char byte;
+    while (read(Ends[0], &byte, 1) < 0 && errno == EINTR) {
+    }
+  }
+};
+
+TEST_F(TreeLifecycle, OfCreatorsMeetingInOneDirectoryOneWinsAndTheOthersAreRefused) {
+  // Processes let go at once, as two recorders started together are. Whoever
+  // gets a tree writes its metadata only once all have tried, as a host that
+  // sets up its channels first might: no creator may find the directory
+  // written. A winner writes its own name; a loser sends its error.
+  constexpr int kCreators = 6;
+  constexpr unsigned int kBase = 1234;
+  Gate start, save;
+  int tried[2], errors[2];
+  ASSERT_EQ(pipe(tried), 0);
+  ASSERT_EQ(pipe(errors), 0);
+  std::vector<pid_t> creators;
+  for (int i = 0; i < kCreators; ++i) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child > 0) {
+      creators.push_back(child);
+      continue;
+    }
+    start.Wait();
+    auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"shared", kNoStore, false);
+    const std::string line = tree ? "" : zsff::WideToUtf8(Tree::LastErrorString()) + "\n";
+    if (write(errors[1], line.data(), line.size()) != static_cast<ssize_t>(line.size()) ||
+        write(tried[1], "x", 1) != 1)
+      _exit(2);
+    if (!tree) _exit(1);
+    save.Wait();
+    MetaDataContainer metaData;
+    CMetaDataMeasurementWriter(metaData).MeasurementName(W("creator " + std::to_string(i)));
+    auto lock = tree->CreateMetaDataLock(MetaDataFileLock::LockWait);
+    const bool saved = tree->SetRecordBase(kBase) && lock &&
+                       tree->SaveMetaDataMeasurement(lock.get(), metaData, false);
+    lock.reset();
+    _exit(saved ? 0 : 3);
+  }
+  close(tried[1]);
+  close(errors[1]);
+  start.Open();
+  char byte;
+  for (int i = 0; i < kCreators && read(tried[0], &byte, 1) == 1; ++i) {
+  }
+  save.Open();
+  int winners = 0;
+  for (const pid_t creator : creators) {
+    int status = -1;
+    ASSERT_EQ(waitpid(creator, &status, 0), creator);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_TRUE(WEXITSTATUS(status) <= 1) << WEXITSTATUS(status);
+    if (WEXITSTATUS(status) == 0) ++winners;
+  }
+  EXPECT_EQ(winners, 1);
+
+  std::string text;
+  char buffer[4096];
+  for (ssize_t got; (got = read(errors[0], buffer, sizeof buffer)) > 0;) text.append(buffer, got);
+  close(errors[0]);
+  close(tried[0]);
+  const std::string refusal =
+      "CRecordSignalTree::CreateSignalTree directory is being created by another tree: " +
+      (m_Dir.Path() / "shared").string() + "\n";
+  std::string refusals;
+  for (int i = 1; i < kCreators; ++i) refusals += refusal;
+  EXPECT_EQ(text, refusals);
+
+  // Only the winner's measurement file, whole.
+  EXPECT_EQ(
+      std::distance(fs::directory_iterator(m_Dir.Path() / "shared"), fs::directory_iterator()), 1);
+  std::u16string name;
+  EXPECT_TRUE(MetaDataMeasurementReader(LoadMeasurement(m_Dir.Path() / "shared", kBase))
+                  .MeasurementName(name));
+  EXPECT_EQ(name.rfind(u"creator ", 0), 0u);
 }
 
 TEST_F(TreeLifecycle, CreateWithoutNameUsesAFreshBaseName) {
