@@ -16,6 +16,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "WidePath.h"
 #include "foundation/FileNames.h"
 #include "foundation/LocalFileAccess.h"
 #include "foundation/TextConversion.h"
@@ -94,12 +95,15 @@ void LoadChannel(const fs::path& recordPath, const std::string& directory,
 
   // With its temporary record file the reader completes a live channel's length
   // from the sizes of the part files.
+  std::u16string widePath, wideName;
+  if (!ToWidePath(path, widePath, channel.Error) ||
+      !ToWidePath(zsff::names::ChannelMetaDataName(metaDataFile), wideName, channel.Error)) {
+    return;
+  }
   zsff::CTmpRecordFile tmp(path.string(), &access);
   zsff::CMetaDataHeaderFileReader reader(&tmp, &access);
   zsff::TAG_RECORD_INFO info;
-  if (!reader.Load(channel.MetaData,
-                   zsff::Utf8ToWide(zsff::names::ChannelMetaDataName(metaDataFile)),
-                   zsff::Utf8ToWide(path.string()), info, 0)) {
+  if (!reader.Load(channel.MetaData, wideName, widePath, info, 0)) {
     const std::string why = zsff::WideToUtf8(reader.LastError());
     channel.Error = metaDataFile + " doesn't load" + (why.empty() ? "" : ": " + why);
     return;
@@ -150,13 +154,18 @@ void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
 bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std::string& error) {
   std::error_code ec;
   const fs::path path = fs::absolute(fs::path(directory), ec).lexically_normal();
+  std::u16string widePath;
+  if (!ec && !ToWidePath(path, widePath, error)) return false;
   if (ec || !fs::is_directory(path, ec)) {
     error = directory + ": " + std::strerror(fs::exists(path, ec) ? ENOTDIR : ENOENT);
     return false;
   }
   out = MeasurementSummary();
   out.Path = path.string();
-  if (out.Path.size() > 1 && out.Path.back() == '/') out.Path.pop_back();
+  if (out.Path.size() > 1 && out.Path.back() == '/') {
+    out.Path.pop_back();
+    widePath.pop_back();
+  }
 
   std::vector<std::string> directories;
   std::vector<std::string> files;
@@ -180,9 +189,11 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
     out.TotalBytes += SizeOf(path / file);
   }
 
+  std::u16string wideName;
+  if (!ToWidePath(headers.front(), wideName, error)) return false;
   zsff::CLocalFileAccess access;
   zsff::CMetaDataFileReader reader(&access);
-  if (!reader.Load(out.MetaData, zsff::Utf8ToWide(headers.front()), zsff::Utf8ToWide(out.Path))) {
+  if (!reader.Load(out.MetaData, wideName, widePath)) {
     const std::string why = zsff::WideToUtf8(reader.LastError());
     error = headers.front() + " doesn't load" + (why.empty() ? "" : ": " + why);
     return false;

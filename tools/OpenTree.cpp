@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "WidePath.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
@@ -68,12 +69,13 @@ std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::p
 std::unique_ptr<zsff::CRecordSignalTree> OpenMeasurementTree(
     const std::filesystem::path& directory, zsff::CRecordSignalTree::TreeOpenMode_t mode,
     std::string& error) {
+  std::u16string parent, name;
+  if (!ToWideParentAndName(directory, parent, name, error)) return nullptr;
   error = NoMeasurement(directory);
   if (!error.empty()) return nullptr;
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
   std::unique_ptr<zsff::CRecordSignalTree> tree = zsff::CRecordSignalTree::OpenSignalTree(
-      zsff::Utf8ToWide(directory.parent_path().string()),
-      zsff::Utf8ToWide(directory.filename().string()), mode, noRemoteStore, false, u"", false);
+      parent, name, mode, noRemoteStore, false, u"", false);
   if (!tree) {
     error = directory.string() + ": the measurement can't be opened: " +
             Reason(0, zsff::CRecordSignalTree::LastErrorString());

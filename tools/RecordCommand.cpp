@@ -22,6 +22,7 @@
 #include "OpenTree.h"
 #include "Progress.h"
 #include "Verbosity.h"
+#include "WidePath.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
@@ -156,12 +157,13 @@ class Recorder {
 };
 
 int Recorder::CreateMeasurement() {
+  std::u16string parent, name;
+  std::string pathError;
+  if (!ToWideParentAndName(m_Options.Directory, parent, name, pathError)) return Fail(pathError);
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
   const std::string directory = m_Options.Directory.string();
   errno = 0;
-  m_Tree = zsff::CRecordSignalTree::CreateSignalTree(
-      zsff::Utf8ToWide(m_Options.Directory.parent_path().string()),
-      zsff::Utf8ToWide(m_Options.Directory.filename().string()), noRemoteStore, false);
+  m_Tree = zsff::CRecordSignalTree::CreateSignalTree(parent, name, noRemoteStore, false);
   if (!m_Tree) {
     const int error = errno;
     return Fail("cannot create the measurement " + directory + ": " +
