@@ -1,8 +1,8 @@
 #include "WidePath.h"
 
-#include <zsff/TextConversion.h>
-
 #include <cstdio>
+
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 

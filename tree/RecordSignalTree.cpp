@@ -1,13 +1,13 @@
 // The tree's life: making and opening measurement directories, aiming at a remote
 // store, the process-wide record states and the notices that change them.
 #include <zsff/RecordSignalTree.h>
-#include <zsff/TextConversion.h>
 
 #include <mutex>
 #include <utility>
 
 #include "foundation/DirectoryClaim.h"
 #include "foundation/LocalFileAccess.h"
+#include "foundation/TextConversion.h"
 #include "signal/BlockReduction.h"
 #include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"

@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/TextConversion.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <sstream>
 #include <vector>
 
+#include "foundation/TextConversion.h"
 #include "tree/TreeTestSupport.h"
 
 namespace fs = std::filesystem;
