@@ -145,6 +145,8 @@ std::string PyramidLevelFile(const std::string& part, int level) {
 
 std::string TmpRecordFileName() { return kTmpRecordFileName; }
 
+std::u16string SavingCopyName(const std::u16string& name) { return name + u".new"; }
+
 std::u16string LastPathComponent(const std::u16string& path, const std::u16string& separator) {
   const std::size_t cut = separator.empty() ? std::u16string::npos : path.rfind(separator);
   return cut == std::u16string::npos ? path : path.substr(cut + separator.size());

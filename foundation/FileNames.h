@@ -83,6 +83,10 @@ std::string PyramidLevelFile(const std::string& part, int level);
 // The crash-proof record information of a recording channel.
 std::string TmpRecordFileName();
 
+// The copy a metadata file's save writes whole before it rewrites the file in
+// place: `name` + ".new". Read instead of the file when the file doesn't read.
+std::u16string SavingCopyName(const std::u16string& name);
+
 // The last component of `path`, cut at the store's `separator`: listings give
 // full paths, and names are told by what follows the last separator.
 std::u16string LastPathComponent(const std::u16string& path, const std::u16string& separator);

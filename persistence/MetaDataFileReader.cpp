@@ -28,20 +28,19 @@ std::u16string CMetaDataFileReader::LastError() const {
   return std::exchange(m_LastError, std::u16string());
 }
 
-bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& name,
-                               const std::u16string& directory) const {
-  if (name.empty()) return false;
-  StoreInUse store(m_FileAccess);
-  const std::u16string path = JoinPath(*store, directory, name);
-  const std::u16string prefix = u"CMetaDataFileReader::Load(" + path + u")";
+namespace {
 
+// Loads the JSON text of the file `path`; false with the reason in `error`.
+bool LoadFile(CAbstractFileAccess& store, const std::u16string& path, MetaDataContainer& out,
+              std::u16string& error) {
+  const std::u16string prefix = u"CMetaDataFileReader::Load(" + path + u")";
   unsigned long long size = 0;
-  if (!store->FileSize(path, size) || size == 0) {
-    m_LastError = prefix + u" Cannot open file or file empty";
+  if (!store.FileSize(path, size) || size == 0) {
+    error = prefix + u" Cannot open file or file empty";
     return false;
   }
   unsigned int handle = 0;
-  if (!store->OpenFile(path, FileModeRead, handle)) return false;
+  if (!store.OpenFile(path, FileModeRead, handle)) return false;
 
   // One read must take the whole file; a metadata file beyond what one read can
   // carry is as unreadable as a short one.
@@ -50,20 +49,38 @@ bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& nam
   bool read = size <= UINT_MAX;
   if (read) {
     text.assign(static_cast<size_t>(size), '\0');
-    read = store->ReadFile(handle, text.data(), static_cast<unsigned int>(size), bytesRead) &&
+    read = store.ReadFile(handle, text.data(), static_cast<unsigned int>(size), bytesRead) &&
            bytesRead == size;
   }
   if (!read) {
-    m_LastError = prefix + u" Cannot read file";
-    store->CloseFile(handle, false);
+    error = prefix + u" Cannot read file";
+    store.CloseFile(handle, false);
     return false;
   }
 
   MetaDataContainerJson json;
   const bool loaded = json.FromJSONString(text, out);
-  if (!loaded) m_LastError = prefix + u" Error: " + Utf8ToWide(json.LastError());
-  store->CloseFile(handle, false);
+  if (!loaded) error = prefix + u" Error: " + Utf8ToWide(json.LastError());
+  store.CloseFile(handle, false);
   return loaded;
+}
+
+}  // namespace
+
+bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& name,
+                               const std::u16string& directory) const {
+  if (name.empty()) return false;
+  StoreInUse store(m_FileAccess);
+  const std::u16string path = JoinPath(*store, directory, name);
+  if (LoadFile(*store, path, out, m_LastError)) return true;
+  // A save cut short while rewriting the file left its whole copy beside it.
+  const std::u16string copy = names::SavingCopyName(path);
+  std::u16string ignored;
+  if (store->FileExists(copy) && LoadFile(*store, copy, out, ignored)) {
+    m_LastError.clear();
+    return true;
+  }
+  return false;
 }
 
 CMetaDataHeaderFileReader::CMetaDataHeaderFileReader(CTmpRecordFile* tmp,

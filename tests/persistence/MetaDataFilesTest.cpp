@@ -189,12 +189,13 @@ TEST(MetaDataFiles, SaveFailures) {
   EXPECT_FALSE(writer.Save(Measurement(), u"Meas.zsfh", dir.Wide()));
   EXPECT_EQ(u"", writer.LastError());
 
-  // A full disk leaves the file short, as there is no temporary file.
+  // A full disk leaves the whole copy short and the file as it was.
   faulty->SetFreeSpace(10);
   EXPECT_FALSE(writer.Save(Measurement(), u"Meas.zsfh", dir.Wide()));
   EXPECT_EQ(u"CMetaDataFileWriter::Save(" + dir.Wide("Meas.zsfh") + u") Error in WriteFile",
             writer.LastError());
-  EXPECT_EQ(10u, fs::file_size(dir.Path() / "Meas.zsfh"));
+  EXPECT_EQ(10u, fs::file_size(dir.Path() / "Meas.zsfh.new"));
+  EXPECT_FALSE(fs::exists(dir.Path() / "Meas.zsfh"));
   EXPECT_EQ(faulty->Calls(FaultInjectingFileAccess::Open) - 1,
             faulty->Calls(FaultInjectingFileAccess::Close));
 
@@ -204,6 +205,36 @@ TEST(MetaDataFiles, SaveFailures) {
   EXPECT_FALSE(headerWriter.Save(Channel(), u"Channel_1.zrm", dir.Wide()));
   EXPECT_EQ(u"", headerWriter.LastError());
   EXPECT_FALSE(headerWriter.Save(Channel(), u"", dir.Wide()));
+}
+
+TEST(MetaDataFiles, SaveCutShortReadsAsTheOldOrTheNewContainer) {
+  zsff_test::TempDir dir;
+  CLocalFileAccess store;
+  auto faulty = std::make_shared<FaultInjectingFileAccess>(store);
+  MetaDataContainer old = Measurement();
+  old.AddMetadata("Duration", 1.0);
+  MetaDataContainer next = Measurement();
+  next.AddMetadata("Duration", 2.0);
+  // Cut short writing the copy, then rewriting the file in place, then deleting
+  // the copy: each reads back whole, as it was or as it was to be.
+  const struct {
+    FaultInjectingFileAccess::Operation op;
+    unsigned long call;
+    double version;
+  } cases[] = {{FaultInjectingFileAccess::Write, 1, 1},
+               {FaultInjectingFileAccess::Write, 2, 2},
+               {FaultInjectingFileAccess::Delete, 1, 2}};
+  for (const auto& c : cases) {
+    faulty->Reset();
+    ASSERT_TRUE(CMetaDataFileWriter(&store).Save(old, u"Meas.zsfh", dir.Wide()));
+    faulty->FailAt(c.op, c.call);
+    CMetaDataFileWriter(faulty.get()).Save(next, u"Meas.zsfh", dir.Wide());
+    MetaDataContainer loaded;
+    ASSERT_TRUE(CMetaDataFileReader(&store).Load(loaded, u"Meas.zsfh", dir.Wide())) << c.call;
+    double version = 0.0;
+    loaded.FindMetadata("Duration", version);
+    EXPECT_EQ(version, c.version) << c.op << " " << c.call;
+  }
 }
 
 TEST(MetaDataFiles, HeaderReaderWithoutTmpFileEnsuresADuration) {
