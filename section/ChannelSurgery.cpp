@@ -63,9 +63,16 @@ bool CChannel::ErasePartRange(const MetaDataFileLock* lock, unsigned short first
 }
 
 bool CChannel::ApplyPartsToDelete() {
+  const ChannelPartRange marked = m_SignalParts;
   std::vector<unsigned short> notDeleted;
   DeleteParts(notDeleted);
   m_PyramidParts.PartsToDelete = notDeleted;
+  // The readers may already stand on a part whose files have just gone.
+  if (marked.Waiting(m_SignalRead.Part)) {
+    CloseReader();
+    m_SignalRead.PartMissing = true;
+  }
+  if (marked.Waiting(m_PyramidRead.Part)) m_PyramidRead.PartMissing = true;
   MetaDataContainer metaData;
   TAG_RECORD_INFO info;
   if (!ReadChannelMetaData(metaData, info, false, 0)) return false;

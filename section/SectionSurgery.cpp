@@ -75,15 +75,22 @@ bool CRecordSection::EraseParts(const CChannelID& id, unsigned short firstPart,
                                 unsigned short lastPart) {
   if (m_Owner == nullptr || !m_Owner->IsEditing()) return false;
   std::unique_ptr<MetaDataFileLock> lock = m_Owner->CreateMetaDataLock(MetaDataFileLock::LockWait);
+  if (!lock) {
+    m_LastError = u"CRecordSection::EraseParts cannot create MetaDataLock";
+    return false;
+  }
   CChannel* channel = FindChannel(id);
-  if (!lock || channel == nullptr) return false;
+  if (channel == nullptr) {
+    m_LastError = u"CRecordSection::EraseParts invalid channel";
+    return false;
+  }
   CRecordId measurement(m_RecordId);
   measurement.SetRecordNumber(0);
   if (channel->MaxRecordSamples() != 0 && m_Owner->IsRecording(measurement)) return false;
   const unsigned short base = m_RecordId.PartNumber();
   if (!channel->ErasePartRange(lock.get(), static_cast<unsigned short>(base + firstPart),
                                static_cast<unsigned short>(base + lastPart))) {
-    m_LastError = channel->LastErrorString();
+    m_LastError = u"CRecordSection::EraseParts unable to mark parts: " + channel->LastErrorString();
     return false;
   }
   return true;

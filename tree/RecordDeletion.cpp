@@ -50,8 +50,13 @@ bool CRecordDeletion::DeleteRecord(const CRecordId& id, CRecordSignalTree::Delet
   if (m_Tree.m_Records->IsRecordSectionUsed(id)) return false;
 
   // The entries that go and whether other sections keep the directory.
+  // Without the list nothing is known of the record's sections, and nothing goes.
   MetaDataContainer metaData;
-  const bool loaded = m_Tree.LoadMetaDataMeasurement(metaData);
+  if (!m_Tree.LoadMetaDataMeasurement(metaData)) {
+    CRecordSignalTree::SetLastError(
+        u"CRecordSignalTree::DeleteRecord() cannot update measurement metadata");
+    return false;
+  }
   std::vector<MetaDataRecord> leaving;
   bool othersRemain = false;
   for (const MetaDataRecord& entry : MetaDataMeasurementReader(metaData).GetRecordsVect()) {
@@ -67,7 +72,7 @@ bool CRecordDeletion::DeleteRecord(const CRecordId& id, CRecordSignalTree::Delet
 
   const CRecordId record = tree::WithoutPart(id);
   const bool journaled = mode != CRecordSignalTree::DeleteKeepMetaData && !leaving.empty();
-  if (journaled && loaded) {
+  if (journaled) {
     CMetaDataMeasurementWriter writer(metaData);
     double leftDuration = 0.0;
     for (const MetaDataRecord& entry : leaving) {
@@ -325,8 +330,13 @@ bool CRecordDeletion::RemoveChannel(const MetaDataFileLock* lock, const CChannel
 
   // Listed first, and counted down the one time it enters the list: a removal
   // cut short is finished later and never counted twice.
+  const std::u16string notSaved =
+      u"CRecordSignalTree::RemoveChannel() cannot update measurement metadata";
   MetaDataContainer metaData;
-  if (!m_Tree.LoadMetaDataMeasurement(metaData)) return false;
+  if (!m_Tree.LoadMetaDataMeasurement(metaData)) {
+    CRecordSignalTree::SetLastError(notSaved);
+    return false;
+  }
   std::vector<unsigned long long> pending;
   ReadKey(metaData, MeasurementKeys::ChannelsToRemove, pending);
   if (!Listed(pending, channel.Id())) {
@@ -335,7 +345,10 @@ bool CRecordDeletion::RemoveChannel(const MetaDataFileLock* lock, const CChannel
     long channels = 0;
     if (ReadKey(metaData, MeasurementKeys::NumberOfChannels, channels))
       WriteKey(metaData, MeasurementKeys::NumberOfChannels, channels - 1);
-    if (!m_Tree.SaveMetaDataMeasurement(lock, metaData, true)) return false;
+    if (!m_Tree.SaveMetaDataMeasurement(lock, metaData, true)) {
+      CRecordSignalTree::SetLastError(notSaved);
+      return false;
+    }
   }
 
   bool failed = false;
@@ -348,15 +361,22 @@ bool CRecordDeletion::RemoveChannel(const MetaDataFileLock* lock, const CChannel
     if (CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.count(tree::WithoutPart(id)) != 0) continue;
     const std::u16string path = tree::JoinPath(
         tree::JoinPath(directory, id.IdToRecordName(), access), channel.ToFilePath(), access);
-    failed = !DeleteDirectory(access, path, false) || failed;
+    if (!DeleteDirectory(access, path, false)) {
+      CRecordSignalTree::SetLastError(
+          u"CRecordSignalTree::RemoveChannel() cannot delete channel directory: " + path);
+      failed = true;
+    }
   }
   if (failed) return false;
 
-  if (!m_Tree.LoadMetaDataMeasurement(metaData)) return false;
-  ReadKey(metaData, MeasurementKeys::ChannelsToRemove, pending);
-  Unlist(pending, channel.Id());
-  WriteKey(metaData, MeasurementKeys::ChannelsToRemove, pending);
-  return m_Tree.SaveMetaDataMeasurement(lock, metaData, true);
+  if (m_Tree.LoadMetaDataMeasurement(metaData)) {
+    ReadKey(metaData, MeasurementKeys::ChannelsToRemove, pending);
+    Unlist(pending, channel.Id());
+    WriteKey(metaData, MeasurementKeys::ChannelsToRemove, pending);
+    if (m_Tree.SaveMetaDataMeasurement(lock, metaData, true)) return true;
+  }
+  CRecordSignalTree::SetLastError(notSaved);
+  return false;
 }
 
 void CRecordDeletion::CompletePending() {

@@ -305,6 +305,10 @@ bool CRecordSignalTree::CleanRecord() { return m_Deletion->CleanRecord(); }
 bool CRecordSignalTree::RemoveChannel(const CChannelID& id) {
   if (!m_Editing) return false;
   std::unique_ptr<MetaDataFileLock> lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
+  if (!lock) {
+    SetLastError(u"CRecordSignalTree::RemoveChannel() cannot create MetaDataLock");
+    return false;
+  }
   return m_Deletion->RemoveChannel(lock.get(), id);
 }
 

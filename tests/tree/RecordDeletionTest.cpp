@@ -20,7 +20,7 @@ namespace {
 
 const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr long kBase = 4201;
-constexpr unsigned long long kTwoSeconds = 2048;
+constexpr unsigned long long kTwoSeconds = 128;
 
 class RecordDeletion : public TreeTest {
  protected:

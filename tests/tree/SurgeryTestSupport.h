@@ -16,9 +16,9 @@
 
 namespace zsff_test {
 
-constexpr float kSurgeryRate = 1024.0f;
-// PartLengthShort: 64 s, 65536 samples a part.
-constexpr unsigned long long kPartSamples = 65536;
+// A slow rate keeps the parts of 64 s (PartLengthShort) small: 4096 samples.
+constexpr float kSurgeryRate = 64.0f;
+constexpr unsigned long long kPartSamples = 4096;
 const zsff::CChannelID kLeft(1, 0, 4711), kRight(2, 0, 4711);
 
 inline zsff::MetaDataContainer SurgeryChannel() {
