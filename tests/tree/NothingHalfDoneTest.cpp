@@ -280,7 +280,9 @@ TEST_P(NothingHalfDone, StoreFailingEachCallInTurn) {
         EXPECT_TRUE(found == s_Before || found == after)
             << scenario.name << " failing call " << call << " of operation " << op << ":\n"
             << found;
-        if (!failure.empty()) EXPECT_NE(failure, u"no words") << scenario.name;
+        if (!failure.empty()) {
+          EXPECT_NE(failure, u"no words") << scenario.name;
+        }
       }
     }
   }
