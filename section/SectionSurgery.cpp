@@ -44,18 +44,20 @@ std::pair<CRecordId, CRecordId> CRecordSection::Split(unsigned short partCount) 
   }
   const unsigned short split = static_cast<unsigned short>(m_RecordId.PartNumber() + partCount);
   if (split == first->FirstPart() || !first->m_SignalParts.Holds(split)) return outside;
+  // The first section's length leaves out the samples that a stop time cut from
+  // its first part; the second holds the rest.
   const double head = partCount * first->PartLength();
+  const double kept = head - static_cast<double>(first->m_SignalParts.OffsetTimeToStop) /
+                                 static_cast<double>(first->SamplingRate());
 
   CRecordId second(m_RecordId);
   second.SetPartNumber(split);
   const std::vector<MetaDataRecord> halves{
       MetaDataRecord(m_RecordId.RecordId(), static_cast<short>(split - 1), entry.AbsDate(),
-                     entry.RelDate(), head - static_cast<double>(entry.OffsetTimeToStop()), false,
-                     entry.PartLength(), entry.OffsetTimeToStop()),
+                     entry.RelDate(), kept, false, entry.PartLength(), entry.OffsetTimeToStop()),
       MetaDataRecord(second.RecordId(), static_cast<short>(first->LastPart()),
-                     entry.AbsDate() + static_cast<long long>(head / 1e-7), entry.RelDate() + head,
-                     duration - head,
-                     entry.Recording(), entry.PartLength(), 0)};
+                     entry.AbsDate() + static_cast<long long>(head / 1e-7), entry.RelDate() + kept,
+                     duration - kept, entry.Recording(), entry.PartLength(), 0)};
   if (!m_Owner->UpdateRecordsVect(lock.get(), {m_RecordId}, halves)) return refused;
 
   // This object goes on as the second section.

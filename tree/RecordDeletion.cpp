@@ -62,7 +62,11 @@ bool CRecordDeletion::DeleteRecord(const CRecordId& id, CRecordSignalTree::Delet
   for (const MetaDataRecord& entry : MetaDataMeasurementReader(metaData).GetRecordsVect()) {
     if (!tree::SameRecord(CRecordId(entry.RecordId()), id)) continue;
     if (wholeDirectory || entry.RecordId() == id.RecordId()) {
-      if (entry.Recording()) return false;
+      if (entry.Recording()) {
+        CRecordSignalTree::SetLastError(u"CRecordSignalTree::DeleteRecord() record in progress: " +
+                                        CRecordId(entry.RecordId()).IdToRecordName());
+        return false;
+      }
       leaving.push_back(entry);
     } else {
       othersRemain = true;
