@@ -10,20 +10,20 @@ namespace zsff {
 
 CChannelID::CChannelID(unsigned short channelNumber, unsigned short analyzerIndex,
                        unsigned long deviceSerialNumber) {
-  SetChannelNumber(channelNumber);
-  SetAnalyzerIndex(analyzerIndex);
-  SetDeviceSerialNumber(deviceSerialNumber);
+  ChannelNumber(channelNumber);
+  AnalyzerIndex(analyzerIndex);
+  DeviceSerialNumber(deviceSerialNumber);
 }
 
-void CChannelID::SetChannelNumber(unsigned short channelNumber) {
+void CChannelID::ChannelNumber(unsigned short channelNumber) {
   m_Value = (m_Value & ~0xFFFFULL) | channelNumber;
 }
 
-void CChannelID::SetAnalyzerIndex(unsigned short analyzerIndex) {
+void CChannelID::AnalyzerIndex(unsigned short analyzerIndex) {
   m_Value = (m_Value & ~0xFFFF0000ULL) | (static_cast<unsigned long long>(analyzerIndex) << 16);
 }
 
-void CChannelID::SetDeviceSerialNumber(unsigned long deviceSerialNumber) {
+void CChannelID::DeviceSerialNumber(unsigned long deviceSerialNumber) {
   m_Value = (m_Value & 0xFFFFFFFFULL) | ((deviceSerialNumber & 0xFFFFFFFFULL) << 32);
 }
 

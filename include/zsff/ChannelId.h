@@ -26,9 +26,9 @@ class CChannelID {
 
   // Each replaces its own field and keeps the others. The serial number keeps
   // its low 32 bits.
-  void SetChannelNumber(unsigned short channelNumber);
-  void SetAnalyzerIndex(unsigned short analyzerIndex);
-  void SetDeviceSerialNumber(unsigned long deviceSerialNumber);
+  void ChannelNumber(unsigned short channelNumber);
+  void AnalyzerIndex(unsigned short analyzerIndex);
+  void DeviceSerialNumber(unsigned long deviceSerialNumber);
 
   bool operator==(const CChannelID& other) const { return m_Value == other.m_Value; }
   bool operator!=(const CChannelID& other) const { return m_Value != other.m_Value; }

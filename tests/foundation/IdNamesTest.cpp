@@ -163,11 +163,11 @@ TEST(ChannelIdTest, FieldsOrderingAndEquality) {
   EXPECT_EQ(id.Id(), (4000000000ULL << 32) | (2u << 16) | 3u);
   EXPECT_EQ(id.ToDeviceSerialNumber(), "4000000000");
 
-  id.SetChannelNumber(0xFFFF);
-  id.SetAnalyzerIndex(0xFFFF);
-  id.SetDeviceSerialNumber(0x1FFFFFFFFul);  // only 32 bits are kept
+  id.ChannelNumber(0xFFFF);
+  id.AnalyzerIndex(0xFFFF);
+  id.DeviceSerialNumber(0x1FFFFFFFFul);  // only 32 bits are kept
   EXPECT_EQ(id.Id(), 0xFFFFFFFFFFFFFFFFULL);
-  id.SetDeviceSerialNumber(1);
+  id.DeviceSerialNumber(1);
   EXPECT_EQ(id.ChannelNumber(), 0xFFFF);
   EXPECT_EQ(id.AnalyzerIndex(), 0xFFFF);
   EXPECT_EQ(id.DeviceSerialNumber(), 1ul);
