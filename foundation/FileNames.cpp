@@ -15,6 +15,7 @@ const char kPartPrefix[] = "Part_";
 const char kMeasurementExtension[] = ".zsfh";
 const char kHeaderExtension[] = ".zff";
 const char kEndedUpHeaderExtension[] = ".zxf";
+const char kMarkersExtension[] = ".zmrk";
 const char kChannelMetaDataExtension[] = ".zrm";
 const char kSignalPartExtension[] = ".zrs";
 const char kPyramidLevelExtension[] = ".zpr";
@@ -86,6 +87,10 @@ std::string HeaderFileName(const std::string& baseName) { return baseName + kHea
 
 std::string EndedUpHeaderFileName(const std::string& baseName) {
   return baseName + kEndedUpHeaderExtension;
+}
+
+std::u16string MarkersFileName(const std::u16string& baseName) {
+  return baseName + Utf8ToWide(kMarkersExtension);
 }
 
 std::u16string LockFileName() { return Utf8ToWide(kLockFileName); }

@@ -44,6 +44,8 @@ bool ParseMeasurementFileName(const std::string& file, std::string& baseName);
 // gets once the measurement was ended up after a crash (".zxf").
 std::string HeaderFileName(const std::string& baseName);
 std::string EndedUpHeaderFileName(const std::string& baseName);
+// The measurement's markers: the base name and ".zmrk".
+std::u16string MarkersFileName(const std::u16string& baseName);
 // The lock file that keeps writers of the measurement's metadata apart.
 std::u16string LockFileName();
 

@@ -30,12 +30,16 @@ bool FindSingleFile(CAbstractFileAccess& access, const std::u16string& directory
 
 }  // namespace
 
+bool CMeasurementFile::LocksOnStore() const {
+  // Only a tree whose two directories are one locks on the store; any other
+  // keeps off the users of its local directory alone.
+  return m_Tree.m_RemoteFileAccess && m_Tree.m_RemoteMirror &&
+         m_Tree.m_FullRecordPath == m_Tree.m_FullRemoteRecordPath;
+}
+
 std::unique_ptr<MetaDataFileLock> CMeasurementFile::CreateLock(MetaDataFileLock::Mode mode) const {
   try {
-    // Only a tree whose two directories are one locks on the store; any other
-    // keeps off the users of its local directory alone.
-    if (m_Tree.m_RemoteFileAccess && m_Tree.m_RemoteMirror &&
-        m_Tree.m_FullRecordPath == m_Tree.m_FullRemoteRecordPath)
+    if (LocksOnStore())
       return std::make_unique<MetaDataFileLock>(
           names::LockFileName(), m_Tree.m_FullRemoteRecordPath, m_Tree.m_RemoteFileAccess, mode);
     return std::make_unique<MetaDataFileLock>(names::LockFileName(), m_Tree.m_FullRecordPath,
@@ -43,6 +47,25 @@ std::unique_ptr<MetaDataFileLock> CMeasurementFile::CreateLock(MetaDataFileLock:
   } catch (const std::exception&) {
     return nullptr;
   }
+}
+
+std::unique_ptr<MetaDataFileLock> CMeasurementFile::LockOrSay(const std::u16string& operation) const {
+  std::unique_ptr<MetaDataFileLock> lock = CreateLock(MetaDataFileLock::LockWait);
+  if (!lock) CRecordSignalTree::SetLastError(operation + u" cannot create MetaDataLock: " + LockPath());
+  return lock;
+}
+
+std::u16string CMeasurementFile::LockPath() const {
+  if (LocksOnStore())
+    return tree::JoinPath(m_Tree.m_FullRemoteRecordPath, names::LockFileName(),
+                          *m_Tree.m_RemoteFileAccess);
+  return tree::JoinPath(m_Tree.m_FullRecordPath, names::LockFileName(), *m_Tree.m_FileAccess);
+}
+
+std::u16string CMeasurementFile::LocalPath() const {
+  return tree::JoinPath(m_Tree.m_FullRecordPath,
+                        names::MeasurementFileName(m_Tree.m_RecordBase.IdToRecordNameBase()),
+                        *m_Tree.m_FileAccess);
 }
 
 bool CMeasurementFile::Exists(CRecordSignalTree::SearchMetaDataMode_t mode) const {

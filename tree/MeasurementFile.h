@@ -36,6 +36,12 @@ class CMeasurementFile {
   bool ReplaceRecords(const MetaDataFileLock* lock, const std::vector<CRecordId>& toRemove,
                       const std::vector<MetaDataRecord>& toAdd);
 
+  // CreateLock with LockWait; when the lock can't be had, the last error names
+  // `operation` and the lock file in the way, so that a leftover can be found.
+  std::unique_ptr<MetaDataFileLock> LockOrSay(const std::u16string& operation) const;
+  // The file in the local directory, under the record base known so far.
+  std::u16string LocalPath() const;
+
   // Whether the file exists where `mode` says; learns the tree's record base from
   // the one ".zsfh" file of the directory when it isn't known.
   bool Exists(CRecordSignalTree::SearchMetaDataMode_t mode) const;
@@ -43,6 +49,11 @@ class CMeasurementFile {
   bool ChannelFileExists() const;
 
  private:
+  // The lock lies on the remote store rather than in the local directory.
+  bool LocksOnStore() const;
+  // Where CreateLock puts "Metadata.lock".
+  std::u16string LockPath() const;
+
   CRecordSignalTree& m_Tree;
 };
 

@@ -97,7 +97,8 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
 }
 
 CRecordSignalTree::~CRecordSignalTree() {
-  // A tree still editing stops editing here, once editing exists.
+  // The mark in the file would lock out every later editor.
+  if (m_Editing) StopEditing();
 
   // Sections left open go without a stop: their records stay "recording" in the
   // metadata, for the end-up to find.

@@ -364,6 +364,55 @@ class CRecordSignalTree {
   // A tree opened read only saves nothing.
   bool SavePostAnalysisSettings(const std::map<CChannelID, CPostAnalysisSettings>& settings);
 
+  // ---- Editing -------------------------------------------------------------------
+
+  // Editing gives one tree at a time the right to change a finished measurement;
+  // its mark is the key "Editing" of the metadata file, so it holds across
+  // processes. True unless the metadata lock can't be had (a "Metadata.lock" left
+  // behind, or held for longer than the lock's wait), with the lock file named in
+  // LastErrorString. True also when another tree holds the mark: IsEditing tells
+  // whether this tree won it, and LastErrorString then says who has it.
+  bool StartEditing();
+  // Clears the mark in the metadata file, also when this tree didn't set it: a
+  // mark left by a program that ended while editing is cleared this way. True
+  // when there is no metadata file; false only when the lock can't be had.
+  bool StopEditing();
+
+  // ---- Markers -------------------------------------------------------------------
+
+  // A marker named `name` from `position` to `position` + `duration` seconds of the
+  // record being recorded under the last handle; a negative position is the
+  // record's end. `recordLength` gets the record's length, 0 when no record is
+  // recording, which fails. The markers of this tree, numbered from 1 in each
+  // tree, replace the markers file whole: a host that keeps earlier markers reads
+  // them with ReadMarkers and writes them back merged. A position or end that
+  // isn't a finite number is refused, since the file's text can't hold it.
+  bool AddMarker(double& recordLength, double duration, double position,
+                 const std::u16string& name);
+  // The markers file (".zmrk" beside the metadata file) into `markers`; false,
+  // with `markers` as it was, when there is none. With a remote store, the first
+  // analyzer that has it.
+  bool ReadMarkers(MetaDataContainer& markers) const;
+  // Writes `markers` whole as the markers file, in the local directory and on the
+  // remote store. Takes no lock: the editing mark keeps other editors off. False,
+  // with the file as it was, when a marker's date isn't a finite number.
+  bool WriteMarkers(const MetaDataContainer& markers);
+
+  // ---- Rename --------------------------------------------------------------------
+
+  // Moves the local measurement directory to `newName` beside it and writes the
+  // name into the metadata; the files inside keep their names. A directory of that
+  // name that exists already is taken over as it is, not merged. False with the
+  // words "record in use" when a record of the measurement is open in any tree of
+  // the process or the move fails; false without words when the metadata lock
+  // can't be had.
+  bool Rename(const std::u16string& newName);
+  // Rename as the last step of a measurement: also sets its comment, adds
+  // `properties`, and deletes the host's ".zff" header, locally and on the remote
+  // store, which marks the measurement as finished.
+  bool RenameAndComplete(const std::u16string& newName, const std::u16string& comment,
+                         const std::vector<CPropertyValue>& properties);
+
   // ---- Plain accessors -----------------------------------------------------------
 
   std::u16string MeasureName() const { return m_MeasureName; }
@@ -376,6 +425,7 @@ class CRecordSignalTree {
   // Start of the measurement, 100 ns ticks; 0 until the first record starts.
   long long RecordStartDate() const { return m_RecordStartDate; }
   TreeOpenMode_t OpenMode() const { return m_OpenMode; }
+  // This tree holds the editing mark.
   bool IsEditing() const { return m_Editing; }
 
  private:
@@ -395,6 +445,11 @@ class CRecordSignalTree {
   CRecordSignalTree(const std::u16string& path, const std::u16string& name, bool mergeRecordParts,
                     std::shared_ptr<CAbstractFileAccess> remoteFileAccess, bool remoteMirror,
                     TreeOpenMode_t mode, const std::u16string& singleRecordName);
+
+  // Rename and RenameAndComplete; completes the measurement when `comment` isn't
+  // null.
+  bool RenameTo(const std::u16string& newName, const std::u16string* comment,
+                const std::vector<CPropertyValue>* properties);
 
   // Stores `text` as the process's last error.
   static void SetLastError(std::u16string text);
@@ -431,6 +486,8 @@ class CRecordSignalTree {
   std::unique_ptr<CRecordStates> m_RecordStates;
   std::unique_ptr<CRecordDeletion> m_Deletion;
   bool m_Editing = false;
+  MetaDataContainer m_Markers;  // the markers added by this tree
+  int m_MarkerCounter = 0;
   bool m_MergeRecordParts;
   // Held by a tree that created its measurement, so that no other tree creates it too.
   std::unique_ptr<CDirectoryClaim> m_CreationClaim;
