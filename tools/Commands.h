@@ -45,5 +45,9 @@ int RunFollow(const std::vector<std::string>& args);
 int RunZoom(const std::vector<std::string>& args);
 int RunPlot(const std::vector<std::string>& args);
 int RunRescale(const std::vector<std::string>& args);
+int RunMark(const std::vector<std::string>& args);
+int RunMarkers(const std::vector<std::string>& args);
+int RunRename(const std::vector<std::string>& args);
+int RunUnlock(const std::vector<std::string>& args);
 
 }  // namespace zsff_tools

@@ -7,8 +7,10 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "EditMeasurement.h"
 #include "Format.h"
 #include "InfoJson.h"
+#include "MarkerListing.h"
 #include "Measurement.h"
 #include "MetaDataVisit.h"
 #include "PostAnalysis.h"
@@ -110,6 +112,14 @@ void PrintText(const MeasurementSummary& m) {
   if (m.Unfinished) state = "unfinished (" + zsff::names::HeaderFileName(m.BaseName) + " present)";
   if (!m.Unfinished && m.EndedUp) state = "repaired after an unfinished recording";
   head.AddRow({"State", state});
+  // Nothing tells a live editor from a killed one: the reader is told both.
+  if (m.Editing)
+    head.AddRow({"Editing", "marked as being edited, by a program at work on it or by one that was"
+                            " killed; " + UnlockHint(m.Path)});
+  if (m.Locked)
+    head.AddRow({"Lock", zsff::WideToUtf8(zsff::names::LockFileName()) +
+                             " is there: a program is writing the metadata, or was killed while it"
+                             " did; " + UnlockHint(m.Path)});
   head.AddRow({"Size", FormatBytes(static_cast<double>(m.TotalBytes))});
   head.Print(stdout);
 
@@ -140,6 +150,12 @@ void PrintText(const MeasurementSummary& m) {
     }
     properties.Print(stdout, "  ");
   }
+
+  if (!m.Markers.empty()) {
+    std::printf("\nMarkers\n");
+    MarkerTable(m.Markers).Print(stdout, "  ");
+  }
+  if (!m.MarkersError.empty()) std::printf("\nMarkers: %s\n", m.MarkersError.c_str());
 
   std::printf("\nRecords\n");
   Table records;

@@ -89,7 +89,30 @@ void WritePostAnalysis(JsonWriter& json, const zsff::MetaDataContainer& metaData
   json.EndObject();
 }
 
+void WriteMarkers(JsonWriter& json, const std::vector<zsff::MetaDataMarker>& markers) {
+  json.StartArray();
+  for (const zsff::MetaDataMarker& marker : markers) {
+    json.StartObject();
+    Member(json, "record", marker.id().Scope());
+    Member(json, "index", marker.id().Sequence());
+    Member(json, "start", marker.relativeDate());
+    Member(json, "end", marker.relativeDateFromRun());
+    Member(json, "date", marker.absoluteDate());
+    Member(json, "text", marker.comment());
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
 }  // namespace
+
+std::string MarkersToJson(const std::vector<zsff::MetaDataMarker>& markers) {
+  rapidjson::StringBuffer buffer;
+  JsonWriter json(buffer);
+  json.SetIndent(' ', 2);
+  WriteMarkers(json, markers);
+  return buffer.GetString();
+}
 
 std::string MeasurementToJson(const MeasurementSummary& m) {
   rapidjson::StringBuffer buffer;
@@ -100,6 +123,8 @@ std::string MeasurementToJson(const MeasurementSummary& m) {
   Member(json, "baseName", m.BaseName);
   Member(json, "unfinished", m.Unfinished);
   Member(json, "endedUp", m.EndedUp);
+  Member(json, "editing", m.Editing);
+  Member(json, "locked", m.Locked);
   Member(json, "totalBytes", m.TotalBytes);
   WriteMetaData(json, "keys", m.MetaData);
 
@@ -115,6 +140,10 @@ std::string MeasurementToJson(const MeasurementSummary& m) {
     json.EndObject();
   }
   json.EndObject();
+
+  json.Key("markers");
+  WriteMarkers(json, m.Markers);
+  Member(json, "markersError", m.MarkersError);
 
   json.Key("records");
   json.StartArray();

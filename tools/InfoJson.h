@@ -11,5 +11,7 @@
 namespace zsff_tools {
 
 std::string MeasurementToJson(const MeasurementSummary& measurement);
+// The markers alone, as an array: "zsff markers --json".
+std::string MarkersToJson(const std::vector<zsff::MetaDataMarker>& markers);
 
 }  // namespace zsff_tools

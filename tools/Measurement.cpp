@@ -5,6 +5,7 @@
 #include "Measurement.h"
 
 #include <zsff/ChannelMetaData.h>
+#include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/TmpRecordFile.h>
 
@@ -183,7 +184,10 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
                                          : ": more than one measurement file (*.zsfh)");
     return false;
   }
+  const std::u16string wideBase = zsff::Utf8ToWide(out.BaseName);
+  const std::string markersFile = zsff::WideToUtf8(zsff::names::MarkersFileName(wideBase));
   for (const std::string& file : files) {
+    if (file == zsff::WideToUtf8(zsff::names::LockFileName())) out.Locked = true;
     if (file == zsff::names::HeaderFileName(out.BaseName)) out.Unfinished = true;
     if (file == zsff::names::EndedUpHeaderFileName(out.BaseName)) out.EndedUp = true;
     out.TotalBytes += SizeOf(path / file);
@@ -197,6 +201,17 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
     const std::string why = zsff::WideToUtf8(reader.LastError());
     error = headers.front() + " doesn't load" + (why.empty() ? "" : ": " + why);
     return false;
+  }
+
+  zsff::MetaDataMeasurementReader(out.MetaData).Editing(out.Editing);
+  if (std::find(files.begin(), files.end(), markersFile) != files.end()) {
+    zsff::MetaDataContainer markers;
+    zsff::CMetaDataFileReader markersReader(&access);
+    if (markersReader.Load(markers, zsff::Utf8ToWide(markersFile), zsff::Utf8ToWide(out.Path))) {
+      out.Markers = markers.GetMarkers();
+    } else {
+      out.MarkersError = markersFile + " doesn't load: " + zsff::WideToUtf8(markersReader.LastError());
+    }
   }
 
   // The list of the metadata first, in its order, then record directories it

@@ -8,6 +8,7 @@
 
 #include <zsff/ChannelId.h>
 #include <zsff/MetaDataContainer.h>
+#include <zsff/MetaDataMarker.h>
 #include <zsff/RecordId.h>
 
 #include <string>
@@ -58,6 +59,10 @@ struct MeasurementSummary {
   bool Unfinished = false;  // the host's ".zff" header is there
   bool EndedUp = false;     // a ".zxf": an unfinished measurement that was repaired
   zsff::MetaDataContainer MetaData;
+  bool Editing = false;  // the mark "Editing" of the measurement file
+  bool Locked = false;   // a "Metadata.lock" is there
+  std::vector<zsff::MetaDataMarker> Markers;  // of the ".zmrk" file, by id
+  std::string MarkersError;                   // why that file, which is there, didn't load
   std::vector<RecordSummary> Records;
   unsigned long long TotalBytes = 0;
 };

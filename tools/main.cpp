@@ -74,6 +74,24 @@ const std::vector<Command>& Commands() {
        "                values and the samples stay, zsff info shows both, and read, zoom and\n"
        "                plot apply the new ones with --post-analysis\n",
        RunRescale},
+      {"mark", "[options] DIR TEXT", "add a marker named TEXT to a recorded measurement",
+       "  --at S        seconds into the record; a negative time is the record's end\n"
+       "  --duration D  seconds the marker spans (default 0)\n"
+       "  --record N    the record, by its position in the measurement from 1 (default 1)\n",
+       RunMark},
+      {"markers", "[options] DIR", "list the markers of the measurement in DIR",
+       "  --json        print the markers as JSON, for scripts\n", RunMarkers},
+      {"rename", "[options] DIR NEW_NAME",
+       "give the measurement directory DIR the name NEW_NAME, beside it",
+       "  --comment T   also set the measurement's comment and complete it, as a host does\n"
+       "                at its end: its .zff header goes\n",
+       RunRename},
+      {"unlock", "DIR",
+       "clear the editing mark and the lock file that a program killed while changing DIR left",
+       "  Only for a measurement no program is at work on: the mark has no owner, so\n"
+       "  unlock takes the word of whoever runs it. A lock file is removed only once no\n"
+       "  program has given it back within the library's wait (about 2 s).\n",
+       RunUnlock},
   };
   return commands;
 }

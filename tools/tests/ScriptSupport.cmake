@@ -89,3 +89,37 @@ function(expect_near label got want)
     fail("${label}: ${got} against ${want} (millionths)")
   endif()
 endfunction()
+
+# Every file under the measurement with its SHA-1, into `out`: equal texts mean
+# that nothing on disk changed.
+function(measurement_digest out)
+  file(GLOB_RECURSE files LIST_DIRECTORIES true "${measurement}/*")
+  list(SORT files)
+  set(digest "")
+  foreach(path IN LISTS files)
+    if(IS_DIRECTORY "${path}")
+      string(APPEND digest "${path}/\n")
+    else()
+      file(SHA1 "${path}" sha)
+      string(APPEND digest "${path} ${sha}\n")
+    endif()
+  endforeach()
+  set(${out} "${digest}" PARENT_SCOPE)
+endfunction()
+
+# Runs zsff with the further arguments, which must fail with one error line on
+# stderr that matches `pattern`, and leave the measurement as it was.
+function(expect_refused pattern)
+  measurement_digest(before)
+  execute_process(
+    COMMAND "${ZSFF}" ${ARGN}
+    RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  measurement_digest(after)
+  string(JOIN " " words ${ARGN})
+  if(result EQUAL 0 OR NOT err MATCHES "^zsff[^\n]*\n$" OR NOT err MATCHES "${pattern}")
+    fail("zsff ${words}: expected one error line matching '${pattern}', got (${result}) '${err}'")
+  endif()
+  if(NOT before STREQUAL after)
+    fail("zsff ${words} was refused but changed the measurement")
+  endif()
+endfunction()
