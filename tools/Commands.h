@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Arguments.h"
+
 namespace zsff_tools {
 
 enum ExitCode_t {
@@ -34,6 +36,12 @@ int Fail(const std::string& message, int code = ExitFailure);
 std::string Reason(int error, const std::u16string& libraryText = std::u16string());
 // As Fail, followed by a hint to the command's help; returns ExitUsage.
 int UsageError(const Command& command, const std::string& message);
+// Parses the words of a command that takes its options and one measurement
+// directory; false when they are wrong, with the usage error printed and its exit
+// code in `code`.
+bool ParseDirectoryArguments(const Command& command, const std::vector<std::string>& args,
+                             const std::vector<OptionRule>& rules, Arguments& arguments,
+                             int& code);
 // The full help of a command, to standard output.
 void PrintCommandHelp(const Command& command);
 const Command* FindCommand(const std::string& name);

@@ -214,12 +214,9 @@ void PrintText(const MeasurementSummary& m) {
 int RunInfo(const std::vector<std::string>& args) {
   const Command& command = *FindCommand("info");
   Arguments arguments;
+  int code = ExitOk;
+  if (!ParseDirectoryArguments(command, args, {{"json", false}}, arguments, code)) return code;
   std::string error;
-  if (!arguments.Parse(args, {{"json", false}}, error)) return UsageError(command, error);
-  if (arguments.Positional().size() != 1) {
-    return UsageError(command, arguments.Positional().empty() ? "which measurement directory?"
-                                                              : "one directory at a time");
-  }
   MeasurementSummary measurement;
   if (!LoadMeasurement(arguments.Positional().front(), measurement, error)) return Fail(error);
   if (arguments.Has("json")) {

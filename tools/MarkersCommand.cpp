@@ -99,12 +99,9 @@ int RunMark(const std::vector<std::string>& args) {
 int RunMarkers(const std::vector<std::string>& args) {
   const Command& command = *FindCommand("markers");
   Arguments arguments;
+  int code = ExitOk;
+  if (!ParseDirectoryArguments(command, args, {{"json", false}}, arguments, code)) return code;
   std::string error;
-  if (!arguments.Parse(args, {{"json", false}}, error)) return UsageError(command, error);
-  if (arguments.Positional().size() != 1) {
-    return UsageError(command, arguments.Positional().empty() ? "which measurement directory?"
-                                                              : "one directory at a time");
-  }
   MeasurementSummary measurement;
   if (!LoadMeasurement(arguments.Positional().front(), measurement, error)) return Fail(error);
   if (!measurement.MarkersError.empty()) return Fail(measurement.MarkersError);

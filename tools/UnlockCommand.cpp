@@ -23,12 +23,9 @@ namespace zsff_tools {
 int RunUnlock(const std::vector<std::string>& args) {
   const Command& command = *FindCommand("unlock");
   Arguments arguments;
+  int code = ExitOk;
+  if (!ParseDirectoryArguments(command, args, {}, arguments, code)) return code;
   std::string error;
-  if (!arguments.Parse(args, {}, error)) return UsageError(command, error);
-  if (arguments.Positional().size() != 1) {
-    return UsageError(command, arguments.Positional().empty() ? "which measurement directory?"
-                                                              : "one directory at a time");
-  }
   const fs::path directory = MeasurementDirectory(arguments.Positional().front());
   std::unique_ptr<zsff::CRecordSignalTree> tree =
       OpenMeasurementTree(directory, zsff::CRecordSignalTree::TreeOpenEdit, error);

@@ -122,6 +122,22 @@ int UsageError(const Command& command, const std::string& message) {
   return ExitUsage;
 }
 
+bool ParseDirectoryArguments(const Command& command, const std::vector<std::string>& args,
+                             const std::vector<OptionRule>& rules, Arguments& arguments,
+                             int& code) {
+  std::string error;
+  if (!arguments.Parse(args, rules, error)) {
+    code = UsageError(command, error);
+    return false;
+  }
+  if (arguments.Positional().size() != 1) {
+    code = UsageError(command, arguments.Positional().empty() ? "which measurement directory?"
+                                                              : "one directory at a time");
+    return false;
+  }
+  return true;
+}
+
 namespace {
 
 // What every command takes besides its own options.
