@@ -2,8 +2,6 @@
 // ring: each side has its own tree, and they meet only in the measurement's files.
 // The recorder is a forked child that writes when the reader tells it to, so what
 // the reader meets at each step doesn't depend on the machine's speed.
-#include <poll.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <zsff/ChannelMetaData.h>
@@ -11,7 +9,6 @@
 #include <zsff/RecordSignalTree.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <thread>
 #include <vector>
