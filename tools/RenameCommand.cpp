@@ -11,6 +11,7 @@
 #include "EditMeasurement.h"
 #include "OpenTree.h"
 #include "Verbosity.h"
+#include "WidePath.h"
 #include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
@@ -28,6 +29,8 @@ int RunRename(const std::vector<std::string>& args) {
   if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos)
     return UsageError(command, "the new name is a name, not a path: \"" + name + "\"");
 
+  std::u16string wideName;
+  if (!ToWidePath(fs::path(name), wideName, error)) return Fail(error);
   const fs::path directory = MeasurementDirectory(arguments.Positional()[0]);
   const fs::path target = directory.parent_path() / name;
   std::error_code ec;
@@ -35,7 +38,6 @@ int RunRename(const std::vector<std::string>& args) {
   if (fs::exists(target, ec)) return Fail(target.string() + " exists already");
   std::unique_ptr<zsff::CRecordSignalTree> tree = OpenForEditing(directory, error);
   if (!tree) return Fail(error);
-  const std::u16string wideName = zsff::Utf8ToWide(name);
   const bool renamed =
       arguments.Has("comment")
           ? tree->RenameAndComplete(wideName, zsff::Utf8ToWide(arguments.Value("comment")), {})
