@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -93,34 +94,25 @@ TEST(UntypedMetaData, EachSetterStoresItsKindAndEachGetterReadsIt) {
   EXPECT_EQ(reader.GetKeys(),
             (std::set<std::string>{"b", "c", "d", "f", "l", "ll", "s", "vf", "vl", "vu"}));
   std::u16string wide;
-  EXPECT_TRUE(reader.GetStringValue("c", wide));
-  EXPECT_EQ(wide, u"Z\u00e4hler");
   std::string text;
-  EXPECT_TRUE(reader.GetcppStringValue("c", text));
-  EXPECT_EQ(text, "Z\xC3\xA4hler");
   float f = 0;
-  EXPECT_TRUE(reader.GetFloatValue("f", f));
-  EXPECT_EQ(f, 0.5f);
   double d = 0;
-  EXPECT_TRUE(reader.GetDoubleValue("d", d));
-  EXPECT_EQ(d, 0.1);
   long l = 0;
-  EXPECT_TRUE(reader.GetLongValue("l", l));
-  EXPECT_EQ(l, -5);
   long long ll = 0;
-  EXPECT_TRUE(reader.GetLongLongValue("ll", ll));
-  EXPECT_EQ(ll, -(1LL << 40));
   bool b = false;
-  EXPECT_TRUE(reader.GetBoolValue("b", b));
-  EXPECT_TRUE(b);
   std::vector<float> vf;
-  EXPECT_TRUE(reader.GetVectFloatValue("vf", vf));
-  EXPECT_EQ(vf, std::vector<float>{1.5f});
   std::vector<long> vl;
-  EXPECT_TRUE(reader.GetVectLongValue("vl", vl));
-  EXPECT_EQ(vl, (std::vector<long>{-1, 2}));
   std::vector<unsigned long long> vu;
-  EXPECT_TRUE(reader.GetVectUInt64Value("vu", vu));
+  EXPECT_TRUE(reader.GetStringValue("c", wide) && reader.GetcppStringValue("c", text) &&
+              reader.GetFloatValue("f", f) && reader.GetDoubleValue("d", d) &&
+              reader.GetLongValue("l", l) && reader.GetLongLongValue("ll", ll) &&
+              reader.GetBoolValue("b", b) && reader.GetVectFloatValue("vf", vf) &&
+              reader.GetVectLongValue("vl", vl) && reader.GetVectUInt64Value("vu", vu));
+  EXPECT_EQ(wide, u"Z\u00e4hler");
+  EXPECT_EQ(text, "Z\xC3\xA4hler");
+  EXPECT_EQ(std::make_tuple(f, d, l, ll, b), std::make_tuple(0.5f, 0.1, -5L, -(1LL << 40), true));
+  EXPECT_EQ(vf, std::vector<float>{1.5f});
+  EXPECT_EQ(vl, (std::vector<long>{-1, 2}));
   EXPECT_EQ(vu, std::vector<unsigned long long>{1ULL << 63});
 }
 

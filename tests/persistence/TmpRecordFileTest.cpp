@@ -139,8 +139,7 @@ TEST(TmpRecordFileTest, NewObjectHasDefaultsAndPathUsesStoreSeparator) {
   EXPECT_FALSE(tmp.Exists());
   EXPECT_EQ(tmp.PreviousFileSize(), 0u);
   ExpectSameInfo(tmp.RecordInfo(), TAG_RECORD_INFO());
-  EXPECT_EQ(tmp.Parts().first, 0);
-  EXPECT_EQ(tmp.Parts().second, 0);
+  EXPECT_EQ(tmp.Parts(), (std::pair<unsigned short, unsigned short>(0, 0)));
 }
 
 TEST(TmpRecordFileTest, WritesVersion2ByteForByteAndRewritesInPlace) {
