@@ -57,5 +57,10 @@ int RunMark(const std::vector<std::string>& args);
 int RunMarkers(const std::vector<std::string>& args);
 int RunRename(const std::vector<std::string>& args);
 int RunUnlock(const std::vector<std::string>& args);
+int RunSplit(const std::vector<std::string>& args);
+int RunErase(const std::vector<std::string>& args);
+int RunDelete(const std::vector<std::string>& args);
+int RunRemoveChannel(const std::vector<std::string>& args);
+int RunClean(const std::vector<std::string>& args);
 
 }  // namespace zsff_tools

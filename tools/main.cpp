@@ -92,6 +92,30 @@ const std::vector<Command>& Commands() {
        "  unlock takes the word of whoever runs it. A lock file is removed only once no\n"
        "  program has given it back within the library's wait (about 2 s).\n",
        RunUnlock},
+      {"split", "[options] DIR",
+       "make one record of the measurement in DIR two, cut at a part; no sample moves",
+       "  --record N    the record, by its position in the measurement from 1 (required)\n"
+       "  --parts K     parts that stay in the first of the two (required)\n",
+       RunSplit},
+      {"erase", "[options] DIR", "erase parts of one channel of a record: they read as zeros",
+       "  --record N    the record, by its position in the measurement from 1 (default 1)\n"
+       "  --channel C   the channel number (required)\n"
+       "  --parts F..L  the parts, counted from the record's first from 0 (required); the\n"
+       "                part being recorded is never erased\n"
+       "  --yes         go ahead without asking (required when no terminal can be asked)\n",
+       RunErase},
+      {"delete", "[options] DIR", "delete the measurement in DIR, or one record of it",
+       "  --record N    only this record, by its position in the measurement from 1\n"
+       "  --yes         go ahead without asking (required when no terminal can be asked)\n",
+       RunDelete},
+      {"remove-channel", "[options] DIR", "remove one channel from every record of the measurement",
+       "  --channel C   the channel number (required)\n"
+       "  --yes         go ahead without asking (required when no terminal can be asked)\n",
+       RunRemoveChannel},
+      {"clean", "[options] DIR",
+       "empty the measurement in DIR to record again in it: record 1 keeps its channels",
+       "  --yes         go ahead without asking (required when no terminal can be asked)\n",
+       RunClean},
   };
   return commands;
 }

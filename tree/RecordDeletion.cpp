@@ -389,16 +389,28 @@ void CRecordDeletion::CompletePending() {
   std::vector<unsigned long long> records, channels;
   ReadKey(metaData, MeasurementKeys::RecordsToDelete, records);
   ReadKey(metaData, MeasurementKeys::ChannelsToRemove, channels);
-  if (records.empty() && channels.empty()) return;
 
-  std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
-  if (!lock) return;
-  for (unsigned long long record : records) {
-    std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-    if (!m_Tree.m_RecordStates->IsUsed(CRecordId(record))) DeleteRecordDirectory(CRecordId(record));
+  if (!records.empty()) {
+    // Their entries are gone already: no editor can want them back.
+    std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+    if (!lock) return;
+    for (unsigned long long record : records) {
+      std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+      if (!m_Tree.m_RecordStates->IsUsed(CRecordId(record)))
+        DeleteRecordDirectory(CRecordId(record));
+    }
+    ForgetDeletedRecords(lock.get());
   }
-  if (!records.empty()) ForgetDeletedRecords(lock.get());
-  for (unsigned long long channel : channels) RemoveChannel(lock.get(), CChannelID(channel));
+
+  if (channels.empty()) return;
+  // Channels go only under the editing mode, which keeps other editors out.
+  const bool started = !m_Tree.m_Editing;
+  if (started) m_Tree.StartEditing();
+  if (m_Tree.m_Editing) {
+    std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+    for (unsigned long long channel : channels) RemoveChannel(lock.get(), CChannelID(channel));
+  }
+  if (started && m_Tree.m_Editing) m_Tree.StopEditing();
 }
 
 }  // namespace zsff

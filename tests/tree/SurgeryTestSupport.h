@@ -71,6 +71,10 @@ inline void MakeMeasurement(const std::filesystem::path& parent, long base, int 
     ASSERT_TRUE(tree->wRecord(handle).StopRecord());
     ASSERT_TRUE(tree->CloseRecord(handle, true));
   }
+  // Named as a host names it: the editing mark is given back only then.
+  zsff::MetaDataContainer metaData = LoadMeasurement(parent / "m", static_cast<unsigned int>(base));
+  zsff::CMetaDataMeasurementWriter(metaData).MeasurementName(u"m");
+  SaveMeasurement(parent / "m", static_cast<unsigned int>(base), metaData);
 }
 
 // Every sample of `channel` from the section's start, as far as it reads.
