@@ -143,13 +143,12 @@ TEST(MetaDataFiles, LoadFailuresNameTheFile) {
   EXPECT_FALSE(reader.Load(out, u"", dir.Wide()));
   EXPECT_EQ(u"", reader.LastError());
 
-  EXPECT_FALSE(reader.Load(out, u"Meas.zsfh", dir.Wide()));
-  EXPECT_EQ(prefix + u" Cannot open file or file empty", reader.LastError());
-  EXPECT_EQ(u"", reader.LastError()) << "the message is moved out";
-
-  WriteText(dir.Path() / "Meas.zsfh", "");
-  EXPECT_FALSE(reader.Load(out, u"Meas.zsfh", dir.Wide()));
-  EXPECT_EQ(prefix + u" Cannot open file or file empty", reader.LastError());
+  for (const bool empty : {false, true}) {
+    if (empty) WriteText(dir.Path() / "Meas.zsfh", "");
+    EXPECT_FALSE(reader.Load(out, u"Meas.zsfh", dir.Wide()));
+    EXPECT_EQ(prefix + u" Cannot open file or file empty", reader.LastError());
+    EXPECT_EQ(u"", reader.LastError()) << "the message is moved out";
+  }
 
   WriteText(dir.Path() / "Meas.zsfh", "{\"A\": 1}");
   EXPECT_FALSE(reader.Load(out, u"Meas.zsfh", dir.Wide()));

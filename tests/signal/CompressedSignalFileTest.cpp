@@ -440,36 +440,7 @@ TEST(CompressedSignalFileTest, RequestsThatDontFitTheBufferOrTheFileStayInBounds
   EXPECT_EQ(std::count(values.end() - 8, values.end(), std::int16_t(5)), 8);
 }
 
-TEST(CompressedSignalFileTest, PartBeingRecordedIsMeasuredOthersAreEstimated) {
-  TempDir dir;
-  CLocalFileAccess access;
-  WritePyramid(dir, access);
-  CTmpRecordFile tmp(dir.Path().string(), &access);
-  TAG_RECORD_INFO info;
-  info.AbsoluteDate = 1;
-  tmp.SetRecordInfo(info);
-  tmp.SetParts(0, 3);
-  ASSERT_TRUE(tmp.Write());
-
-  // The duration says 1 s; the part being recorded counts what its files hold.
-  CCompressedSignalFileReader recording(dir.Path().string(), kPart, &access, 0, 2, Compact16,
-                                        1024.0f, &tmp, 1.0, Compact16, 3);
-  recording.Plan(0.0f, 1.0f, 10, 0);
-  ASSERT_EQ(recording.LevelCount(), 3u);
-  EXPECT_EQ(recording.LevelPairCount(0), 2048u);
-  EXPECT_EQ(recording.LevelPairCount(1), 64u);
-  EXPECT_TRUE(recording.InProgress());
-
-  CCompressedSignalFileReader finished(dir.Path().string(), kPart, &access, 0, 2, Compact16,
-                                       1024.0f, &tmp, 1.0, Compact16, 2);
-  finished.Plan(0.0f, 1.0f, 10, 0);
-  ASSERT_EQ(finished.LevelCount(), 3u);
-  EXPECT_EQ(finished.LevelPairCount(0), 32u);
-  EXPECT_EQ(finished.LevelPairCount(1), 1u);
-  EXPECT_FALSE(finished.InProgress());
-}
-
-TEST(CompressedSignalFileTest, FinishedPartIsReadOnceThePartBeingRecordedEveryTime) {
+TEST(CompressedSignalFileTest, PartBeingRecordedIsMeasuredAndReadEveryTimeAFinishedOneOnce) {
   TempDir dir;
   FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
   WritePyramid(dir, store);
@@ -480,6 +451,24 @@ TEST(CompressedSignalFileTest, FinishedPartIsReadOnceThePartBeingRecordedEveryTi
   tmp.SetRecordInfo(info);
   tmp.SetParts(0, 3);
   ASSERT_TRUE(tmp.Write());
+
+  // The duration says 1 s; the part being recorded counts what its files hold.
+  CCompressedSignalFileReader counted(dir.Path().string(), kPart, &store, 0, 2, Compact16,
+                                      1024.0f, &tmp, 1.0, Compact16, 3);
+  counted.Plan(0.0f, 1.0f, 10, 0);
+  ASSERT_EQ(counted.LevelCount(), 3u);
+  EXPECT_EQ(counted.LevelPairCount(0), 2048u);
+  EXPECT_EQ(counted.LevelPairCount(1), 64u);
+  EXPECT_TRUE(counted.InProgress());
+
+  CCompressedSignalFileReader estimated(dir.Path().string(), kPart, &store, 0, 2, Compact16,
+                                        1024.0f, &tmp, 1.0, Compact16, 2);
+  estimated.Plan(0.0f, 1.0f, 10, 0);
+  ASSERT_EQ(estimated.LevelCount(), 3u);
+  EXPECT_EQ(estimated.LevelPairCount(0), 32u);
+  EXPECT_EQ(estimated.LevelPairCount(1), 1u);
+  EXPECT_FALSE(estimated.InProgress());
+
   // 2048 pairs of level 1 per 64 s; one point per pair reads that level as it is.
   const auto view = [](CCompressedSignalFileReader& reader, float start, float stop) {
     const unsigned long long points = static_cast<unsigned long long>((stop - start) * 32.0f);
