@@ -452,22 +452,22 @@ TEST(CompressedSignalFileTest, PartBeingRecordedIsMeasuredAndReadEveryTimeAFinis
   tmp.SetParts(0, 3);
   ASSERT_TRUE(tmp.Write());
 
-  // The duration says 1 s; the part being recorded counts what its files hold.
-  CCompressedSignalFileReader counted(dir.Path().string(), kPart, &store, 0, 2, Compact16,
-                                      1024.0f, &tmp, 1.0, Compact16, 3);
-  counted.Plan(0.0f, 1.0f, 10, 0);
-  ASSERT_EQ(counted.LevelCount(), 3u);
-  EXPECT_EQ(counted.LevelPairCount(0), 2048u);
-  EXPECT_EQ(counted.LevelPairCount(1), 64u);
-  EXPECT_TRUE(counted.InProgress());
-
-  CCompressedSignalFileReader estimated(dir.Path().string(), kPart, &store, 0, 2, Compact16,
-                                        1024.0f, &tmp, 1.0, Compact16, 2);
-  estimated.Plan(0.0f, 1.0f, 10, 0);
-  ASSERT_EQ(estimated.LevelCount(), 3u);
-  EXPECT_EQ(estimated.LevelPairCount(0), 32u);
-  EXPECT_EQ(estimated.LevelPairCount(1), 1u);
-  EXPECT_FALSE(estimated.InProgress());
+  // The duration says 1 s; the part being recorded (3) counts what its files hold, a
+  // finished one (2) is estimated from the duration.
+  const struct {
+    unsigned short part;
+    unsigned long long firstPairs, secondPairs;
+  } parts[] = {{3, 2048, 64}, {2, 32, 1}};
+  for (const auto& p : parts) {
+    SCOPED_TRACE(p.part);
+    CCompressedSignalFileReader reader(dir.Path().string(), kPart, &store, 0, 2, Compact16,
+                                       1024.0f, &tmp, 1.0, Compact16, p.part);
+    reader.Plan(0.0f, 1.0f, 10, 0);
+    ASSERT_EQ(reader.LevelCount(), 3u);
+    EXPECT_EQ(reader.LevelPairCount(0), p.firstPairs);
+    EXPECT_EQ(reader.LevelPairCount(1), p.secondPairs);
+    EXPECT_EQ(reader.InProgress(), p.part == 3);
+  }
 
   // 2048 pairs of level 1 per 64 s; one point per pair reads that level as it is.
   const auto view = [](CCompressedSignalFileReader& reader, float start, float stop) {
