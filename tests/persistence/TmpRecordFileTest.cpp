@@ -168,12 +168,17 @@ TEST(TmpRecordFileTest, WritesVersion2ByteForByteAndRewritesInPlace) {
 
 TEST(TmpRecordFileTest, ReadsBothVersionsAndRewritesVersion1AsVersion2) {
   Fixture f;
-  WriteBytes(f.file, Version2File());
-  CTmpRecordFile v2(f.directory, &f.store);
-  EXPECT_TRUE(v2.Read());
-  EXPECT_TRUE(v2.IsValid());
-  ExpectSameInfo(v2.RecordInfo(), SampleInfo());
-  EXPECT_EQ(v2.Parts(), std::make_pair(kFirstPart, kLastPart));
+  for (const Bytes& file : {Version2File(), Version1File()}) {
+    WriteBytes(f.file, file);
+    CTmpRecordFile tmp(f.directory, &f.store);
+    EXPECT_TRUE(tmp.Read());
+    EXPECT_TRUE(tmp.IsValid());
+    ExpectSameInfo(tmp.RecordInfo(), SampleInfo());
+    EXPECT_EQ(tmp.Parts(), std::make_pair(kFirstPart, kLastPart));
+    // The first write of an object truncates: version 1's 64 bytes become the new 48.
+    ASSERT_TRUE(tmp.Write());
+    EXPECT_EQ(ReadWholeFile<Bytes>(f.file), Version2File());
+  }
 
   // Bytes behind the last field are never looked at.
   Bytes oversized = Version2File();
@@ -182,15 +187,6 @@ TEST(TmpRecordFileTest, ReadsBothVersionsAndRewritesVersion1AsVersion2) {
   CTmpRecordFile big(f.directory, &f.store);
   EXPECT_TRUE(big.Read());
   ExpectSameInfo(big.RecordInfo(), SampleInfo());
-
-  WriteBytes(f.file, Version1File());
-  CTmpRecordFile v1(f.directory, &f.store);
-  EXPECT_TRUE(v1.Read());
-  ExpectSameInfo(v1.RecordInfo(), SampleInfo());
-  EXPECT_EQ(v1.Parts(), std::make_pair(kFirstPart, kLastPart));
-  // The first write of an object truncates: the old 64 bytes become the new 48.
-  ASSERT_TRUE(v1.Write());
-  EXPECT_EQ(ReadWholeFile<Bytes>(f.file), Version2File());
 }
 
 TEST(TmpRecordFileTest, RefusesBadVersionOrMissingDateAfterTakingFields) {

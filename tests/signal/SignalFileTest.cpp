@@ -248,29 +248,28 @@ TEST(SignalFileTest, MissingPartFileIsAcceptedOnlyForAnEmptyRecord) {
   const double empty = 0.0;
   SaveChannelMetaData(access, dir, "SIFloat", 100.0f, &empty);
 
-  CSignalFileReader reader(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
-  EXPECT_TRUE(reader.OpenSignalFile());
-  EXPECT_TRUE(reader.FileClosed());
+  const auto reader = [&](const char16_t* channel) {
+    return std::make_unique<CSignalFileReader>(dir.Path().string(), kPart, channel, &access,
+                                               nullptr, 0);
+  };
+  auto opened = reader(u"Channel_1");
+  EXPECT_TRUE(opened->OpenSignalFile());
+  EXPECT_TRUE(opened->FileClosed());
   float sample = 0;
-  EXPECT_EQ(reader.ReadSampleBlock(&sample, 1), 0u);
+  EXPECT_EQ(opened->ReadSampleBlock(&sample, 1), 0u);
   EXPECT_FALSE(fs::exists(dir.Path() / "Part_0.zrs"));
 
-  CSignalFileReader seeking(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
-  EXPECT_TRUE(seeking.SetReadPos(0.0));
-  CSignalFileReader seekingFar(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
-  EXPECT_FALSE(seekingFar.SetReadPos(0.5));
+  EXPECT_TRUE(reader(u"Channel_1")->SetReadPos(0.0));
+  EXPECT_FALSE(reader(u"Channel_1")->SetReadPos(0.5));
 
-  CSignalFileReader told(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
-  told.SetSamplingRate(100.0f);
-  EXPECT_FALSE(told.OpenSignalFile());
+  auto told = reader(u"Channel_1");
+  told->SetSamplingRate(100.0f);
+  EXPECT_FALSE(told->OpenSignalFile());
 
   const double full = 3.0;
   SaveChannelMetaData(access, dir, "SIFloat", 100.0f, &full);
-  CSignalFileReader lost(dir.Path().string(), kPart, u"Channel_1", &access, nullptr, 0);
-  EXPECT_FALSE(lost.OpenSignalFile());
-
-  CSignalFileReader noMetaData(dir.Path().string(), kPart, u"Channel_9", &access, nullptr, 0);
-  EXPECT_FALSE(noMetaData.OpenSignalFile());
+  EXPECT_FALSE(reader(u"Channel_1")->OpenSignalFile());
+  EXPECT_FALSE(reader(u"Channel_9")->OpenSignalFile());  // no metadata
 }
 
 // The part file vanishes right after its size was read, as when a ring drops the
