@@ -26,6 +26,11 @@ namespace zsff {
 
 namespace {
 
+// The status of a file that is not a directory.
+bool StatFile(const std::string& path, struct stat& info) {
+  return IsUsablePath(path) && ::stat(path.c_str(), &info) == 0 && !S_ISDIR(info.st_mode);
+}
+
 bool IsDirectoryEntry(const std::string& fullPath, const dirent* entry) {
   if (entry->d_type == DT_DIR) return true;
   if (entry->d_type != DT_UNKNOWN && entry->d_type != DT_LNK) return false;
@@ -213,14 +218,27 @@ bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16s
 bool CLocalFileAccess::FileSize(const std::string& path, unsigned long long& size) {
   size = 0;
   struct stat info;
-  if (!IsUsablePath(path) || ::stat(path.c_str(), &info) != 0 || S_ISDIR(info.st_mode))
-    return false;
+  if (!StatFile(path, info)) return false;
   size = static_cast<unsigned long long>(info.st_size);
   return true;
 }
 
 bool CLocalFileAccess::FileSize(const std::u16string& path, unsigned long long& size) {
   return FileSize(NativePath(path), size);
+}
+
+bool CLocalFileAccess::FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                                       long long& lastWrite) {
+  // 1970-01-01 as a file time.
+  constexpr long long kUnixEpochAsFileTime = 116444736000000000LL;
+  size = 0;
+  lastWrite = 0;
+  struct stat info;
+  if (!StatFile(WideToUtf8(path), info)) return false;
+  size = static_cast<unsigned long long>(info.st_size);
+  lastWrite = kUnixEpochAsFileTime + static_cast<long long>(info.st_mtim.tv_sec) * 10000000LL +
+              static_cast<long long>(info.st_mtim.tv_nsec) / 100;
+  return true;
 }
 
 // --- Open files ------------------------------------------------------------------

@@ -49,6 +49,8 @@ class CLocalFileAccess : public CAbstractFileAccess {
   bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) override;
   bool FileSize(const std::string& path, unsigned long long& size) override;
   bool FileSize(const std::u16string& path, unsigned long long& size) override;
+  bool FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                       long long& lastWrite) override;
   bool OpenFile(const std::string& path, FileOpenMode_t mode, unsigned int& handle) override;
   bool OpenFile(const std::u16string& path, FileOpenMode_t mode, unsigned int& handle) override;
   bool SeekFile(unsigned int handle, long long offset, int origin) override;

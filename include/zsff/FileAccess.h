@@ -113,6 +113,13 @@ class CAbstractFileAccess {
   virtual bool FileSize(const std::string& path, unsigned long long& size) = 0;
   virtual bool FileSize(const std::u16string& path, unsigned long long& size) = 0;
 
+  // The size and the time of the last write (a file time: 100 ns ticks since
+  // 1601, UTC) of an existing file, taken in one look so that both describe the
+  // same state of it: what tells a reader whether a file changed since it read it.
+  // On failure both are set to 0 and the result is false.
+  virtual bool FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                               long long& lastWrite) = 0;
+
   // --- Open files ------------------------------------------------------------
 
   // Opens `path` in `mode` and stores a fresh handle in `handle`; handle numbers

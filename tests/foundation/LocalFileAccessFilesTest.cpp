@@ -1,5 +1,7 @@
 // The local store's open files: handles, open modes, transfers, error codes.
 #include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <atomic>
 #include <cstring>
@@ -216,6 +218,21 @@ TEST(LocalFileAccessFiles, SeekAndTellFollowEveryOrigin) {
   EXPECT_EQ(size, 21u);
 }
 
+TEST(LocalFileAccessFiles, FileSizeAndTimeGiveTheLastWriteAsAFileTime) {
+  TempDir dir;
+  CLocalFileAccess store;
+  Put(dir.Path() / "stamped.bin", "12345");
+  const std::string path = (dir.Path() / "stamped.bin").string();
+  // One second and 700 ns after 1970-01-01, which is this many ticks after 1601.
+  const timespec times[2] = {{1, 700}, {1, 700}};
+  ASSERT_EQ(::utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+  unsigned long long size = 0;
+  long long lastWrite = 0;
+  EXPECT_TRUE(store.FileSizeAndTime(dir.Wide("stamped.bin"), size, lastWrite));
+  EXPECT_EQ(size, 5u);
+  EXPECT_EQ(lastWrite, 116444736000000000LL + 10000000LL + 7);
+}
+
 TEST(LocalFileAccessFiles, UnknownHandlesFailWithBadHandleAndLeaveOutputs) {
   TempDir dir;
   CLocalFileAccess store;
@@ -306,6 +323,13 @@ TEST(LocalFileAccessFiles, UnusablePathsFailWithoutSideEffects) {
   size = 3;
   EXPECT_FALSE(store.FileSize(dir.Wide(), size));  // a directory has no file size
   EXPECT_EQ(size, 0u);
+  for (const std::u16string& path : {std::u16string(), dir.Wide("absent"), dir.Wide()}) {
+    size = 3;
+    long long lastWrite = 3;
+    EXPECT_FALSE(store.FileSizeAndTime(path, size, lastWrite));
+    EXPECT_EQ(size, 0u);
+    EXPECT_EQ(lastWrite, 0);
+  }
   EXPECT_FALSE(store.FileExists(std::string()));
   EXPECT_FALSE(store.FileExists(std::u16string()));
   EXPECT_FALSE(store.DeleteFile(std::string()));

@@ -57,6 +57,10 @@ class ForwardingFileAccess : public zsff::CAbstractFileAccess {
   bool FileSize(const std::u16string& path, unsigned long long& size) override {
     return m_Target->FileSize(path, size);
   }
+  bool FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                       long long& lastWrite) override {
+    return m_Target->FileSizeAndTime(path, size, lastWrite);
+  }
   bool OpenFile(const std::string& path, zsff::FileOpenMode_t mode, unsigned int& handle) override {
     return Pull(m_Target->OpenFile(path, mode, handle));
   }
