@@ -1,5 +1,6 @@
 // Reading metadata files: a file as it stands, and a channel's ".zrm" completed
 // from the temporary record file while the channel records.
+#include <zsff/DateTime.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataContainerJson.h>
 #include <zsff/MetaDataFileReader.h>
@@ -13,6 +14,7 @@
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 #include "metadata/MetaDataKeys.h"
+#include "persistence/MetaDataFileCache.h"
 #include "persistence/MetaDataFileSupport.h"
 
 namespace zsff {
@@ -20,7 +22,8 @@ namespace zsff {
 using metadata_file::JoinPath;
 using metadata_file::StoreInUse;
 
-CMetaDataFileReader::CMetaDataFileReader(CAbstractFileAccess* access) : m_FileAccess(access) {}
+CMetaDataFileReader::CMetaDataFileReader(CAbstractFileAccess* access, CMetaDataFileCache* cache)
+    : m_FileAccess(access), m_Cache(cache) {}
 
 CMetaDataFileReader::~CMetaDataFileReader() = default;
 
@@ -30,14 +33,23 @@ std::u16string CMetaDataFileReader::LastError() const {
 
 namespace {
 
-// Loads the JSON text of the file `path`; false with the reason in `error`.
+// Loads the JSON text of the file `path`; false with the reason in `error`. With
+// a cache (may be null), a file whose size and time haven't moved isn't parsed again.
 bool LoadFile(CAbstractFileAccess& store, const std::u16string& path, MetaDataContainer& out,
-              std::u16string& error) {
+              std::u16string& error, CMetaDataFileCache* cache) {
   const std::u16string prefix = u"CMetaDataFileReader::Load(" + path + u")";
   unsigned long long size = 0;
-  if (!store.FileSize(path, size) || size == 0) {
+  long long lastWrite = 0;
+  const long long lookedAt = cache != nullptr ? GetSystemTimeAsFileTime() : 0;
+  const bool found = cache != nullptr ? store.FileSizeAndTime(path, size, lastWrite)
+                                      : store.FileSize(path, size);
+  if (!found || size == 0) {
     error = prefix + u" Cannot open file or file empty";
     return false;
+  }
+  if (cache != nullptr && cache->Holds(path, size, lastWrite)) {
+    cache->CopyTo(out);
+    return true;
   }
   unsigned int handle = 0;
   if (!store.OpenFile(path, FileModeRead, handle)) return false;
@@ -58,10 +70,18 @@ bool LoadFile(CAbstractFileAccess& store, const std::u16string& path, MetaDataCo
     return false;
   }
 
+  // The parse is kept only when it holds the file alone: a text that names no
+  // physical quantity leaves the caller's in `out`.
+  const bool keep = cache != nullptr && out.PhysicalQuantityMap().empty();
   MetaDataContainerJson json;
   const bool loaded = json.FromJSONString(text, out);
   if (!loaded) error = prefix + u" Error: " + Utf8ToWide(json.LastError());
   store.CloseFile(handle, false);
+  if (keep && loaded) {
+    cache->Keep(path, size, lastWrite, lookedAt, out);
+  } else if (cache != nullptr) {
+    cache->Forget();
+  }
   return loaded;
 }
 
@@ -72,11 +92,13 @@ bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& nam
   if (name.empty()) return false;
   StoreInUse store(m_FileAccess);
   const std::u16string path = JoinPath(*store, directory, name);
-  if (LoadFile(*store, path, out, m_LastError)) return true;
-  // A save cut short while rewriting the file left its whole copy beside it.
+  if (LoadFile(*store, path, out, m_LastError, m_Cache)) return true;
+  // A save cut short while rewriting the file left its whole copy beside it; a
+  // copy is read once, never kept, as the next save removes it.
+  if (m_Cache != nullptr) m_Cache->Forget();
   const std::u16string copy = names::SavingCopyName(path);
   std::u16string ignored;
-  if (store->FileExists(copy) && LoadFile(*store, copy, out, ignored)) {
+  if (store->FileExists(copy) && LoadFile(*store, copy, out, ignored, nullptr)) {
     m_LastError.clear();
     return true;
   }
@@ -84,8 +106,9 @@ bool CMetaDataFileReader::Load(MetaDataContainer& out, const std::u16string& nam
 }
 
 CMetaDataHeaderFileReader::CMetaDataHeaderFileReader(CTmpRecordFile* tmp,
-                                                     CAbstractFileAccess* access)
-    : CMetaDataFileReader(access), m_TmpRecordFile(tmp) {}
+                                                     CAbstractFileAccess* access,
+                                                     CMetaDataFileCache* cache)
+    : CMetaDataFileReader(access, cache), m_TmpRecordFile(tmp) {}
 
 bool CMetaDataHeaderFileReader::Load(MetaDataContainer& out, const std::u16string& name,
                                      const std::u16string& directory) const {

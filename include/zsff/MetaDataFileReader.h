@@ -12,6 +12,7 @@
 namespace zsff {
 
 class CAbstractFileAccess;
+class CMetaDataFileCache;
 class CTmpRecordFile;
 class MetaDataContainer;
 
@@ -19,11 +20,17 @@ class MetaDataContainer;
 // or `name` alone when `directory` is empty. Both classes borrow the store and
 // the temporary record file, which must outlive them; with a null store an
 // operation uses a CLocalFileAccess of its own for its duration. They are
-// short-lived, copyable, and hold no lock.
+// short-lived, copyable, and hold no lock: writers of a measurement's metadata
+// take the metadata file lock before they call here.
+//
+// A reader may be given a cache (borrowed, may be null) that outlives it: the
+// library's long-lived objects keep one per file they poll, so that a file whose
+// size and time haven't moved isn't read and parsed again.
 
 class CMetaDataFileReader {
  public:
-  explicit CMetaDataFileReader(CAbstractFileAccess* access = nullptr);
+  explicit CMetaDataFileReader(CAbstractFileAccess* access = nullptr,
+                               CMetaDataFileCache* cache = nullptr);
   virtual ~CMetaDataFileReader();
 
   // Fills `out` from the file through MetaDataContainerJson::FromJSONString, which
@@ -39,6 +46,7 @@ class CMetaDataFileReader {
 
  protected:
   CAbstractFileAccess* m_FileAccess;  // borrowed, may be null
+  CMetaDataFileCache* m_Cache;        // borrowed, may be null
   mutable std::u16string m_LastError;
 };
 
@@ -46,7 +54,8 @@ class CMetaDataFileReader {
 // may be null); it lies in `directory` beside the ".zrm" and ".zrs" files.
 class CMetaDataHeaderFileReader : public CMetaDataFileReader {
  public:
-  CMetaDataHeaderFileReader(CTmpRecordFile* tmp, CAbstractFileAccess* access);
+  CMetaDataHeaderFileReader(CTmpRecordFile* tmp, CAbstractFileAccess* access,
+                            CMetaDataFileCache* cache = nullptr);
 
   // The five-argument Load with a default record information that is then dropped.
   bool Load(MetaDataContainer& out, const std::u16string& name,
