@@ -88,7 +88,13 @@ bool CRecordZoomer::Init(CRecordSignalTree* tree, const CChannelID& channel) {
   m_Tree = tree;
 
   std::vector<MetaDataRecord> records;
-  if (!m_Tree->GetRecordsVect(records) || records.empty()) {
+  const bool listed = m_Tree->GetRecordsVect(records);
+  return Bind(listed, records, channel);
+}
+
+bool CRecordZoomer::Bind(bool listed, const std::vector<MetaDataRecord>& records,
+                         const CChannelID& channel) {
+  if (!listed || records.empty()) {
     ReportDiagnostic(DiagnosticError, "CRecordZoomer::Init: unable to get records list (%zd)",
                      static_cast<ssize_t>(records.size()));
     return false;
@@ -151,17 +157,22 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
     return false;
   }
 
-  // Rebinding reopens every record, so it happens only when the tree has changed
-  // in a way the table can't follow: a record added, or a recording started or
-  // stopped.
+  // The tree's list is read once a request, and every record's share is served
+  // from what it said then. Rebinding reopens every record, so it happens only
+  // when the tree has changed in a way the table can't follow: a record added, or
+  // a recording started or stopped. A list that couldn't be read (a writer may
+  // have been rewriting the file) gets a second look before the binding gives up.
   std::vector<MetaDataRecord> records;
-  m_Tree->GetRecordsVect(records);
-  const bool running = LastIsRecording(records);
-  if (records.size() != m_RecordCount || running != m_WasRunning) {
-    if (!Init(m_Tree, channel)) return false;
-    m_WasRunning = running;
-    m_RecordCount = m_VectRecordInfo.size();
+  bool listed = m_Tree->GetRecordsVect(records);
+  if (records.size() != m_RecordCount || LastIsRecording(records) != m_WasRunning) {
+    CloseRecords();
+    if (!listed) listed = m_Tree->GetRecordsVect(records);
+    if (!Bind(listed, records, channel)) return false;
   }
+  const bool running = LastIsRecording(records);
+  const bool recording =
+      std::any_of(records.begin(), records.end(),
+                  [](const MetaDataRecord& record) { return record.Recording(); });
 
   if (m_VectRecordInfo.empty()) {
     ReportDiagnostic(DiagnosticError,
@@ -221,7 +232,8 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
     const RecordInfo_t& info = m_VectRecordInfo[first];
     result = CompressSignal(BoundSection(*m_Tree, info.Handle), channel,
                             static_cast<float>(info.RequestStart),
-                            static_cast<float>(info.RequestStop), points, sliding, context, output);
+                            static_cast<float>(info.RequestStop), points, sliding, context,
+                            recording, output);
     if (!result) {
       ReportDiagnostic(
           DiagnosticError,
@@ -236,9 +248,10 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
     for (std::size_t r = first; r <= lastUsed; ++r) {
       const RecordInfo_t& info = m_VectRecordInfo[r];
       if (info.RequestPoints == 0) break;
-      result = CompressSignal(
-          BoundSection(*m_Tree, info.Handle), channel, static_cast<float>(info.RequestStart),
-          static_cast<float>(info.RequestStop), info.RequestPoints, sliding, context, piece);
+      result = CompressSignal(BoundSection(*m_Tree, info.Handle), channel,
+                              static_cast<float>(info.RequestStart),
+                              static_cast<float>(info.RequestStop), info.RequestPoints, sliding,
+                              context, recording, piece);
       if (!result) {
         ReportDiagnostic(
             DiagnosticError,
@@ -268,7 +281,8 @@ bool CRecordZoomer::GetCompressedSignal(const CChannelID& channel, float start, 
 
 bool CRecordZoomer::CompressSignal(CAbstractRecordSection& section, const CChannelID& channel,
                                    float start, float stop, unsigned long long points, bool sliding,
-                                   unsigned int context, std::vector<float>& output) {
+                                   unsigned int context, bool recording,
+                                   std::vector<float>& output) {
   output.clear();
   if (m_Tree == nullptr) return false;
 
@@ -296,11 +310,6 @@ bool CRecordZoomer::CompressSignal(CAbstractRecordSection& section, const CChann
 
   float headGap = 0.0f, tailGap = 0.0f;
   unsigned long long headPoints = 0, tailPoints = 0;
-  std::vector<MetaDataRecord> records;
-  m_Tree->GetRecordsVect(records);
-  const bool recording =
-      std::any_of(records.begin(), records.end(),
-                  [](const MetaDataRecord& record) { return record.Recording(); });
   if (recording) {
     // A request of no points reads nothing: it only refreshes the description,
     // which carries the seconds the record has dropped before its signal.

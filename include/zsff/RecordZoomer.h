@@ -83,11 +83,15 @@ class CRecordZoomer {
   bool WasRunning() const { return m_WasRunning; }
 
  private:
+  // Opens the `records` the tree listed (`listed` false when it couldn't) into
+  // the empty table, as Init does.
+  bool Bind(bool listed, const std::vector<MetaDataRecord>& records, const CChannelID& channel);
   // The request to one record: [start, stop] seconds counted from the record's
-  // start, in `points` points, with the padding of a record being recorded.
+  // start, in `points` points, with the padding of a record being recorded when
+  // the request's look at the tree found one `recording`.
   bool CompressSignal(CAbstractRecordSection& section, const CChannelID& channel, float start,
                       float stop, unsigned long long points, bool sliding, unsigned int context,
-                      std::vector<float>& output);
+                      bool recording, std::vector<float>& output);
   // Closes the bound records and empties the table; the tree stays.
   void CloseRecords();
 
