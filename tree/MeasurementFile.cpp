@@ -138,7 +138,7 @@ bool CMeasurementFile::Load(MetaDataContainer& metaData) const {
   }
   const std::u16string fileName =
       names::MeasurementFileName(m_Tree.m_RecordBase.IdToRecordNameBase());
-  CMetaDataFileReader localReader(m_Tree.m_FileAccess.get());
+  CMetaDataFileReader localReader(m_Tree.m_FileAccess.get(), &m_LocalCache);
   if (localReader.Load(metaData, fileName, m_Tree.m_FullRecordPath)) return true;
   if (!m_Tree.m_RemoteFileAccess || !m_Tree.m_RemoteMirror) return false;
 

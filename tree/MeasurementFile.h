@@ -14,6 +14,8 @@
 #include <memory>
 #include <vector>
 
+#include "persistence/MetaDataFileCache.h"
+
 namespace zsff {
 
 class CMeasurementFile {
@@ -55,6 +57,9 @@ class CMeasurementFile {
   std::u16string LockPath() const;
 
   CRecordSignalTree& m_Tree;
+  // The local file as last parsed: a display that polls a measurement which
+  // doesn't change parses it once. Guarded by m_cs.
+  mutable CMetaDataFileCache m_LocalCache;
 };
 
 }  // namespace zsff
