@@ -11,12 +11,14 @@
 #include <zsff/RecordZoomer.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bench/PlainWriteBaseline.h"
@@ -68,6 +70,9 @@ class Measurement {
     if (!section.StopRecord()) std::abort();
     tree->CloseRecord(handle, true);
     Tree::CloseSignalTree(tree);
+    // A finished measurement has stood a while: a reader trusts the time of a
+    // metadata file that has just been written only once it has settled.
+    std::this_thread::sleep_for(std::chrono::seconds(3));
   }
 
   std::unique_ptr<Tree> Open() const {
