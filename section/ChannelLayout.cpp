@@ -150,7 +150,7 @@ bool ChannelLayout::LoadMetaData(MetaDataContainer& out, TAG_RECORD_INFO& info,
     return false;
   }
   if (FileAccess != nullptr) FileAccess->SelectAnalyzer(ChannelId.AnalyzerIndex());
-  CMetaDataHeaderFileReader reader(TmpRecordFile, FileAccess);
+  CMetaDataHeaderFileReader reader(TmpRecordFile, FileAccess, &MetaDataCache);
   if (!reader.Load(out, FileName, Directory, info, dataSize)) {
     error = u"CChannel::ReadChannelMetaData() Error: " + reader.LastError();
     return false;

@@ -16,6 +16,8 @@
 #include <memory>
 #include <string>
 
+#include "persistence/MetaDataFileCache.h"
+
 namespace zsff {
 
 class CAbstractFileAccess;
@@ -51,6 +53,10 @@ struct ChannelLayout {
   // Seconds of a finished record, as its opening or its metadata tells them, which
   // no missing part can shorten; 0 while it records or when nothing tells.
   double RecordDuration = 0.0;
+  // The ".zrm" file as last parsed: a view polled on a record whose metadata
+  // doesn't change parses it once. What "TmpRecord.zrm" completes is merged anew
+  // on every load.
+  mutable CMetaDataFileCache MetaDataCache;
 
   // Samples of a full part, truncated.
   unsigned long long SamplesPerPart() const;
