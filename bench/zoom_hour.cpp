@@ -7,20 +7,19 @@
 // The hour (about 700 MB) is recorded once through the tree into a fixed
 // directory and reused by later runs; a marker file says it was finished.
 #include <benchmark/benchmark.h>
-#include <zsff/ChannelMetaData.h>
 #include <zsff/RecordId.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/RecordZoomer.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "bench/ZoomMeasurement.h"
 
 namespace {
 
@@ -39,36 +38,11 @@ std::u16string Ascii(const std::string& text) { return std::u16string(text.begin
 
 std::string Marker() { return std::string(kDirectory) + "/complete"; }
 
-// A ramp that wraps every 100000 samples: cheap to make, and every point of a view
-// has extremes a reader can tell apart.
 void RecordHour() {
   namespace fs = std::filesystem;
   fs::remove_all(kDirectory);
   fs::create_directories(kDirectory);
-  auto tree = Tree::CreateSignalTree(Ascii(kDirectory), kName, kNoStore, false);
-  if (!tree) std::abort();
-  int handle = tree->CreateRecord(0);
-  zsff::CAbstractRecordSection& section = tree->wRecord(handle);
-  zsff::MetaDataContainer metaData;
-  zsff::CMetaDataChannelWriter writer(metaData);
-  writer.SamplingRate(static_cast<float>(kRate));
-  writer.Name(u"Shaft");
-  writer.Format("SIFloat");
-  if (!section.AddChannel(kChannel, metaData)) std::abort();
-  std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
-  infos[kChannel] = zsff::TAG_RECORD_INFO();
-  if (!section.ArmRecord(0.0, zsff::PartLengthShort, true) || !section.StartRecord(infos))
-    std::abort();
-  std::vector<float> block(kBlock);
-  for (unsigned long long done = 0; done < kHourSamples; done += kBlock) {
-    const unsigned long long count = std::min(kBlock, kHourSamples - done);
-    for (unsigned long long i = 0; i < count; ++i)
-      block[i] = static_cast<float>((done + i) % 100000);
-    if (!section.WriteSampleBlock(kChannel, block.data(), count, true)) std::abort();
-  }
-  if (!section.StopRecord()) std::abort();
-  tree->CloseRecord(handle, true);
-  Tree::CloseSignalTree(tree);
+  zsff_bench::RecordRamp(Ascii(kDirectory), kName, kChannel, kHourSamples);
   std::ofstream(Marker()) << "one hour\n";
 }
 
@@ -95,23 +69,8 @@ const char* const kSpanNames[] = {"hour", "minute", "second"};
 void BM_Zoomer(benchmark::State& state) {
   const Span span = kSpans[state.range(0)];
   auto tree = OpenHour();
-  zsff::CRecordZoomer zoomer;
-  if (!zoomer.Init(tree.get(), kChannel)) std::abort();
-  std::vector<float> output;
-  // Warm: the first request opens and caches what the others then find.
-  if (!zoomer.GetCompressedSignal(kChannel, static_cast<float>(span.Start),
-                                  static_cast<float>(span.Stop), kPoints, false, 0, output))
-    std::abort();
-  for (auto _ : state) {
-    output.clear();
-    if (!zoomer.GetCompressedSignal(kChannel, static_cast<float>(span.Start),
-                                    static_cast<float>(span.Stop), kPoints, false, 0, output))
-      std::abort();
-    benchmark::DoNotOptimize(output.data());
-  }
-  state.counters["pairs"] = static_cast<double>(output.size() / 2);
-  state.SetLabel(kSpanNames[state.range(0)]);
-  zoomer.Clean(true);
+  zsff_bench::TimeZoomer(state, *tree, kChannel, span.Start, span.Stop, kPoints,
+                         kSpanNames[state.range(0)]);
 }
 
 // The span's raw samples, block by block, into kPoints equal shares.
@@ -166,40 +125,24 @@ void BM_RawMinMax(benchmark::State& state) {
 BENCHMARK(BM_Zoomer)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_RawMinMax)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
-// The console report, then each request's mean time in µs and the verdict on the
-// hour against the second.
-class SummaryReporter : public benchmark::ConsoleReporter {
+// The console report, then each request's time in µs and the verdict on the hour
+// against the second.
+class SummaryReporter : public zsff_bench::TimesReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      // Single runs, or the medians of repeated ones.
-      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if ((run.run_type != Run::RT_Iteration && !median) || run.iterations == 0) continue;
-      m_Micros[run.run_name.str()] = run.GetAdjustedRealTime();  // the benchmarks count in µs
-    }
-  }
   void Finalize() override {
     ConsoleReporter::Finalize();
     for (int span = 0; span < 3; ++span) {
-      const double zoom = Get("BM_Zoomer", span);
-      const double raw = Get("BM_RawMinMax", span);
+      const double zoom = Micros("BM_Zoomer", span);
+      const double raw = Micros("BM_RawMinMax", span);
       std::printf("%-6s zoomer %10.1f us   raw read + min/max %12.1f us   (%.0fx)\n",
                   kSpanNames[span], zoom, raw, zoom > 0.0 ? raw / zoom : 0.0);
     }
-    const double hour = Get("BM_Zoomer", 0);
-    const double second = Get("BM_Zoomer", 2);
+    const double hour = Micros("BM_Zoomer", 0);
+    const double second = Micros("BM_Zoomer", 2);
     if (hour > 0.0 && second > 0.0)
       std::printf("hour / second request: %.2f; hour request %s 1 ms\n", hour / second,
                   hour < 1000.0 ? "under" : "NOT under");
   }
-
- private:
-  double Get(const std::string& name, int span) const {
-    const auto found = m_Micros.find(name + "/" + std::to_string(span) + "/real_time");
-    return found == m_Micros.end() ? 0.0 : found->second;
-  }
-  std::map<std::string, double> m_Micros;
 };
 
 }  // namespace

@@ -5,33 +5,30 @@
 // compressed file reader, part by part, with the points the section gives each
 // part. The zoomer should cost no more than a small multiple of that floor.
 #include <benchmark/benchmark.h>
-#include <zsff/ChannelMetaData.h>
 #include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSignalTree.h>
-#include <zsff/RecordZoomer.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "bench/PlainWriteBaseline.h"
+#include "bench/ZoomMeasurement.h"
 #include "signal/CompressedSignalFileReader.h"
 
 namespace {
 
 using Tree = zsff::CRecordSignalTree;
 
-constexpr float kRate = 51200.0f;
+constexpr float kRate = zsff_bench::kZoomRate;
 constexpr double kSeconds = 600.0;
 constexpr double kPartSeconds = 64.0;
-constexpr unsigned long long kBlock = 65536;
 constexpr unsigned long long kPoints = 1000;
 const zsff::CChannelID kChannel(1, 0, 4711);
 
@@ -46,30 +43,8 @@ const char* const kSpanNames[] = {"1 s", "whole"};
 class Measurement {
  public:
   Measurement() {
-    auto tree = Tree::CreateSignalTree(m_Scratch.Wide(), u"minutes", nullptr, false);
-    if (!tree) std::abort();
-    int handle = tree->CreateRecord(0);
-    zsff::CAbstractRecordSection& section = tree->wRecord(handle);
-    zsff::MetaDataContainer metaData;
-    zsff::CMetaDataChannelWriter writer(metaData);
-    writer.SamplingRate(kRate);
-    writer.Format("SIFloat");
-    if (!section.AddChannel(kChannel, metaData)) std::abort();
-    std::map<zsff::CChannelID, zsff::TAG_RECORD_INFO> infos;
-    infos[kChannel] = zsff::TAG_RECORD_INFO();
-    if (!section.ArmRecord(0.0, zsff::PartLengthShort, true) || !section.StartRecord(infos))
-      std::abort();
-    const auto total = static_cast<unsigned long long>(kSeconds * kRate);
-    std::vector<float> block(kBlock);
-    for (unsigned long long done = 0; done < total; done += kBlock) {
-      const unsigned long long count = std::min(kBlock, total - done);
-      for (unsigned long long i = 0; i < count; ++i)
-        block[i] = static_cast<float>((done + i) % 100000);
-      if (!section.WriteSampleBlock(kChannel, block.data(), count, true)) std::abort();
-    }
-    if (!section.StopRecord()) std::abort();
-    tree->CloseRecord(handle, true);
-    Tree::CloseSignalTree(tree);
+    zsff_bench::RecordRamp(m_Scratch.Wide(), u"minutes", kChannel,
+                           static_cast<unsigned long long>(kSeconds * kRate));
     // A finished measurement has stood a while: a reader trusts the time of a
     // metadata file that has just been written only once it has settled.
     std::this_thread::sleep_for(std::chrono::seconds(3));
@@ -82,7 +57,7 @@ class Measurement {
     return tree;
   }
 
-  // The directory of the channel's part files, and a part's base name in it.
+  // The directory of the channel's part files.
   std::string ChannelDirectory() const {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_Scratch.Dir())) {
       if (entry.path().extension() == ".zpr") return entry.path().parent_path().string();
@@ -102,23 +77,8 @@ const Measurement& TheMeasurement() {
 void BM_Zoomer(benchmark::State& state) {
   const Span span = kSpans[state.range(0)];
   auto tree = TheMeasurement().Open();
-  zsff::CRecordZoomer zoomer;
-  if (!zoomer.Init(tree.get(), kChannel)) std::abort();
-  std::vector<float> output;
-  for (int warm = 0; warm < 2; ++warm) {
-    if (!zoomer.GetCompressedSignal(kChannel, static_cast<float>(span.Start),
-                                    static_cast<float>(span.Stop), kPoints, false, 0, output))
-      std::abort();
-  }
-  for (auto _ : state) {
-    if (!zoomer.GetCompressedSignal(kChannel, static_cast<float>(span.Start),
-                                    static_cast<float>(span.Stop), kPoints, false, 0, output))
-      std::abort();
-    benchmark::DoNotOptimize(output.data());
-  }
-  state.counters["pairs"] = static_cast<double>(output.size() / 2);
-  state.SetLabel(kSpanNames[state.range(0)]);
-  zoomer.Clean(true);
+  zsff_bench::TimeZoomer(state, *tree, kChannel, span.Start, span.Stop, kPoints,
+                         kSpanNames[state.range(0)]);
 }
 
 // The span cut along the parts as the section cuts it, each piece read from the
@@ -172,32 +132,17 @@ BENCHMARK(BM_PyramidLevel)->DenseRange(0, 1)->Unit(benchmark::kMicrosecond)->Use
 
 // The console report, then the zoomer beside the direct read of its level, in µs
 // (the medians when runs are repeated), and their ratio.
-class SideBySideReporter : public benchmark::ConsoleReporter {
+class SideBySideReporter : public zsff_bench::TimesReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if ((run.run_type != Run::RT_Iteration && !median) || run.iterations == 0) continue;
-      m_Micros[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
   void Finalize() override {
     ConsoleReporter::Finalize();
     for (int span = 0; span < 2; ++span) {
-      const double zoom = Get("BM_Zoomer", span);
-      const double level = Get("BM_PyramidLevel", span);
+      const double zoom = Micros("BM_Zoomer", span);
+      const double level = Micros("BM_PyramidLevel", span);
       std::printf("%-6s zoomer %8.1f us   pyramid level read %8.1f us   zoomer/level %.2f\n",
                   kSpanNames[span], zoom, level, level > 0.0 ? zoom / level : 0.0);
     }
   }
-
- private:
-  double Get(const std::string& name, int span) const {
-    const auto found = m_Micros.find(name + "/" + std::to_string(span) + "/real_time");
-    return found == m_Micros.end() ? 0.0 : found->second;
-  }
-  std::map<std::string, double> m_Micros;
 };
 
 }  // namespace
