@@ -5,7 +5,6 @@
 // compressed file reader, part by part, with the points the section gives each
 // part. The zoomer should cost no more than a small multiple of that floor.
 #include <benchmark/benchmark.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/RecordSignalTree.h>
 
 #include <algorithm>
@@ -20,6 +19,7 @@
 
 #include "bench/PlainWriteBaseline.h"
 #include "bench/ZoomMeasurement.h"
+#include "foundation/LocalFileAccess.h"
 #include "signal/CompressedSignalFileReader.h"
 
 namespace {

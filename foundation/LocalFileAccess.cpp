@@ -234,7 +234,7 @@ bool CLocalFileAccess::FileSizeAndTime(const std::u16string& path, unsigned long
   size = 0;
   lastWrite = 0;
   struct stat info;
-  if (!StatFile(WideToUtf8(path), info)) return false;
+  if (!StatFile(NativePath(path), info)) return false;
   size = static_cast<unsigned long long>(info.st_size);
   lastWrite = kUnixEpochAsFileTime + static_cast<long long>(info.st_mtim.tv_sec) * 10000000LL +
               static_cast<long long>(info.st_mtim.tv_nsec) / 100;

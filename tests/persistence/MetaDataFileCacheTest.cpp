@@ -1,9 +1,8 @@
 // A reader with a cache reads a metadata file again only when the file has
 // changed, and never trusts the time of a file too fresh to tell its versions apart.
 #include <gtest/gtest.h>
-#include <zsff/LocalFileAccess.h>
 #include <zsff/MetaDataContainer.h>
-#include <zsff/MetaDataFiles.h>
+#include <zsff/MetaDataFileReader.h>
 
 #include <chrono>
 #include <filesystem>
@@ -13,6 +12,7 @@
 #include <string>
 
 #include "TempDir.h"
+#include "foundation/LocalFileAccess.h"
 #include "persistence/MetaDataFileCache.h"
 #include "support/ForwardingFileAccess.h"
 
