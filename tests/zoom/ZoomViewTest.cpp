@@ -112,3 +112,31 @@ TEST_F(RecordZoomerTest, SpikesAtTheEndsOfPartsShowInTheView) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(RecordZoomerTest, ErasedPartsDrawAsZeros) {
+  // Three parts of 64 s; the middle one is erased once the record is finished.
+  int handle = StartRecord(0.0, PartLengthShort);
+  Write(handle, 192, 0);
+  Stop(handle);
+  ASSERT_TRUE(tree->StartEditing());
+  ASSERT_TRUE(tree->IsEditing());
+  std::vector<MetaDataRecord> records;
+  ASSERT_TRUE(tree->GetRecordsVect(records));
+  handle = tree->OpenRecord(CRecordId(records.at(0).RecordId()), Tree::TreeOpenEdit, 0);
+  ASSERT_NE(handle, 0);
+  ASSERT_TRUE(tree->wRecord(handle).EraseParts(kChannel, 1, 1));
+  ASSERT_TRUE(tree->CloseRecord(handle, false));
+
+  CRecordZoomer zoomer;
+  ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
+  std::vector<float> view;
+  ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, 0.0f, 192.0f, 96, false, 0, view));
+  ASSERT_EQ(view.size(), 192u);
+  for (std::size_t i = 64; i < 128; ++i) ASSERT_EQ(view[i], 0.0f) << i;
+  ExpectView(view, 0, 32, axis, 0.0, 64.0, "before the erased part");
+  ExpectView(view, 64, 32, axis, 128.0, 192.0, "after it");
+}
+
+}  // namespace
