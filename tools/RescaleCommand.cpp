@@ -4,7 +4,6 @@
 // "plot" apply them with --post-analysis; the samples stay as recorded. A
 // measurement being recorded or edited elsewhere is refused and left as it was.
 #include <zsff/ChannelId.h>
-#include <zsff/MetaDataFileLock.h>
 #include <zsff/PostAnalysisSettings.h>
 #include <zsff/RecordSignalTree.h>
 
@@ -18,10 +17,10 @@
 
 #include "Arguments.h"
 #include "Commands.h"
+#include "EditMeasurement.h"
 #include "Format.h"
 #include "OpenTree.h"
 #include "Verbosity.h"
-#include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
@@ -110,24 +109,13 @@ int RunRescale(const std::vector<std::string>& args) {
   if (const int code = ParseOptions(command, args, options); code != ExitOk) return code;
 
   std::string error;
-  std::unique_ptr<zsff::CRecordSignalTree> tree =
-      OpenMeasurementTree(options.Directory, zsff::CRecordSignalTree::TreeOpenEdit, error);
+  // Editing keeps recorders and other editors out while every record is rewritten.
+  std::unique_ptr<zsff::CRecordSignalTree> tree = OpenForEditing(options.Directory, error);
   if (!tree) return Fail(error);
   const std::string directory = options.Directory.string();
-  const std::string lockFile =
-      (options.Directory / zsff::WideToUtf8(zsff::names::LockFileName())).string();
-  if (tree->IsRecording(true)) {
-    return Fail(directory + " is being recorded: it can be rescaled once the recording ends (" +
-                lockFile + " keeps its writers apart)");
-  }
   zsff::CChannelID id;
   if (!PickFirstRecordChannel(*tree, options.Channel, options.Analyzer, id)) {
     return Fail(Printf("%s has no channel %lld", directory.c_str(), options.Channel));
-  }
-  const std::unique_ptr<zsff::MetaDataFileLock> lock =
-      tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockTryOnce);
-  if (!lock) {
-    return Fail(directory + " is being recorded or edited elsewhere: " + lockFile + " holds it");
   }
 
   const zsff::CPostAnalysisSettings settings(
