@@ -16,6 +16,7 @@ const char kMeasurementExtension[] = ".zsfh";
 const char kHeaderExtension[] = ".zff";
 const char kEndedUpHeaderExtension[] = ".zxf";
 const char kMarkersExtension[] = ".zmrk";
+const char kWarningExtension[] = ".zwarn";
 const char kChannelMetaDataExtension[] = ".zrm";
 const char kSignalPartExtension[] = ".zrs";
 const char kPyramidLevelExtension[] = ".zpr";
@@ -91,6 +92,14 @@ std::string EndedUpHeaderFileName(const std::string& baseName) {
 
 std::u16string MarkersFileName(const std::u16string& baseName) {
   return baseName + Utf8ToWide(kMarkersExtension);
+}
+
+std::u16string WarningFileName(const std::u16string& baseName) {
+  return baseName + Utf8ToWide(kWarningExtension);
+}
+
+bool IsWarningFileName(const std::u16string& name) {
+  return EndsWith(WideToUtf8(name), kWarningExtension);
 }
 
 std::u16string LockFileName() { return Utf8ToWide(kLockFileName); }

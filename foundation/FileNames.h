@@ -46,6 +46,10 @@ std::string HeaderFileName(const std::string& baseName);
 std::string EndedUpHeaderFileName(const std::string& baseName);
 // The measurement's markers: the base name and ".zmrk".
 std::u16string MarkersFileName(const std::u16string& baseName);
+// The warning a host leaves beside a measurement whose download was incomplete:
+// the base name and ".zwarn". It belongs to the disk it lies on and never travels.
+std::u16string WarningFileName(const std::u16string& baseName);
+bool IsWarningFileName(const std::u16string& name);
 // The lock file that keeps writers of the measurement's metadata apart.
 std::u16string LockFileName();
 

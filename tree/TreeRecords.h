@@ -37,12 +37,14 @@ class CTreeRecords {
   // In use, and open in this tree as exactly this section.
   bool IsRecordSectionUsed(const CRecordId& id) const;
 
+  // Appends the ids of the "Record_" directories of `directory`, sorted: the
+  // records one store holds, whatever the metadata says.
+  static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
+                                    const std::u16string& directory, bool selectMeasurementStore);
+
  private:
   // The handle after the tree's last; a tree's first is the base of `id`.
   int NextHandle(const CRecordId& id);
-  // Appends the ids of the "Record_" directories of `directory`, sorted.
-  static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
-                                    const std::u16string& directory, bool selectMeasurementStore);
 
   CRecordSignalTree& m_Tree;
 };

@@ -29,6 +29,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,7 @@ class CMeasurementUpdate;
 class CRecordSectionOwner;
 class CRecordDeletion;
 class CRecordStates;
+class CRecordTransfer;
 class CTreeRecords;
 class CTreeSectionOwner;
 
@@ -413,6 +415,47 @@ class CRecordSignalTree {
   bool RenameAndComplete(const std::u16string& newName, const std::u16string& comment,
                          const std::vector<CPropertyValue>& properties);
 
+  // ---- Copy, upload and download (RecordTransfer.cpp) -----------------------------
+
+  // What DownloadRecords adds to its set of codes.
+  enum DownloadCode_t {
+    DownloadCheckFailed = 0x7000042,     // the records fetched didn't pass their check
+    DownloadDiskUnreachable = 0x7000043  // an analyzer's disk of the measurement wasn't reached
+  };
+
+  // Copies the record directory `recordName` into the measurement directory
+  // `destination` (made when missing), with the measurement's own files (".zsfh",
+  // ".zmrk", ".zxf") beside it: on the main store (the remote one when there is
+  // one, in its own paths) and, with a remote store, in the local copy too when it
+  // holds the record. False for an empty destination, a record being recorded or
+  // read in the process, or a copy that failed.
+  bool CopyRecord(const std::u16string& recordName, const std::u16string& destination);
+  // Copies the whole measurement into `destination`: every record by CopyRecord,
+  // then the other files and directories of the local measurement directory
+  // `source`, those named after the measurement renamed after `destination`'s last
+  // name. `localOnly` leaves the remote store out. Refused (false, nothing copied)
+  // while a record of the measurement is recorded or read; the first failure ends
+  // the copy with false, leaving what was copied.
+  bool CopyRecords(const std::u16string& source, const std::u16string& destination,
+                   bool localOnly);
+  // Sends the local records to the remote store, all of them (0) or those with
+  // `recordNumber`; with all of them, the measurement's own files too (except the
+  // lock file and a ".zwarn" warning, which belong to this disk). False without a
+  // remote store, with no local record, or when a record in use or a transfer
+  // refused; true when no record has the number.
+  bool UploadRecords(long recordNumber);
+  // Fetches the measurement (all records with 0, or those with `recordNumber`) from
+  // the remote store into the local directory, then checks what it fetched on the
+  // local copy alone. Files already there aren't fetched again, so a download that
+  // was cut short resumes where it stopped (how much of a record the store skips is
+  // the store's: the SFTP store skips each complete file). `deleteRemote` deletes
+  // each record from the store once it is here. `messages` gets one line per
+  // problem, `codes` the DownloadCode_t met; an analyzer whose disk can't be reached
+  // is a warning, and what is reachable is fetched. True when everything fetched
+  // passed the check; a clean download deletes the measurement's ".zwarn" file.
+  bool DownloadRecords(std::vector<std::u16string>& messages, std::set<unsigned int>& codes,
+                       bool deleteRemote, unsigned int recordNumber);
+
   // ---- Plain accessors -----------------------------------------------------------
 
   std::u16string MeasureName() const { return m_MeasureName; }
@@ -434,6 +477,7 @@ class CRecordSignalTree {
   friend class CRecordDeletion;
   friend class CMeasurementUpdate;
   friend class CRecordStates;
+  friend class CRecordTransfer;
   friend class CTreeRecords;
   friend class CTreeSectionOwner;
   friend class zsff_test::RecordSignalTreeProbe;

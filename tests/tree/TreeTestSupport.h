@@ -104,7 +104,8 @@ class RecordingListener : public zsff::CRecordSignalTree::CAbstractChangeStateCa
 
 // A remote analyzer's disk: relative paths lie under `root`, absolute ones are
 // taken as they are. It keeps the analyzers selected and the files uploaded, and
-// can be told to refuse uploads.
+// can be told to refuse uploads. Its transfers are copies between the two
+// directories.
 class RootedStore : public ForwardingFileAccess {
  public:
   explicit RootedStore(std::filesystem::path root)
@@ -194,8 +195,46 @@ class RootedStore : public ForwardingFileAccess {
                                std::filesystem::copy_options::overwrite_existing, error);
     return !error;
   }
+  bool ListDiskIds(std::set<std::u16string>& disks) override {
+    disks = DiskIds;
+    return true;
+  }
+  // The transfers copy between the local disk and this one; a download skips a
+  // file that is there with its size, as a resuming store does.
+  bool DownloadFile(const std::u16string& sourceDirectory, const std::u16string& fileName,
+                    const std::u16string& destinationDirectory) override {
+    return Fetch(std::filesystem::path(N(Root(sourceDirectory))) / N(fileName),
+                 std::filesystem::path(N(destinationDirectory)) / N(fileName));
+  }
+  bool UploadDirectory(const std::u16string& source, const std::u16string& destination) override {
+    return CopyDirectoryTree(source, Root(destination));
+  }
+  bool DownloadDirectory(const std::u16string& source, const std::u16string& destination) override {
+    namespace fs = std::filesystem;
+    const fs::path from(N(Root(source))), to(N(destination));
+    std::error_code error;
+    for (fs::recursive_directory_iterator it(from, error), end; !error && it != end;
+         it.increment(error)) {
+      const fs::path target = to / fs::relative(it->path(), from);
+      if (it->is_directory()) {
+        fs::create_directories(target, error);
+      } else if (!fs::exists(target) || fs::file_size(target) != it->file_size()) {
+        if (!Fetch(it->path(), target)) return false;
+      }
+    }
+    return !error;
+  }
+  std::set<std::u16string> DiskIds;
+  std::vector<std::string> Fetched;  // the file names downloaded, in order
 
  private:
+  bool Fetch(const std::filesystem::path& from, const std::filesystem::path& to) {
+    Fetched.push_back(from.filename().string());
+    std::error_code error;
+    std::filesystem::copy_file(from, to, std::filesystem::copy_options::overwrite_existing, error);
+    return !error;
+  }
+
   std::filesystem::path m_Root;
 };
 
