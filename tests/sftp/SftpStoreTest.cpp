@@ -1,0 +1,263 @@
+// The SFTP store against a real OpenSSH server started for each test: the
+// server's key checked, the store's operations as the tree and the section use
+// them, a measurement recorded onto it and read back, uploaded and downloaded
+// whole, a download cut by the server's death resumed, and the refusals of a
+// missing or read-only directory.
+#include <zsff/MeasurementMetaData.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/SftpFileAccess.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "sftp/SshServer.h"
+#include "tree/SurgeryTestSupport.h"
+
+namespace fs = std::filesystem;
+using namespace zsff;
+using namespace zsff_test;
+using Tree = CRecordSignalTree;
+
+namespace {
+
+const std::shared_ptr<CAbstractFileAccess> kNoStore;
+
+// Every file below `root` by its relative path, with its contents.
+std::map<std::string, std::string> Files(const fs::path& root) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : fs::recursive_directory_iterator(root)) {
+    if (!entry.is_regular_file()) continue;
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    files[fs::relative(entry.path(), root).string()] = text.str();
+  }
+  return files;
+}
+
+class SftpStore : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string missing = SshServer::Missing();
+    if (!missing.empty()) GTEST_SKIP() << missing;
+    m_Server = std::make_unique<SshServer>();
+    ASSERT_TRUE(m_Server->Start()) << m_Server->Log();
+    Tree::LastErrorString();
+  }
+  std::u16string Local(const std::string& name = "") const { return m_Local.Wide(name); }
+
+  std::unique_ptr<SshServer> m_Server;
+  TempDir m_Local;
+};
+
+TEST_F(SftpStore, RefusesAnUnknownOrChangedHostKeyOrUserUnlessTold) {
+  SftpOptions options = m_Server->Options();
+  options.KnownHostsFile = (m_Local.Path() / "known_hosts").string();
+  CSftpFileAccess unknown(m_Server->Location(), options);
+  EXPECT_FALSE(unknown.Connect());
+  EXPECT_NE(unknown.LastErrorText().find("is unknown: refused"), std::string::npos)
+      << unknown.LastErrorText();
+  EXPECT_FALSE(unknown.FileExists(u"."));
+
+  // Trusted on first use, then known.
+  options.AcceptNewHostKey = true;
+  EXPECT_TRUE(CSftpFileAccess(m_Server->Location(), options).Connect());
+  options.AcceptNewHostKey = false;
+  EXPECT_TRUE(CSftpFileAccess(m_Server->Location(), options).Connect());
+
+  // Another key for this server is refused, accepting new keys or not.
+  ASSERT_EQ(std::system(("ssh-keygen -q -t ed25519 -N '' -f " + (m_Local.Path() / "other").string() +
+                         " >/dev/null")
+                            .c_str()),
+            0);
+  std::ifstream otherKey(m_Local.Path() / "other.pub");
+  std::string type, key;
+  otherKey >> type >> key;
+  std::ofstream(options.KnownHostsFile)
+      << "[127.0.0.1]:" << m_Server->Location().Port << " " << type << " " << key << "\n";
+  options.AcceptNewHostKey = true;
+  CSftpFileAccess changed(m_Server->Location(), options);
+  EXPECT_FALSE(changed.Connect());
+  EXPECT_NE(changed.LastErrorText().find("differs"), std::string::npos) << changed.LastErrorText();
+
+  // A user key the server doesn't know.
+  options = m_Server->Options();
+  options.IdentityFile = (m_Local.Path() / "other").string();
+  CSftpFileAccess stranger(m_Server->Location(), options);
+  EXPECT_FALSE(stranger.Connect());
+  EXPECT_NE(stranger.LastErrorText().find("refused the user's key"), std::string::npos)
+      << stranger.LastErrorText();
+}
+
+TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
+  auto store = m_Server->Store();
+  const fs::path root = m_Server->Root();
+  ASSERT_TRUE(store->CreateDirectory(u"d"));
+  EXPECT_FALSE(store->CreateDirectory(u"d"));
+  EXPECT_FALSE(store->CreateDirectory(u"missing/d"));
+
+  // The lock file's open: the second exclusive creation fails.
+  unsigned int handle = 0, second = 0;
+  ASSERT_TRUE(store->OpenFile(u"d/a.zrs", FileModeCreateNew, handle));
+  EXPECT_FALSE(store->OpenFile(u"d/a.zrs", FileModeCreateNew, second));
+  EXPECT_EQ(store->GetLastError(), FileErrorOpen);
+  unsigned int count = 0;
+  ASSERT_TRUE(store->WriteFile(handle, "0123456789", 10, count));
+  ASSERT_TRUE(store->SeekFile(handle, -4, 2));
+  char buffer[16] = {};
+  ASSERT_TRUE(store->ReadFile(handle, buffer, 2, count));
+  EXPECT_EQ(std::string(buffer, 2), "67");
+  EXPECT_FALSE(store->ReadFile(handle, buffer, 8, count));
+  EXPECT_EQ(store->GetLastError(), FileErrorEndOfFile);
+  unsigned long long position = 0;
+  ASSERT_TRUE(store->TellFile(handle, position));
+  EXPECT_EQ(position, 10u);
+  ASSERT_TRUE(store->CloseFile(handle, true));
+  EXPECT_FALSE(store->CloseFile(handle, true));
+  EXPECT_EQ(store->GetLastError(), FileErrorBadHandle);
+  EXPECT_FALSE(store->OpenFile(u"d/none", FileModeRead, handle));
+
+  unsigned long long size = 0;
+  long long time = 0;
+  ASSERT_TRUE(store->FileSizeAndTime(u"d/a.zrs", size, time));
+  EXPECT_EQ(size, 10u);
+  EXPECT_GT(time, 0);
+  EXPECT_FALSE(store->FileSize(u"d", size));  // a directory has no size
+
+  std::ofstream(root / "d" / "a.zrsx") << "longer extension";
+  fs::create_directories(root / "d" / "sub");
+  std::vector<std::u16string> directories, files;
+  ASSERT_TRUE(store->ListDirectory(u"d", directories, files, u"*.zrs"));
+  EXPECT_EQ(files, std::vector<std::u16string>{u"d/a.zrs"});
+  ASSERT_TRUE(store->ListDirectory(u"d", directories, files, u"*"));
+  EXPECT_EQ(directories, std::vector<std::u16string>{u"d/sub"});
+  EXPECT_EQ(files.size(), 2u);
+  EXPECT_FALSE(store->ListDirectory(u"none", directories, files, u"*"));
+
+  EXPECT_FALSE(store->RenameFile(u"d/a.zrsx", u"d/a.zrs"));  // the target exists
+  ASSERT_TRUE(store->RenameFile(u"d/a.zrsx", u"d/b.txt"));
+  ASSERT_TRUE(store->CopyDirectoryTree(u"d", u"e/f"));
+  EXPECT_EQ(Files(root / "e" / "f"), Files(root / "d"));
+  EXPECT_FALSE(store->CopyDirectoryTree(u"d", u"d/sub/x"));
+  ASSERT_TRUE(store->CopyFileList(u"d", u"e", {u"a.zrs", u"b.txt"}));
+  EXPECT_TRUE(fs::exists(root / "e" / "b.txt"));
+  ASSERT_TRUE(store->DeleteDirectoryTree(u"e"));
+  EXPECT_FALSE(fs::exists(root / "e"));
+  EXPECT_TRUE(store->DeleteDirectoryTree(u"e"));
+  EXPECT_FALSE(store->DeleteDirectoryTree(u"/"));
+  ASSERT_TRUE(store->DeleteFile(u"d/b.txt"));
+  EXPECT_FALSE(store->FileExists(u"d/b.txt"));
+
+  // Names that would leave the destination are never fetched.
+  EXPECT_FALSE(store->DownloadFile(u"d", u"../a.zrs", Local()));
+  EXPECT_FALSE(store->DownloadFile(u"d", u"/etc/passwd", Local()));
+  EXPECT_TRUE(store->DownloadFile(u"d", u"a.zrs", Local()));
+  EXPECT_TRUE(fs::exists(m_Local.Path() / "a.zrs"));
+}
+
+TEST_F(SftpStore, RecordsOntoTheServerAndReadsBack) {
+  auto store = m_Server->Store();
+  auto tree = Tree::CreateSignalTree(Local(), u"m", store, true);
+  ASSERT_TRUE(tree && tree->SetRecordBase(71));
+  int handle = tree->CreateRecord(0);
+  ASSERT_NE(handle, 0) << N(Tree::LastErrorString());
+  StartTwoChannels(tree->wRecord(handle));
+  WriteRamp(tree->wRecord(handle), 0, 10000);
+  ASSERT_TRUE(tree->wRecord(handle).StopRecord());
+  ASSERT_TRUE(tree->CloseRecord(handle, true));
+  EXPECT_TRUE(fs::is_directory(m_Server->Root() / "Record_71" / "Record_71_1"));
+
+  auto reader = Tree::OpenSignalTree(Local(), u"m", Tree::TreeOpenRead, store, true, u"", false);
+  std::vector<CRecordId> records;
+  ASSERT_TRUE(reader && reader->ListRecords(records, false));
+  ASSERT_EQ(records.size(), 1u);
+  int read = reader->OpenRecord(records[0], Tree::TreeOpenRead, 0);
+  ASSERT_NE(read, 0) << N(Tree::LastErrorString());
+  const std::vector<float> samples = ReadAll(reader->wRecord(read), kRight);
+  ASSERT_EQ(samples.size(), 10000u);
+  for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], static_cast<float>(i));
+}
+
+// A measurement of three records in "local/m" with one analyzer.
+class SftpTransfer : public SftpStore {
+ protected:
+  void SetUp() override {
+    SftpStore::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    fs::create_directories(m_Local.Path() / "local");
+    MakeMeasurement(m_Local.Path() / "local", 72, 3, 40000);
+    MetaDataContainer metaData = LoadMeasurement(Measurement(), 72);
+    CMetaDataMeasurementWriter(metaData).AddAnalyzer("4711", "A1", "DISK-A", "Disk A");
+    SaveMeasurement(Measurement(), 72, metaData);
+  }
+  fs::path Measurement() const { return m_Local.Path() / "local" / "m"; }
+  bool Upload(const std::shared_ptr<CAbstractFileAccess>& store) {
+    auto tree = Tree::OpenSignalTree(Local("local"), u"m", Tree::TreeOpenRead, store, true, u"",
+                                     false);
+    return tree && tree->UploadRecords(0);
+  }
+  bool Download(const std::shared_ptr<CAbstractFileAccess>& store,
+                std::vector<std::u16string>& messages) {
+    fs::create_directories(m_Local.Path() / "copy" / "Record_72");
+    auto tree = Tree::OpenSignalTree(Local("copy"), u"Record_72", Tree::TreeOpenRead, store, true,
+                                     u"Record_72", false);
+    std::set<unsigned int> codes;
+    return tree && tree->DownloadRecords(messages, codes, false, 0);
+  }
+};
+
+TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
+  auto store = m_Server->Store();
+  ASSERT_TRUE(Upload(store)) << store->LastErrorText();
+  const std::map<std::string, std::string> measurement = Files(Measurement());
+  EXPECT_EQ(Files(m_Server->Root() / "Record_72"), measurement);
+
+  // The server dies halfway through the download.
+  unsigned long long total = 0;
+  for (const auto& file : measurement) total += file.second.size();
+  unsigned long long moved = 0;
+  store->SetProgressCallback([&](unsigned long long bytes) {
+    moved += bytes;
+    if (moved > total / 2) m_Server->Stop();
+    return true;
+  });
+  std::vector<std::u16string> messages;
+  EXPECT_FALSE(Download(store, messages));
+  EXPECT_FALSE(messages.empty());
+  const unsigned long long first = moved;
+
+  // Started again, the same store connects anew and fetches only the rest.
+  ASSERT_TRUE(m_Server->Start()) << m_Server->Log();
+  moved = 0;
+  store->SetProgressCallback([&](unsigned long long bytes) {
+    moved += bytes;
+    return true;
+  });
+  ASSERT_TRUE(Download(store, messages)) << (messages.empty() ? "" : N(messages[0]));
+  EXPECT_TRUE(messages.empty());
+  EXPECT_LT(moved, total - first / 2);
+  EXPECT_EQ(Files(m_Local.Path() / "copy" / "Record_72"), measurement);
+}
+
+TEST_F(SftpTransfer, RefusesAMissingOrReadOnlyDirectory) {
+  auto store = m_Server->Store();
+  EXPECT_FALSE(Tree::OpenSignalTree(Local(), u"Record_79", Tree::TreeOpenRead, store, true, u"",
+                                    false));
+  EXPECT_NE(Tree::LastErrorString().find(u"does not exist on remote disk"), std::u16string::npos);
+  std::vector<std::u16string> messages;
+  EXPECT_FALSE(Download(store, messages));
+  ASSERT_FALSE(messages.empty());
+
+  m_Server->Stop();
+  ASSERT_TRUE(m_Server->Start(true)) << m_Server->Log();
+  EXPECT_FALSE(Upload(store));
+  EXPECT_FALSE(fs::exists(m_Server->Root() / "Record_72"));
+  auto tree = Tree::CreateSignalTree(Local(), u"n", store, true);
+  ASSERT_TRUE(tree && tree->SetRecordBase(73));
+  EXPECT_EQ(tree->CreateRecord(0), 0);
+  EXPECT_NE(Tree::LastErrorString().find(u"unable to create directory"), std::u16string::npos);
+}
+
+}  // namespace
