@@ -110,6 +110,9 @@ bool CSftpConnection::Connect() {
   ssh_options_set(m_Ssh, SSH_OPTIONS_PORT, &port);
   if (!m_Location.User.empty()) ssh_options_set(m_Ssh, SSH_OPTIONS_USER, m_Location.User.c_str());
   ssh_options_set(m_Ssh, SSH_OPTIONS_TIMEOUT, &m_Options.ConnectTimeout);
+  // Each request waits for its answer: Nagle's delay would stall every one.
+  const int noDelay = 1;
+  ssh_options_set(m_Ssh, SSH_OPTIONS_NODELAY, &noDelay);
   if (!m_Options.KnownHostsFile.empty())
     ssh_options_set(m_Ssh, SSH_OPTIONS_KNOWNHOSTS, m_Options.KnownHostsFile.c_str());
   if (ssh_connect(m_Ssh) != SSH_OK) {

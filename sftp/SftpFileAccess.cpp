@@ -58,18 +58,13 @@ std::string CSftpFileAccess::LastErrorText() const {
   return m_Connection->Error();
 }
 
-void CSftpFileAccess::SetProgressCallback(std::function<bool(unsigned long long)> progress) {
+void CSftpFileAccess::SetProgressCallback(ProgressCallback progress) {
   Guard guard(m_Lock);
   m_Progress = std::move(progress);
 }
 
-unsigned long long CSftpFileAccess::DownloadSize() const {
-  Guard guard(m_Lock);
-  return m_DownloadSize;
-}
-
 bool CSftpFileAccess::Progress(unsigned long long bytes) {
-  if (!m_Progress || m_Progress(bytes)) return true;
+  if (!m_Progress || m_Progress(bytes, m_DownloadSize)) return true;
   m_Connection->SetError("stopped by the caller");
   return false;
 }

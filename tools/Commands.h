@@ -62,5 +62,10 @@ int RunErase(const std::vector<std::string>& args);
 int RunDelete(const std::vector<std::string>& args);
 int RunRemoveChannel(const std::vector<std::string>& args);
 int RunClean(const std::vector<std::string>& args);
+int RunCopy(const std::vector<std::string>& args);
+#ifdef ZSFF_HAS_SFTP
+int RunUpload(const std::vector<std::string>& args);
+int RunDownload(const std::vector<std::string>& args);
+#endif
 
 }  // namespace zsff_tools

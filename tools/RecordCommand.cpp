@@ -17,6 +17,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "DemoMeasurement.h"
+#include "DirectorySize.h"
 #include "Format.h"
 #include "Interrupts.h"
 #include "OpenTree.h"
@@ -74,20 +75,6 @@ struct Options {
   int Records = 3;
   bool RealTime = false;
 };
-
-unsigned long long BytesUnder(const fs::path& directory) {
-  unsigned long long bytes = 0;
-  std::error_code ec;
-  for (fs::recursive_directory_iterator it(directory, ec), end; !ec && it != end;
-       it.increment(ec)) {
-    std::error_code sizeError;
-    if (it->is_regular_file(sizeError)) {
-      const auto size = it->file_size(sizeError);
-      if (!sizeError) bytes += size;
-    }
-  }
-  return bytes;
-}
 
 zsff::MetaDataContainer MeasurementMetaData(const Options& options, const std::u16string& baseName,
                                             std::size_t channelCount) {

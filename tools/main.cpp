@@ -116,6 +116,24 @@ const std::vector<Command>& Commands() {
        "empty the measurement in DIR to record again in it: record 1 keeps its channels",
        "  --yes         go ahead without asking (required when no terminal can be asked)\n",
        RunClean},
+      {"copy", "SRC DST",
+       "copy the measurement in SRC whole into the new directory DST, as a measurement of its own",
+       "  DST must be missing or empty; the host's files named after SRC take DST's name\n",
+       RunCopy},
+#ifdef ZSFF_HAS_SFTP
+      {"upload", "[options] DIR sftp://USER@HOST[:PORT]/PATH",
+       "send the measurement in DIR to the server's directory PATH, as PATH/Record_<base>",
+       "  --identity F  the private key to log in with (default: the agent, then ~/.ssh's keys)\n"
+       "  --known-hosts F  the file the server's key is checked against\n"
+       "                (default ~/.ssh/known_hosts); an unknown or changed key is refused\n"
+       "  --accept-new-host-key  trust an unknown server's key and add it to that file\n",
+       RunUpload},
+      {"download", "[options] sftp://USER@HOST[:PORT]/PATH/Record_<base> DIR",
+       "fetch a measurement from the server into DIR; run again, it fetches only what is missing",
+       "  --record N    only the records with this number\n"
+       "  --identity F, --known-hosts F, --accept-new-host-key  as for zsff upload\n",
+       RunDownload},
+#endif
   };
   return commands;
 }

@@ -75,12 +75,12 @@ class CSftpFileAccess : public CAbstractFileAccess {
   // The words of the last failure of a connection or a transfer.
   std::string LastErrorText() const;
 
-  // Told the bytes each transfer moves, as they move; returning false stops the
+  // Told the bytes each transfer moves, as they move, with the size of the
+  // download SetDownloadSize announced (0 before any); returning false stops the
   // transfer, which then fails. Called on the transferring thread while the
   // store is busy: it must not call the store.
-  void SetProgressCallback(std::function<bool(unsigned long long bytes)> progress);
-  // What SetDownloadSize announced last.
-  unsigned long long DownloadSize() const;
+  using ProgressCallback = std::function<bool(unsigned long long bytes, unsigned long long announced)>;
+  void SetProgressCallback(ProgressCallback progress);
 
   bool DeleteDirectoryTree(const std::u16string& path) override;
   bool CreateDirectory(const std::u16string& path) override;
@@ -146,7 +146,7 @@ class CSftpFileAccess : public CAbstractFileAccess {
   mutable std::recursive_mutex m_Lock;
   std::map<unsigned int, std::unique_ptr<OpenedFile>> m_Files;
   unsigned int m_NextHandle = 1;
-  std::function<bool(unsigned long long)> m_Progress;
+  ProgressCallback m_Progress;
   unsigned long long m_DownloadSize = 0;
 };
 

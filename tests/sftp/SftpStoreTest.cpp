@@ -218,7 +218,7 @@ TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
   unsigned long long total = 0;
   for (const auto& file : measurement) total += file.second.size();
   unsigned long long moved = 0;
-  store->SetProgressCallback([&](unsigned long long bytes) {
+  store->SetProgressCallback([&](unsigned long long bytes, unsigned long long) {
     moved += bytes;
     if (moved > total / 2) m_Server->Stop();
     return true;
@@ -231,7 +231,7 @@ TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
   // Started again, the same store connects anew and fetches only the rest.
   ASSERT_TRUE(m_Server->Start()) << m_Server->Log();
   moved = 0;
-  store->SetProgressCallback([&](unsigned long long bytes) {
+  store->SetProgressCallback([&](unsigned long long bytes, unsigned long long) {
     moved += bytes;
     return true;
   });
