@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
 #include "sftp/SshServer.h"
+#include "support/FileContents.h"
 #include "tree/SurgeryTestSupport.h"
 
 namespace fs = std::filesystem;
@@ -22,20 +22,6 @@ using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
-
-// Every file below `root` by its relative path, with its contents.
-std::map<std::string, std::string> Files(const fs::path& root) {
-  std::map<std::string, std::string> files;
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    if (!entry.is_regular_file()) continue;
-    std::ifstream in(entry.path(), std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    files[fs::relative(entry.path(), root).string()] = text.str();
-  }
-  return files;
-}
 
 class SftpStore : public ::testing::Test {
  protected:
@@ -139,7 +125,7 @@ TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
   EXPECT_FALSE(store->RenameFile(u"d/a.zrsx", u"d/a.zrs"));  // the target exists
   ASSERT_TRUE(store->RenameFile(u"d/a.zrsx", u"d/b.txt"));
   ASSERT_TRUE(store->CopyDirectoryTree(u"d", u"e/f"));
-  EXPECT_EQ(Files(root / "e" / "f"), Files(root / "d"));
+  EXPECT_EQ(FilesBelow(root / "e" / "f"), FilesBelow(root / "d"));
   EXPECT_FALSE(store->CopyDirectoryTree(u"d", u"d/sub/x"));
   ASSERT_TRUE(store->CopyFileList(u"d", u"e", {u"a.zrs", u"b.txt"}));
   EXPECT_TRUE(fs::exists(root / "e" / "b.txt"));
@@ -211,8 +197,8 @@ class SftpTransfer : public SftpStore {
 TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
   auto store = m_Server->Store();
   ASSERT_TRUE(Upload(store)) << store->LastErrorText();
-  const std::map<std::string, std::string> measurement = Files(Measurement());
-  EXPECT_EQ(Files(m_Server->Root() / "Record_72"), measurement);
+  const std::map<std::string, std::string> measurement = FilesBelow(Measurement());
+  EXPECT_EQ(FilesBelow(m_Server->Root() / "Record_72"), measurement);
 
   // The server dies halfway through the download.
   unsigned long long total = 0;
@@ -238,7 +224,7 @@ TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
   ASSERT_TRUE(Download(store, messages)) << (messages.empty() ? "" : N(messages[0]));
   EXPECT_TRUE(messages.empty());
   EXPECT_LT(moved, total - first / 2);
-  EXPECT_EQ(Files(m_Local.Path() / "copy" / "Record_72"), measurement);
+  EXPECT_EQ(FilesBelow(m_Local.Path() / "copy" / "Record_72"), measurement);
 }
 
 TEST_F(SftpTransfer, RefusesAMissingOrReadOnlyDirectory) {

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,16 @@ inline std::string FileText(const std::filesystem::path& path) {
 
 inline std::vector<char> FileBytes(const std::filesystem::path& path) {
   return ReadWholeFile<std::vector<char>>(path);
+}
+
+// Every file below `root` by its path relative to it, with its bytes: two trees
+// compare equal when they hold the same files with the same contents.
+inline std::map<std::string, std::string> FilesBelow(const std::filesystem::path& root) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
+    if (entry.is_regular_file())
+      files[std::filesystem::relative(entry.path(), root).string()] = FileText(entry.path());
+  return files;
 }
 
 }  // namespace zsff_test

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
+#include "support/FileContents.h"
 #include "tree/SurgeryTestSupport.h"
 #include "tree/TreeTestSupport.h"
 
@@ -22,18 +22,6 @@ namespace {
 
 const std::shared_ptr<CAbstractFileAccess> kNoStore;
 
-// Every file below `root` by its relative path, with its contents.
-std::map<std::string, std::string> Files(const fs::path& root) {
-  std::map<std::string, std::string> files;
-  for (const auto& entry : fs::recursive_directory_iterator(root)) {
-    if (!entry.is_regular_file()) continue;
-    std::ifstream in(entry.path(), std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    files[fs::relative(entry.path(), root).string()] = text.str();
-  }
-  return files;
-}
 
 void Write(const fs::path& path, const std::string& text) { std::ofstream(path) << text; }
 
@@ -56,10 +44,10 @@ TEST_F(RecordTransfer, CopiesEveryFileAndRenamesTheHostsOwnAfterTheCopy) {
   ASSERT_TRUE(tree);
 
   ASSERT_TRUE(tree->CopyRecords(m_Dir.Wide("m"), m_Dir.Wide("c"), false));
-  std::map<std::string, std::string> expected = Files(source);
+  std::map<std::string, std::string> expected = FilesBelow(source);
   expected["c.prj"] = expected["m.prj"];
   expected.erase("m.prj");
-  EXPECT_EQ(Files(m_Dir.Path() / "c"), expected);
+  EXPECT_EQ(FilesBelow(m_Dir.Path() / "c"), expected);
   auto copy = Tree::OpenSignalTree(m_Dir.Wide(), u"c", Tree::TreeOpenRead, kNoStore, false, u"",
                                    false);
   std::vector<CRecordId> records;
@@ -126,15 +114,15 @@ TEST_F(RemoteTransfer, UploadsOneRecordOrAllThenDownloadsEveryFileAndResumes) {
                                      u"", false);
     ASSERT_TRUE(tree);
     EXPECT_TRUE(tree->UploadRecords(7));  // no such record: nothing goes
-    EXPECT_TRUE(Files(Remote()).empty());
+    EXPECT_TRUE(FilesBelow(Remote()).empty());
     ASSERT_TRUE(tree->UploadRecords(2));
     EXPECT_TRUE(fs::exists(Remote() / "Record_53_2"));
     EXPECT_FALSE(fs::exists(Remote() / "Record_53_1"));
     ASSERT_TRUE(tree->UploadRecords(0));
   }
   fs::remove(Local() / "Record_53.zwarn");
-  const std::map<std::string, std::string> measurement = Files(Local());
-  EXPECT_EQ(Files(Remote()), measurement);
+  const std::map<std::string, std::string> measurement = FilesBelow(Local());
+  EXPECT_EQ(FilesBelow(Remote()), measurement);
 
   // A clean download takes the warning of an earlier one away.
   fs::create_directories(Copy());
@@ -144,7 +132,7 @@ TEST_F(RemoteTransfer, UploadsOneRecordOrAllThenDownloadsEveryFileAndResumes) {
   ASSERT_TRUE(Download(messages, codes));
   EXPECT_TRUE(messages.empty()) << N(messages.front());
   EXPECT_TRUE(codes.empty());
-  EXPECT_EQ(Files(Copy()), measurement);
+  EXPECT_EQ(FilesBelow(Copy()), measurement);
 
   // A download cut short fetches only what is missing.
   const std::string part = "Record_53_2/" + N(kLeft.ToFilePath()) + "/Part_1.zrs";
@@ -153,7 +141,7 @@ TEST_F(RemoteTransfer, UploadsOneRecordOrAllThenDownloadsEveryFileAndResumes) {
   m_Store->Fetched.clear();
   ASSERT_TRUE(Download(messages, codes));
   EXPECT_EQ(m_Store->Fetched, (std::vector<std::string>{"Record_53.zsfh", "Part_1.zrs"}));
-  EXPECT_EQ(Files(Copy()), measurement);
+  EXPECT_EQ(FilesBelow(Copy()), measurement);
 }
 
 TEST_F(RemoteTransfer, WarnsOfADiskOutOfReachUnlessTheCopyHoldsItsAnalyzer) {
