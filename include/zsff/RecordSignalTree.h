@@ -141,6 +141,17 @@ class CRecordSignalTree {
     bool HasRemoteRecords = false;
   };
 
+  // One measurement that RecordEndUp (or CheckRecords) repaired.
+  struct RecordEndUp_t {
+    std::u16string ProjectName;
+    std::u16string MeasurementName;
+    std::u16string SignalFileName;  // the measurement's "Record_<base>"
+    std::u16string UserName;        // empty when the metadata has none
+    long long Date = 0;             // start of the measurement, 100 ns ticks
+    bool Reserved = false;          // always false
+    bool RemoteMirror = false;      // the repairing tree mirrored a remote store
+  };
+
   // What the process knows of one record in use by any tree, keyed by the record's
   // id with PartNumber 0.
   struct RecordState_t {
@@ -287,6 +298,28 @@ class CRecordSignalTree {
                                   const void* source, unsigned long long samples,
                                   unsigned long long factor, SampleFormat_t format,
                                   unsigned long long& missing, double& minimum, double& maximum);
+
+  // ---- End-up after a crash (RecordEndUp.cpp, CheckRecords.cpp) -------------------
+
+  // Repairs every unfinished measurement (one whose "<base>.zff" header is still
+  // there) among the sub-directories of `directory`, on the remote store when
+  // `remote` (where only directories named after a record count), otherwise on
+  // the local disk; a null `fileAccess` is then filled with a local store. Each
+  // is checked by CheckRecords and its header renamed to ".zxf", also when the
+  // check failed, so that it isn't tried at each start. Appends a line per
+  // repaired measurement to `repaired` and the words of each failure to
+  // `errors`; true when nothing failed. Holds m_cs throughout.
+  static bool RecordEndUp(const std::u16string& directory,
+                          std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
+                          std::vector<RecordEndUp_t>& repaired, std::vector<std::string>& errors);
+  // Writes the truth of the records that each section's check finds on disk
+  // into the record list and the summary keys: every record with `checkAll`,
+  // otherwise those the list marks as recording; with `testDirectories` an entry
+  // whose directory is gone leaves the list. Records without any signal leave
+  // the list and the disk; a measurement that proves to hold nothing is deleted.
+  // Must not run on a measurement being recorded.
+  bool CheckRecords(std::vector<RecordEndUp_t>& repaired, std::vector<std::string>& errors,
+                    bool checkAll, bool testDirectories);
 
   // ---- Deleting and cleaning (RecordDeletion.cpp) ---------------------------------
 

@@ -165,6 +165,10 @@ class RootedStore : public ForwardingFileAccess {
   bool FileSize(const std::u16string& path, unsigned long long& size) override {
     return ForwardingFileAccess::FileSize(Root(path), size);
   }
+  bool FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                       long long& lastWrite) override {
+    return ForwardingFileAccess::FileSizeAndTime(Root(path), size, lastWrite);
+  }
   bool OpenFile(const std::string& path, zsff::FileOpenMode_t mode, unsigned int& handle) override {
     return ForwardingFileAccess::OpenFile(Root(path), mode, handle);
   }

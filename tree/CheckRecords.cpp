@@ -1,0 +1,173 @@
+// The repair of one measurement after a crash: each record's check tells what its
+// files really hold, and the record list and the summary keys are made to say so.
+#include <zsff/DateTime.h>
+#include <zsff/MeasurementMetaData.h>
+#include <zsff/RecordCheck.h>
+#include <zsff/RecordSection.h>
+#include <zsff/RecordSignalTree.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "foundation/TextConversion.h"
+#include "tree/TreePaths.h"
+
+namespace zsff {
+
+namespace {
+
+// What a measurement that doesn't say otherwise was recorded with.
+constexpr float kDefaultFrontEndRate = 25600.0f;
+
+// The sums over the records of one measurement.
+struct Totals {
+  double Duration = 0.0;
+  unsigned long long Size = 0;
+  long long Date = 0;
+
+  void Add(double duration, unsigned long long size, long long date) {
+    Duration += duration;
+    Size += size;
+    if (Date == 0) Date = date;
+  }
+};
+
+// Writes the check's answer into the record's entry. A stop-time record whose
+// ring dropped parts is entered again under its first part still on disk.
+bool WriteAnswer(CMetaDataMeasurementWriter& writer, const MetaDataRecord& entry,
+                 const CheckRecordRet& answer, bool timeToStop) {
+  if (!answer.HasParts) {
+    if (timeToStop) return true;
+    return writer.UpdateRecord(entry.RecordId(), 0, answer.Date, answer.Duration, false,
+                               answer.PartLength, 0);
+  }
+  if (!timeToStop)
+    return writer.UpdateRecord(entry.RecordId(), answer.LastPart, answer.Date, answer.Duration,
+                               false, answer.PartLength, 0);
+  CRecordId moved(entry.RecordId());
+  moved.SetPartNumber(answer.FirstPart);
+  return writer.RemoveRecord(entry.RecordId()) &&
+         writer.AddRecord(moved.RecordId(), answer.LastPart, answer.Date, answer.Duration, false,
+                          answer.PartLength, static_cast<long long>(answer.Offset));
+}
+
+}  // namespace
+
+bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
+                                     std::vector<std::string>& errors, bool checkAll,
+                                     bool testDirectories) {
+  InitFullRemoteRecordPath();
+  const std::u16string measurement = m_RemoteMirror ? m_FullRemoteRecordPath : m_FullRecordPath;
+  const std::string head = "Error, record \"" + WideToUtf8(measurement) + "\"";
+  const std::string recordHead = "Error, in record \"" + WideToUtf8(measurement) + "\"";
+
+  std::vector<MetaDataRecord> records;
+  if (!GetRecordsVect(records) || records.empty()) {
+    errors.push_back(head + " does not contain any valid signal subdirectories");
+    return false;
+  }
+  MetaDataContainer metaData;
+  if (!LoadMetaDataMeasurement(metaData)) {
+    errors.push_back(head + " unable to read metadata measurement file");
+    return false;
+  }
+  MetaDataMeasurementReader reader(metaData);
+  CMetaDataMeasurementWriter writer(metaData);
+  std::string mode;
+  const bool timeToStop = reader.Mode(mode) && mode == "Time to stop";
+  float frontEndRate = kDefaultFrontEndRate;
+  reader.SamplingFrontEnd(frontEndRate);
+  long channels = 0;
+  reader.NumberOfChannels(channels);
+  unsigned long long channelCount = static_cast<unsigned long long>(std::max(channels, 0L));
+  // A crash while editing leaves the mark behind.
+  writer.Editing(false);
+
+  CAbstractFileAccess& recordStore =
+      m_RemoteMirror && m_RemoteFileAccess ? *m_RemoteFileAccess : *m_FileAccess;
+  Totals totals;
+  bool result = true;
+  std::vector<CRecordId> gone, empty;
+  for (const MetaDataRecord& entry : records) {
+    const CRecordId id(entry.RecordId());
+    if (!checkAll && !entry.Recording()) {
+      int handle = OpenRecord(id, TreeOpenRead, 0);
+      if (handle == 0) continue;
+      totals.Add(entry.Duration(), wRecord(handle).TotalSignalSizeInBytes(), entry.AbsDate());
+      CloseRecord(handle, true);
+      continue;
+    }
+    if (testDirectories &&
+        !recordStore.FileExists(tree::JoinPath(measurement, id.IdToRecordName(), recordStore))) {
+      gone.push_back(id);
+      continue;
+    }
+    int handle = OpenRecord(id, TreeOpenRead, 0);
+    if (handle == 0) {
+      errors.push_back(recordHead + " unable to open single record: " +
+                       WideToUtf8(id.IdToRecordName()));
+      result = false;
+      continue;
+    }
+    std::unique_ptr<MetaDataFileLock> proof = CreateMetaDataLock(MetaDataFileLock::LockNone);
+    auto* section = dynamic_cast<CRecordSection*>(&wRecord(handle));
+    if (!proof || section == nullptr) {
+      CloseRecord(handle, true);
+      return false;
+    }
+    const CheckRecordRet answer =
+        section->CheckRecord(proof.get(), timeToStop, frontEndRate, errors, channelCount);
+    // A record that couldn't be checked keeps its entry as it was.
+    if (answer.Ok) {
+      if (!WriteAnswer(writer, entry, answer, timeToStop)) result = false;
+      totals.Add(answer.Duration, answer.Size, answer.Date);
+      if (!SaveMetaDataMeasurement(proof.get(), metaData, true)) result = false;
+      if (answer.FailedChannels.size() == section->ChannelCount()) empty.push_back(id);
+    } else {
+      result = false;
+    }
+    // Released now, the lock file that a crash left behind goes with it.
+    proof.reset();
+    CloseRecord(handle, true);
+  }
+
+  if (result && empty.size() == records.size() - gone.size()) {
+    // Nothing of the measurement holds a sample: it goes, files and all.
+    const bool started = !m_Editing && StartEditing();
+    DeleteRecords(DeleteWithMetaData);
+    if (started) StopEditing();
+    return true;
+  }
+  if (!result) return false;
+
+  SYSTEMTIME start{};
+  writer.DateAndTime(WideToAnsi(FileTimeToString(totals.Date)));
+  writer.DateDayOfWeek(FileTimeToSystemTime(totals.Date, start) ? start.wDayOfWeek : 0);
+  writer.Duration(totals.Duration);
+  writer.FilesSize(static_cast<long long>(totals.Size >> 10));
+  writer.NumberOfChannels(static_cast<long>(channelCount));
+  for (const CRecordId& id : gone) writer.RemoveRecord(id.RecordId());
+  for (const CRecordId& id : empty) writer.RemoveRecord(id.RecordId());
+
+  std::unique_ptr<MetaDataFileLock> lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
+  if (!lock) return false;
+  RecordEndUp_t line;
+  std::u16string signalFileName;
+  reader.UserName(line.UserName);
+  if (!SaveMetaDataMeasurement(lock.get(), metaData, true) ||
+      !reader.ProjectName(line.ProjectName) || !reader.MeasurementName(line.MeasurementName) ||
+      !reader.SignalFileName(signalFileName)) {
+    errors.push_back(head + " unable to update metadata measurement file");
+    return false;
+  }
+  // Out of the list, a record without any signal would still show on disk.
+  for (const CRecordId& id : empty)
+    recordStore.DeleteDirectoryTree(tree::JoinPath(measurement, id.IdToRecordName(), recordStore));
+  line.SignalFileName = CRecordId(CRecordId::RecordNameToId(signalFileName)).IdToRecordNameBase();
+  line.Date = totals.Date;
+  line.RemoteMirror = m_RemoteMirror;
+  repaired.push_back(line);
+  return true;
+}
+
+}  // namespace zsff

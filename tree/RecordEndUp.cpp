@@ -1,0 +1,71 @@
+// The end-up: the walk over a directory of measurements that finds those a crash
+// left unfinished, by the host's ".zff" header still lying beside their metadata,
+// repairs each and renames its header, so that the next walk passes it over.
+#include <zsff/RecordSignalTree.h>
+
+#include <mutex>
+
+#include "foundation/FileNames.h"
+#include "foundation/LocalFileAccess.h"
+#include "foundation/TextConversion.h"
+#include "tree/TreePaths.h"
+
+namespace zsff {
+
+bool CRecordSignalTree::RecordEndUp(const std::u16string& directory,
+                                    std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
+                                    std::vector<RecordEndUp_t>& repaired,
+                                    std::vector<std::string>& errors) {
+  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
+  if (!fileAccess) {
+    if (remote) {
+      errors.push_back("Error no file access object");
+      return false;
+    }
+    fileAccess = std::make_shared<CLocalFileAccess>();
+  }
+  CAbstractFileAccess& access = *fileAccess;
+  access.SelectAnalyzer(tree::kMeasurementStore);
+  std::vector<std::u16string> directories, files;
+  if (!access.ListDirectory(directory, directories, files, u"*")) {
+    errors.push_back("Error to access signal directory contents: " + WideToUtf8(directory));
+    return false;
+  }
+
+  const std::shared_ptr<CAbstractFileAccess> store = remote ? fileAccess : nullptr;
+  bool result = true;
+  for (const std::u16string& path : directories) {
+    const std::u16string::size_type slash = path.find_last_of(u"/\\");
+    const std::u16string parent = slash == std::u16string::npos ? u"" : path.substr(0, slash);
+    const std::u16string name = tree::LastPathComponent(path);
+    if (!GetSignalDirectoryInfo(parent, name, store, false).Valid) continue;
+    // On a store only directories named after a record are measurements; on the
+    // local disk the name is the user's.
+    if (remote && CRecordId(CRecordId::RecordNameToId(name)).RecordBase() == 0) continue;
+
+    std::unique_ptr<CRecordSignalTree> tree =
+        OpenSignalTree(parent, name, TreeOpenRead, store, remote, u"", false);
+    if (!tree) {
+      errors.push_back("Unable to open signal record tree: " + WideToUtf8(path));
+      result = false;
+      continue;
+    }
+    const std::string base = WideToUtf8(tree->RecordNameBase());
+    const std::u16string header =
+        tree::JoinPath(path, Utf8ToWide(names::HeaderFileName(base)), access);
+    if (!access.FileExists(header)) continue;
+
+    if (!tree->CheckRecords(repaired, errors, true, false)) result = false;
+    // A measurement that held nothing went with its header: nothing to finish.
+    if (access.FileExists(header) &&
+        !access.RenameFile(header, tree::JoinPath(path, Utf8ToWide(names::EndedUpHeaderFileName(base)),
+                                                  access))) {
+      errors.push_back("Error, in record \"" + WideToUtf8(path) +
+                       "\" unable to rename zxf header file");
+      result = false;
+    }
+  }
+  return result;
+}
+
+}  // namespace zsff
