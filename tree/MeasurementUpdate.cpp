@@ -11,6 +11,7 @@
 #include "foundation/Diagnostics.h"
 #include "foundation/TextConversion.h"
 #include "tree/RecordKeys.h"
+#include "tree/TreeRecords.h"
 
 namespace zsff {
 
@@ -45,7 +46,7 @@ bool CMeasurementUpdate::Apply(const MetaDataFileLock* lock,
   writer.DateDayOfWeek(FileTimeToSystemTime(m_Tree.m_RecordStartDate, start) ? start.wDayOfWeek
                                                                              : 0);
   writer.Duration(m_Tree.m_RecordLength);
-  writer.FilesSize(m_Tree.m_TotalSize >> 10);
+  writer.FilesSize(m_FilesSize >> 10);
 
   if (param) {
     if (param->TimeToStop > 0) writer.Mode("Time to stop");
@@ -194,11 +195,7 @@ bool CMeasurementUpdate::FinishCurrentRecord(const MetaDataFileLock* lock,
   // The ring erased the beginning of the measurement: the channels' dates move
   // on by the parts dropped.
   const double dropped = CRecordId(records.front().RecordId()).PartNumber() * param.PartLength;
-  auto open = m_Tree.m_OpenedRecordMap.find(m_Tree.m_LastRecordHandle);
-  CAbstractRecordSection& section =
-      open != m_Tree.m_OpenedRecordMap.end() && open->second
-          ? *open->second
-          : static_cast<CAbstractRecordSection&>(m_Tree.m_DummySection);
+  CAbstractRecordSection& section = m_Tree.m_Records->LastSection();
   std::vector<CChannelID> channels;
   if (!section.ListChannelsID(channels)) return true;
   for (const CChannelID& channel : channels) {

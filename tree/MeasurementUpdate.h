@@ -33,6 +33,11 @@ class CMeasurementUpdate {
                                       const std::u16string& measurementName);
   bool AddPropertiesToMetaDataMeasurement(const std::vector<CPropertyValue>& properties);
 
+  // The bytes of the signal files of the records stopped since the tree opened,
+  // or since the measurement was emptied.
+  void AddFilesSize(long long bytes) { m_FilesSize += bytes; }
+  void ClearFilesSize() { m_FilesSize = 0; }
+
  private:
   // The stop of the last record in `metaData`: its kept length, the offset of a
   // stop time, the first part a ring left, the dates of its sections and, when the
@@ -43,6 +48,7 @@ class CMeasurementUpdate {
                            bool& save);
 
   CRecordSignalTree& m_Tree;
+  long long m_FilesSize = 0;
 };
 
 }  // namespace zsff

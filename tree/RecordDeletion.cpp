@@ -271,7 +271,7 @@ bool CRecordDeletion::CleanRecord() {
     const CRecordId key = tree::WithoutPart(id);
     {
       std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-      if (CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.count(key) != 0)
+      if (CRecordStates::Find(key) != nullptr)
         m_Tree.ChangeState(key, CRecordSignalTree::ChangeRecordReleased, nullptr);
     }
     if (!DeleteRecord(key, CRecordSignalTree::DeleteWithMetaData, true)) {
@@ -362,7 +362,7 @@ bool CRecordDeletion::RemoveChannel(const MetaDataFileLock* lock, const CChannel
       remote ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
   for (const CRecordId& id : records) {
     std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-    if (CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.count(tree::WithoutPart(id)) != 0) continue;
+    if (CRecordStates::Find(tree::WithoutPart(id)) != nullptr) continue;
     const std::u16string path = tree::JoinPath(
         tree::JoinPath(directory, id.IdToRecordName(), access), channel.ToFilePath(), access);
     if (!DeleteDirectory(access, path, false)) {

@@ -14,12 +14,12 @@
 #include "tree/RecordDeletion.h"
 #include "tree/RecordStates.h"
 #include "tree/TreePaths.h"
+#include "tree/TreeNotices.h"
 #include "tree/TreeRecords.h"
 #include "tree/TreeSectionOwner.h"
 
 namespace zsff {
 
-CRecordSignalTree::RecordStateMap CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP;
 CCriticalSectionWrapper CRecordSignalTree::m_cs;
 std::u16string CRecordSignalTree::s_LastErrorString;
 
@@ -66,6 +66,7 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_MeasurementFile(std::make_unique<CMeasurementFile>(*this)),
       m_MeasurementUpdate(std::make_unique<CMeasurementUpdate>(*this)),
       m_Records(std::make_unique<CTreeRecords>(*this)),
+      m_Notices(std::make_unique<CTreeNotices>(*this)),
       m_RecordStates(std::make_unique<CRecordStates>(*this)),
       m_Deletion(std::make_unique<CRecordDeletion>(*this)),
       m_MergeRecordParts(mergeRecordParts) {
@@ -102,20 +103,7 @@ CRecordSignalTree::~CRecordSignalTree() {
 
   // Sections left open go without a stop: their records stay "recording" in the
   // metadata, for the end-up to find.
-  for (auto& entry : m_OpenedRecordMap) {
-    CRecordId key(CRecordId::RecordNameToId(entry.second->RecordName()));
-    key.SetPartNumber(0);
-    {
-      std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
-      if (m_ChangeStateCallBack)
-        m_ChangeStateCallBack->OnChangeState(key, m_LastRecordHandle, ChangeRecordClosed, nullptr);
-      auto state = M_SINGLE_RECORD_STATE_MAP.find(key);
-      if (state != M_SINGLE_RECORD_STATE_MAP.end() && --state->second.UseCount <= 0)
-        M_SINGLE_RECORD_STATE_MAP.erase(state);
-    }
-    entry.second.reset();
-  }
-  m_OpenedRecordMap.clear();
+  m_Records->ReleaseAll();
   m_FileAccess->CloseAllFiles();
 }
 
@@ -220,6 +208,11 @@ bool CRecordSignalTree::InitFullRemoteRecordPath() {
   if (m_RemoteFileAccess && m_FullRemoteRecordPath.empty())
     m_FullRemoteRecordPath = RecordNameBase();
   return m_RecordBase.RecordBase() != 0;
+}
+
+void CRecordSignalTree::ChangeState(const CRecordId& id, ChangeAction_t action,
+                                    const CChangeActionParam_t* param) {
+  m_Notices->ChangeState(id, action, param);
 }
 
 // --- Records, handed to the tree's records and record states ---------------------

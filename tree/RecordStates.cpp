@@ -11,6 +11,8 @@
 
 namespace zsff {
 
+CRecordStates::StateMap CRecordStates::s_States;
+
 namespace {
 
 // The entries of one base lie together in the map: every key from base << 32 up
@@ -28,7 +30,7 @@ void ForEachOfBase(Map& states, unsigned int base, Visit visit) {
 bool CRecordStates::SetRecordBase(long base) {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   const unsigned int wanted = static_cast<unsigned int>(base);
-  if (CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.count(CRecordId(wanted, 1)) != 0) return false;
+  if (s_States.count(CRecordId(wanted, 1)) != 0) return false;
   m_Tree.m_RecordBase.SetRecordBase(wanted);
   return true;
 }
@@ -41,7 +43,7 @@ bool CRecordStates::IsRecording(bool fromMetadata) const {
     m_Tree.GetRecordsVect(records);
     for (const MetaDataRecord& entry : records) recording = recording || entry.Recording();
   } else {
-    ForEachOfBase(CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, m_Tree.m_RecordBase.RecordBase(),
+    ForEachOfBase(s_States, m_Tree.m_RecordBase.RecordBase(),
                   [&](const CRecordSignalTree::RecordState_t& state) {
                     recording = recording || state.Recording;
                   });
@@ -60,14 +62,14 @@ bool CRecordStates::IsRecording(const CRecordId& id, bool fromMetadata) const {
       recording =
           recording || (entry.Recording() && tree::WithoutPart(CRecordId(entry.RecordId())) == id);
   } else if (id.RecordNumber() == 0) {
-    ForEachOfBase(CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, id.RecordBase(),
+    ForEachOfBase(s_States, id.RecordBase(),
                   [&](const CRecordSignalTree::RecordState_t& state) {
                     recording = recording || state.Recording;
                   });
   } else {
-    auto state = CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.find(tree::WithoutPart(id));
+    auto state = s_States.find(tree::WithoutPart(id));
     recording =
-        state != CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.end() && state->second.Recording;
+        state != s_States.end() && state->second.Recording;
   }
   return recording;
 }
@@ -76,7 +78,7 @@ bool CRecordStates::IsReading() const {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   bool reading = false;
   ForEachOfBase(
-      CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, m_Tree.m_RecordBase.RecordBase(),
+      s_States, m_Tree.m_RecordBase.RecordBase(),
       [&](const CRecordSignalTree::RecordState_t& state) { reading = reading || state.Reading; });
   return reading;
 }
@@ -86,11 +88,11 @@ bool CRecordStates::IsReading(const CRecordId& id) const {
   bool reading = false;
   if (id.RecordNumber() == 0) {
     ForEachOfBase(
-        CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, id.RecordBase(),
+        s_States, id.RecordBase(),
         [&](const CRecordSignalTree::RecordState_t& state) { reading = reading || state.Reading; });
   } else {
-    auto state = CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.find(tree::WithoutPart(id));
-    reading = state != CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.end() && state->second.Reading;
+    auto state = s_States.find(tree::WithoutPart(id));
+    reading = state != s_States.end() && state->second.Reading;
   }
   return reading;
 }
@@ -98,29 +100,47 @@ bool CRecordStates::IsReading(const CRecordId& id) const {
 bool CRecordStates::IsUsed() const {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   bool used = false;
-  ForEachOfBase(CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, m_Tree.m_RecordBase.RecordBase(),
+  ForEachOfBase(s_States, m_Tree.m_RecordBase.RecordBase(),
                 [&](const CRecordSignalTree::RecordState_t&) { used = true; });
   return used;
 }
 
 bool CRecordStates::IsUsed(const CRecordId& id) const {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-  return CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.count(tree::WithoutPart(id)) != 0;
+  return s_States.count(tree::WithoutPart(id)) != 0;
 }
 
 unsigned long long CRecordStates::RecordNumber(const CRecordId& id) const {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   if (id.RecordNumber() != 0) {
-    auto state = CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.find(tree::WithoutPart(id));
-    return state == CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.end() ? 0
+    auto state = s_States.find(tree::WithoutPart(id));
+    return state == s_States.end() ? 0
                                                                        : state->second.RecordNumber;
   }
   unsigned long long largest = 0;
-  ForEachOfBase(CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP, id.RecordBase(),
+  ForEachOfBase(s_States, id.RecordBase(),
                 [&](const CRecordSignalTree::RecordState_t& state) {
                   largest = std::max(largest, state.RecordNumber);
                 });
   return largest;
 }
+
+CRecordSignalTree::RecordState_t* CRecordStates::Find(const CRecordId& key) {
+  const auto found = s_States.find(key);
+  return found != s_States.end() ? &found->second : nullptr;
+}
+
+CRecordSignalTree::RecordState_t& CRecordStates::Open(const CRecordId& key) {
+  const auto entry = s_States.emplace(key, CRecordSignalTree::RecordState_t{false, false, 0, 0});
+  ++entry.first->second.UseCount;
+  return entry.first->second;
+}
+
+void CRecordStates::Release(const CRecordId& key) {
+  const auto found = s_States.find(key);
+  if (found != s_States.end() && --found->second.UseCount <= 0) s_States.erase(found);
+}
+
+void CRecordStates::Forget(const CRecordId& key) { s_States.erase(key); }
 
 }  // namespace zsff

@@ -30,7 +30,7 @@ bool AllFinite(const MetaDataContainer& markers) {
 bool CRecordSignalTree::AddMarker(double& recordLength, double duration, double position,
                                   const std::u16string& name) {
   long long date = 0;
-  if (!rRecord(m_LastRecordHandle).RecordLengthAndAbsoluteDate(recordLength, date)) {
+  if (!rRecord(m_Records->LastHandle()).RecordLengthAndAbsoluteDate(recordLength, date)) {
     recordLength = 0.0;
     return false;
   }

@@ -1,102 +1,101 @@
-// The notices of the tree's sections: each goes to the host's listener, then to
-// the process's record states and, for creation, start, stop and cleaning, to the
-// measurement's metadata file under the metadata lock.
-#include <zsff/RecordSignalTree.h>
+// The notices of a tree's sections (see TreeNotices.h).
+#include "tree/TreeNotices.h"
 
 #include <mutex>
 
 #include "tree/MeasurementUpdate.h"
+#include "tree/RecordStates.h"
+#include "tree/TreeRecords.h"
 
 namespace zsff {
 
-void CRecordSignalTree::ChangeState(const CRecordId& id, ChangeAction_t action,
-                                    const CChangeActionParam_t* param) {
-  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
+using Tree = CRecordSignalTree;
+
+void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
+                               const Tree::CChangeActionParam_t* param) {
+  std::lock_guard<CCriticalSectionWrapper> guard(Tree::m_cs);
   CRecordId key(id);
   key.SetPartNumber(0);
 
   // The host hears every notice, also those the tree has nothing to do with.
-  if (m_ChangeStateCallBack)
-    m_ChangeStateCallBack->OnChangeState(key, m_LastRecordHandle, action, param);
+  if (m_Tree.m_ChangeStateCallBack)
+    m_Tree.m_ChangeStateCallBack->OnChangeState(key, m_Tree.m_Records->LastHandle(), action,
+                                                param);
 
-  auto state = M_SINGLE_RECORD_STATE_MAP.find(key);
-  const bool known = state != M_SINGLE_RECORD_STATE_MAP.end();
+  Tree::RecordState_t* state = CRecordStates::Find(key);
+  const bool known = state != nullptr;
   // Declared after the guard, so that the file lock goes before m_cs is left.
   std::unique_ptr<MetaDataFileLock> lock;
 
   switch (action) {
-    case ChangeRecordCreated:
-      if (known) {
-        ++state->second.UseCount;
-        break;
-      }
-      state = M_SINGLE_RECORD_STATE_MAP.emplace(key, RecordState_t{false, false, 1, 0}).first;
-      if (!param) break;
-      state->second.RecordNumber = param->RecordNumber;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      m_MeasurementUpdate->Apply(lock.get(), UMCreateNewRecord, param);
+    case Tree::ChangeRecordCreated:
+      state = &CRecordStates::Open(key);
+      if (known || !param) break;
+      state->RecordNumber = param->RecordNumber;
+      lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, param);
       break;
 
-    case ChangeRecordStarted:
-      if (param && m_RecordCounter == 1) m_RecordStartDate = param->AbsDate;
+    case Tree::ChangeRecordStarted:
+      if (param && m_Tree.m_RecordCounter == 1) m_Tree.m_RecordStartDate = param->AbsDate;
       if (!known) break;
-      state->second.Recording = true;
+      state->Recording = true;
       if (!param) break;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      state->second.RecordNumber = param->RecordNumber;
-      m_MeasurementUpdate->Apply(lock.get(), UMUpdatePartLength, param);
+      lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+      state->RecordNumber = param->RecordNumber;
+      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, param);
       break;
 
-    case ChangeRecordWriting:
+    case Tree::ChangeRecordWriting:
       break;
 
-    case ChangeRecordStopped:
-      if (known) state->second.Recording = false;
+    case Tree::ChangeRecordStopped:
+      if (known) state->Recording = false;
       if (!param) break;
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      m_TotalSize += param->FileSize;
+      lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+      m_Tree.m_MeasurementUpdate->AddFilesSize(param->FileSize);
       if (param->RecordNumber != m_LastRecordNumber) {
         m_LastRecordNumber = param->RecordNumber;
         if (known) {
-          m_MeasurementUpdate->Apply(lock.get(), UMFinishCurrentRecord, param);
-          state->second.RecordNumber = m_LastRecordNumber + 1;
+          m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMFinishCurrentRecord, param);
+          state->RecordNumber = m_LastRecordNumber + 1;
         }
       } else {
         // A second stop of the same record only refreshes the summary.
-        m_MeasurementUpdate->Apply(lock.get(), UMUpdatePartLength, nullptr);
+        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, nullptr);
       }
       break;
 
-    case ChangeRecordCleaned: {
-      lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
-      if (known) state->second.Recording = false;
-      m_TotalSize = 0;
-      m_RecordLength = 0.0;
-      m_RecordStartDate = 0;
+    case Tree::ChangeRecordCleaned: {
+      lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+      if (known) state->Recording = false;
+      m_Tree.m_MeasurementUpdate->ClearFilesSize();
+      m_Tree.m_RecordLength = 0.0;
+      m_Tree.m_RecordStartDate = 0;
       m_LastRecordNumber = 0;
-      m_MeasurementUpdate->Apply(lock.get(), UMRemoveRecord, param);
+      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMRemoveRecord, param);
       if (param) {
-        CChangeActionParam_t fromStart = *param;
+        Tree::CChangeActionParam_t fromStart = *param;
         fromStart.FirstPart = 0;
         fromStart.LastPart = 0;
-        m_MeasurementUpdate->Apply(lock.get(), UMCreateNewRecord, &fromStart);
+        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, &fromStart);
       } else {
-        m_MeasurementUpdate->Apply(lock.get(), UMCreateNewRecord, nullptr);
+        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, nullptr);
       }
       break;
     }
 
-    case ChangeReadStarted:
-      if (known) state->second.Reading = true;
+    case Tree::ChangeReadStarted:
+      if (known) state->Reading = true;
       break;
 
-    case ChangeReadStopped:
-      if (known) state->second.Reading = false;
+    case Tree::ChangeReadStopped:
+      if (known) state->Reading = false;
       break;
 
-    case ChangeRecordClosed:
-    case ChangeRecordReleased:
-      if (known && --state->second.UseCount <= 0) M_SINGLE_RECORD_STATE_MAP.erase(state);
+    case Tree::ChangeRecordClosed:
+    case Tree::ChangeRecordReleased:
+      if (known) CRecordStates::Release(key);
       break;
 
     default:

@@ -38,11 +38,11 @@ CAbstractRecordSection::OpenMode_t SectionOpenMode(CRecordSignalTree::TreeOpenMo
 }  // namespace
 
 int CTreeRecords::NextHandle(const CRecordId& id) {
-  m_Tree.m_LastRecordHandle =
-      m_Tree.m_LastRecordHandle == 0
+  m_LastHandle =
+      m_LastHandle == 0
           ? static_cast<int>(id.RecordBase())
-          : static_cast<int>(static_cast<unsigned int>(m_Tree.m_LastRecordHandle) + 1u);
-  return m_Tree.m_LastRecordHandle;
+          : static_cast<int>(static_cast<unsigned int>(m_LastHandle) + 1u);
+  return m_LastHandle;
 }
 
 int CTreeRecords::CreateRecord(long analyzerFilter) {
@@ -86,7 +86,7 @@ int CTreeRecords::CreateRecord(long analyzerFilter) {
       m_Tree.m_OpenMode == CRecordSignalTree::TreeOpenCreate ? CAbstractRecordSection::OpenCreate
                                                              : CAbstractRecordSection::OpenEdit,
       true, 0.0, 0, access, analyzerFilter);
-  m_Tree.m_OpenedRecordMap[handle].reset(section);
+  m_Sections[handle].reset(section);
 
   // A new record starts with the channels of the one before it.
   if (m_Tree.m_RecordCounter > 1)
@@ -144,7 +144,7 @@ int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMod
       m_Tree.m_RemoteFileAccess ? m_Tree.m_RemoteFileAccess.get() : m_Tree.m_FileAccess.get();
   const std::u16string& directory =
       m_Tree.m_RemoteFileAccess ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
-  m_Tree.m_OpenedRecordMap[handle].reset(new CRecordSection(
+  m_Sections[handle].reset(new CRecordSection(
       &m_Tree, directory, recordId, entry->LastPartNumber(), SectionOpenMode(treeMode),
       entry->Recording(), entry->Duration(), entry->OffsetTimeToStop(), access, analyzerFilter));
 
@@ -154,12 +154,7 @@ int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMod
     if (m_Tree.m_ChangeStateCallBack)
       m_Tree.m_ChangeStateCallBack->OnChangeState(key, handle,
                                                   CRecordSignalTree::ChangeRecordCreated, nullptr);
-    auto state = CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.find(key);
-    if (state != CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.end())
-      ++state->second.UseCount;
-    else
-      CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.emplace(
-          key, CRecordSignalTree::RecordState_t{false, false, 1, 0});
+    CRecordStates::Open(key);
   }
 
   if (m_Tree.m_CurrentRecordName.empty()) {
@@ -172,8 +167,8 @@ int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMod
 
 bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-  auto open = m_Tree.m_OpenedRecordMap.find(handle);
-  if (open == m_Tree.m_OpenedRecordMap.end()) {
+  auto open = m_Sections.find(handle);
+  if (open == m_Sections.end()) {
     handle = 0;
     CRecordSignalTree::SetLastError(u"CRecordSignalTree::CloseRecord invalid section record ID");
     return false;
@@ -188,7 +183,7 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   // `allowDelete`, the mark decides whether the record is deleted further down.
   const bool discard = stopping.DeleteRecord() && allowDelete;
   std::unique_ptr<CAbstractRecordSection> section = std::move(open->second);
-  m_Tree.m_OpenedRecordMap.erase(open);
+  m_Sections.erase(open);
 
   // A section of a recording that never stopped leaves its entry "recording";
   // the entry is marked finished with what it says.
@@ -233,43 +228,43 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
 void CTreeRecords::CloseAllRecord() {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   std::vector<std::pair<int, CRecordId>> open;
-  for (const auto& entry : m_Tree.m_OpenedRecordMap)
+  for (const auto& entry : m_Sections)
     open.emplace_back(
         entry.first,
         tree::WithoutPart(CRecordId(CRecordId::RecordNameToId(entry.second->RecordName()))));
   for (auto& entry : open) {
     CloseRecord(entry.first, true);
     // Other trees lose their hold on these records too.
-    CRecordSignalTree::M_SINGLE_RECORD_STATE_MAP.erase(entry.second);
+    CRecordStates::Forget(entry.second);
   }
 }
 
 CAbstractRecordSection& CTreeRecords::wRecord(int handle) {
-  if (m_Tree.m_OpenedRecordMap.empty()) {
+  if (m_Sections.empty()) {
     ReportDiagnostic(DiagnosticError, "CRecordSignalTree::wRecord(%d) m_OpenedRecordMap empty!!!",
                      handle);
-    return m_Tree.m_DummySection;
+    return m_DummySection;
   }
-  auto open = m_Tree.m_OpenedRecordMap.find(handle);
-  if (open == m_Tree.m_OpenedRecordMap.end()) {
+  auto open = m_Sections.find(handle);
+  if (open == m_Sections.end()) {
     ReportDiagnostic(DiagnosticError,
                      "CRecordSignalTree::wRecord(%d) id not found in m_OpenedRecordMap !!!",
                      handle);
-    return m_Tree.m_DummySection;
+    return m_DummySection;
   }
   return *open->second;
 }
 
 const CAbstractRecordSection& CTreeRecords::rRecord(int handle) const {
-  auto open = m_Tree.m_OpenedRecordMap.find(handle);
-  if (open == m_Tree.m_OpenedRecordMap.end()) return m_Tree.m_DummySection;
+  auto open = m_Sections.find(handle);
+  if (open == m_Sections.end()) return m_DummySection;
   return *open->second;
 }
 
 std::u16string CTreeRecords::RecordName(int handle) {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
-  auto open = m_Tree.m_OpenedRecordMap.find(handle);
-  return open == m_Tree.m_OpenedRecordMap.end() ? std::u16string() : open->second->RecordName();
+  auto open = m_Sections.find(handle);
+  return open == m_Sections.end() ? std::u16string() : open->second->RecordName();
 }
 
 bool CTreeRecords::ListRecordDirectories(std::vector<CRecordId>& records,
@@ -323,7 +318,7 @@ bool CTreeRecords::ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& ana
   if (records.empty()) return false;
   int handle = OpenRecord(records.front(), CRecordSignalTree::TreeOpenInfo, 0);
   if (handle == 0) return false;
-  CAbstractRecordSection& section = *m_Tree.m_OpenedRecordMap[handle];
+  CAbstractRecordSection& section = *m_Sections[handle];
   const bool listed = section.ListAnalyzerInfo(analyzers);
   if (!section.IsUsed()) CloseRecord(handle, true);
   return listed;
@@ -354,10 +349,32 @@ std::u16string CTreeRecords::RecordNameBase() {
   return m_Tree.m_RecordBase.IdToRecordNameBase();
 }
 
+CAbstractRecordSection& CTreeRecords::LastSection() {
+  auto open = m_Sections.find(m_LastHandle);
+  if (open == m_Sections.end() || !open->second) return m_DummySection;
+  return *open->second;
+}
+
+void CTreeRecords::ReleaseAll() {
+  for (auto& entry : m_Sections) {
+    const CRecordId key =
+        tree::WithoutPart(CRecordId(CRecordId::RecordNameToId(entry.second->RecordName())));
+    {
+      std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
+      if (m_Tree.m_ChangeStateCallBack)
+        m_Tree.m_ChangeStateCallBack->OnChangeState(key, m_LastHandle,
+                                                    CRecordSignalTree::ChangeRecordClosed, nullptr);
+      CRecordStates::Release(key);
+    }
+    entry.second.reset();
+  }
+  m_Sections.clear();
+}
+
 bool CTreeRecords::IsRecordSectionUsed(const CRecordId& id) const {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   if (!m_Tree.m_RecordStates->IsUsed(id)) return false;
-  for (const auto& entry : m_Tree.m_OpenedRecordMap)
+  for (const auto& entry : m_Sections)
     if (entry.second->RecordId() == id) return true;
   return false;
 }

@@ -2,16 +2,19 @@
 // closing them, handing them out, and listing the record directories.
 //
 // Internal: each CRecordSignalTree makes one for itself and hands its record
-// operations to it; it works on the tree's section map, handles, counter and
-// directories, and lives as long as the tree. The contracts of the operations
-// are stated in RecordSignalTree.h under the same names.
+// operations to it. It owns the tree's open sections and their handles, works on
+// the tree's counter and directories, and lives as long as the tree. The
+// contracts of the operations are stated in RecordSignalTree.h under the same
+// names.
 #pragma once
 
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/AnalyzerInfo.h>
+#include <zsff/DummyRecordSection.h>
 #include <zsff/RecordSignalTree.h>
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,11 +45,23 @@ class CTreeRecords {
   static bool ListRecordDirectories(std::vector<CRecordId>& records, CAbstractFileAccess& access,
                                     const std::u16string& directory, bool selectMeasurementStore);
 
+  // The handle given out last, which the host's listener is told with each notice.
+  int LastHandle() const { return m_LastHandle; }
+  // The section of the last handle, or the null section when it is closed; no
+  // diagnostic.
+  CAbstractRecordSection& LastSection();
+  // Lets go of every open section without stopping it or touching the metadata:
+  // the listener hears each close and the process forgets one opener of each.
+  void ReleaseAll();
+
  private:
   // The handle after the tree's last; a tree's first is the base of `id`.
   int NextHandle(const CRecordId& id);
 
   CRecordSignalTree& m_Tree;
+  std::map<int, std::unique_ptr<CAbstractRecordSection>> m_Sections;  // by handle
+  CDummyRecordSection m_DummySection;
+  int m_LastHandle = 0;
 };
 
 }  // namespace zsff

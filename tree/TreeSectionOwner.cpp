@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "tree/MeasurementFile.h"
+#include "tree/TreeRecords.h"
 
 namespace zsff {
 
@@ -18,7 +19,7 @@ void CTreeSectionOwner::NotifyListener(const CRecordId& id,
                                        CRecordSignalTree::ChangeAction_t action) {
   std::lock_guard<CCriticalSectionWrapper> guard(CRecordSignalTree::m_cs);
   if (m_Tree.m_ChangeStateCallBack != nullptr) {
-    m_Tree.m_ChangeStateCallBack->OnChangeState(id, m_Tree.m_LastRecordHandle, action, nullptr);
+    m_Tree.m_ChangeStateCallBack->OnChangeState(id, m_Tree.m_Records->LastHandle(), action, nullptr);
   }
 }
 

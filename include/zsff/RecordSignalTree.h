@@ -17,7 +17,6 @@
 
 #include <zsff/AbstractRecordSection.h>
 #include <zsff/AnalyzerInfo.h>
-#include <zsff/DummyRecordSection.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/MetaDataFileLock.h>
 #include <zsff/MetaDataRecord.h>
@@ -48,6 +47,7 @@ class CRecordSectionOwner;
 class CRecordDeletion;
 class CRecordStates;
 class CRecordTransfer;
+class CTreeNotices;
 class CTreeRecords;
 class CTreeSectionOwner;
 
@@ -511,11 +511,10 @@ class CRecordSignalTree {
   friend class CMeasurementUpdate;
   friend class CRecordStates;
   friend class CRecordTransfer;
+  friend class CTreeNotices;
   friend class CTreeRecords;
   friend class CTreeSectionOwner;
   friend class zsff_test::RecordSignalTreeProbe;
-
-  using RecordStateMap = std::map<CRecordId, RecordState_t>;
 
   // Makes the local directory when it is missing (unless read-only; its parent must
   // exist) and aims the tree at its remote directory.
@@ -540,26 +539,23 @@ class CRecordSignalTree {
   TreeOpenMode_t m_OpenMode;
   long m_RecordCounter = 0;  // number of the record being made or opened
   double m_RecordLength = 0.0;
-  long long m_TotalSize = 0;
   long long m_RecordStartDate = 0;
-  unsigned short m_LastRecordNumber = 0;
   CAbstractChangeStateCallBack* m_ChangeStateCallBack = nullptr;  // borrowed
-  int m_LastRecordHandle = 0;
   // Learnt from the metadata file by const searches, hence mutable.
   mutable CRecordId m_RecordBase;
   std::u16string m_CurrentRecordName;
   std::u16string m_FullRecordPath;
   std::u16string m_FullRemoteRecordPath;
   std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's CLocalFileAccess
-  std::map<int, std::unique_ptr<CAbstractRecordSection>> m_OpenedRecordMap;
-  CDummyRecordSection m_DummySection;
   // What this tree's sections call it through (a CTreeSectionOwner).
   std::unique_ptr<CRecordSectionOwner> m_SectionOwner;
-  // The tree's two halves, which work on the fields above: the measurement's
-  // metadata file and its updates, and the records with their states.
+  // The tree's parts, which work on the fields above: the measurement's metadata
+  // file and its updates, the records with their sections and handles, the
+  // notices, the process's record states and the deletions.
   std::unique_ptr<CMeasurementFile> m_MeasurementFile;
   std::unique_ptr<CMeasurementUpdate> m_MeasurementUpdate;
   std::unique_ptr<CTreeRecords> m_Records;
+  std::unique_ptr<CTreeNotices> m_Notices;
   std::unique_ptr<CRecordStates> m_RecordStates;
   std::unique_ptr<CRecordDeletion> m_Deletion;
   bool m_Editing = false;
@@ -569,8 +565,6 @@ class CRecordSignalTree {
   // Held by a tree that created its measurement, so that no other tree creates it too.
   std::unique_ptr<CDirectoryClaim> m_CreationClaim;
 
-  // Shared by every tree of the process, guarded by m_cs.
-  static RecordStateMap M_SINGLE_RECORD_STATE_MAP;
   // The one lock of the tree layer; taken before any metadata file lock.
   static CCriticalSectionWrapper m_cs;
   static std::u16string s_LastErrorString;

@@ -47,9 +47,9 @@ class RecordSignalTreeProbe {
   }
   static std::optional<Tree::RecordState_t> State(const zsff::CRecordId& key) {
     std::lock_guard<zsff::CCriticalSectionWrapper> guard(Tree::m_cs);
-    auto found = Tree::M_SINGLE_RECORD_STATE_MAP.find(key);
-    if (found == Tree::M_SINGLE_RECORD_STATE_MAP.end()) return std::nullopt;
-    return found->second;
+    const Tree::RecordState_t* state = zsff::CRecordStates::Find(key);
+    if (state == nullptr) return std::nullopt;
+    return *state;
   }
   static bool Update(Tree& tree, const zsff::MetaDataFileLock* lock,
                      Tree::UpdateMetaDataMeasurementMode mode,
@@ -73,7 +73,7 @@ class RecordSignalTreeProbe {
   // Forgets a record of the process, as closing its last opener would.
   static void Forget(const zsff::CRecordId& key) {
     std::lock_guard<zsff::CCriticalSectionWrapper> guard(Tree::m_cs);
-    Tree::M_SINGLE_RECORD_STATE_MAP.erase(key);
+    zsff::CRecordStates::Forget(key);
   }
 };
 
