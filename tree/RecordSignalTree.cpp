@@ -13,9 +13,12 @@
 #include "tree/MeasurementUpdate.h"
 #include "tree/RecordDeletion.h"
 #include "tree/RecordStates.h"
-#include "tree/TreePaths.h"
+#include "tree/TreeMarkers.h"
 #include "tree/TreeNotices.h"
+#include "tree/TreePaths.h"
+#include "tree/TreePostAnalysis.h"
 #include "tree/TreeRecords.h"
+#include "tree/TreeRename.h"
 #include "tree/TreeSectionOwner.h"
 
 namespace zsff {
@@ -69,6 +72,7 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
       m_Notices(std::make_unique<CTreeNotices>(*this)),
       m_RecordStates(std::make_unique<CRecordStates>(*this)),
       m_Deletion(std::make_unique<CRecordDeletion>(*this)),
+      m_Markers(std::make_unique<CTreeMarkers>(*this)),
       m_MergeRecordParts(mergeRecordParts) {
   m_FullRecordPath = tree::JoinPath(m_BasePath, m_MeasureName, *m_FileAccess);
 
@@ -341,6 +345,36 @@ bool CRecordSignalTree::UpdateProjectAndMesureMetadata(const std::u16string& pro
 bool CRecordSignalTree::AddPropertiesToMetaDataMeasurement(
     const std::vector<CPropertyValue>& properties) {
   return m_MeasurementUpdate->AddPropertiesToMetaDataMeasurement(properties);
+}
+
+// --- Post-analysis, markers and rename, each a job of its own -------------------------
+
+bool CRecordSignalTree::SavePostAnalysisSettings(
+    const std::map<CChannelID, CPostAnalysisSettings>& settings) {
+  return CTreePostAnalysis(*this).Save(settings);
+}
+
+bool CRecordSignalTree::AddMarker(double& recordLength, double duration, double position,
+                                  const std::u16string& name) {
+  return m_Markers->AddMarker(recordLength, duration, position, name);
+}
+
+bool CRecordSignalTree::ReadMarkers(MetaDataContainer& markers) const {
+  return m_Markers->ReadMarkers(markers);
+}
+
+bool CRecordSignalTree::WriteMarkers(const MetaDataContainer& markers) {
+  return m_Markers->WriteMarkers(markers);
+}
+
+bool CRecordSignalTree::Rename(const std::u16string& newName) {
+  return CTreeRename(*this).RenameTo(newName, nullptr, nullptr);
+}
+
+bool CRecordSignalTree::RenameAndComplete(const std::u16string& newName,
+                                          const std::u16string& comment,
+                                          const std::vector<CPropertyValue>& properties) {
+  return CTreeRename(*this).RenameTo(newName, &comment, &properties);
 }
 
 }  // namespace zsff

@@ -1,9 +1,9 @@
-// The measurement's markers: a metadata file of their own (".zmrk") beside the
-// measurement file, written whole, locally and on the remote store.
+// The measurement's markers (see TreeMarkers.h).
+#include "tree/TreeMarkers.h"
+
 #include <zsff/DateTime.h>
 #include <zsff/MetaDataFileReader.h>
 #include <zsff/MetaDataFileWriter.h>
-#include <zsff/RecordSignalTree.h>
 
 #include <cmath>
 #include <set>
@@ -27,55 +27,58 @@ bool AllFinite(const MetaDataContainer& markers) {
 
 }  // namespace
 
-bool CRecordSignalTree::AddMarker(double& recordLength, double duration, double position,
-                                  const std::u16string& name) {
+bool CTreeMarkers::AddMarker(double& recordLength, double duration, double position,
+                             const std::u16string& name) {
   long long date = 0;
-  if (!rRecord(m_Records->LastHandle()).RecordLengthAndAbsoluteDate(recordLength, date)) {
+  if (!m_Tree.m_Records->LastSection().RecordLengthAndAbsoluteDate(recordLength, date)) {
     recordLength = 0.0;
     return false;
   }
   if (position < 0.0) position = recordLength;
   if (!std::isfinite(position) || !std::isfinite(position + duration)) return false;
-  ++m_MarkerCounter;
-  const CMarkerId id(static_cast<unsigned short>(m_MarkerCounter),
-                     static_cast<unsigned short>(m_RecordCounter));
-  m_Markers.AddMarker(id, position, position + duration, FileTimeToString(date), name);
-  return WriteMarkers(m_Markers);
+  ++m_Counter;
+  const CMarkerId id(static_cast<unsigned short>(m_Counter),
+                     static_cast<unsigned short>(m_Tree.m_RecordCounter));
+  m_Added.AddMarker(id, position, position + duration, FileTimeToString(date), name);
+  return WriteMarkers(m_Added);
 }
 
-bool CRecordSignalTree::ReadMarkers(MetaDataContainer& markers) const {
-  const std::u16string fileName = names::MarkersFileName(m_Records->RecordNameBase());
-  if (!m_RemoteFileAccess) {
-    if (!m_FileAccess->FileExists(tree::JoinPath(m_FullRecordPath, fileName, *m_FileAccess)))
-      return false;
-    return CMetaDataFileReader(m_FileAccess.get()).Load(markers, fileName, m_FullRecordPath);
+bool CTreeMarkers::ReadMarkers(MetaDataContainer& markers) const {
+  const std::u16string fileName = names::MarkersFileName(m_Tree.m_Records->RecordNameBase());
+  CAbstractFileAccess* remote = m_Tree.m_RemoteFileAccess.get();
+  if (remote == nullptr) {
+    CAbstractFileAccess& local = *m_Tree.m_FileAccess;
+    const std::u16string& directory = m_Tree.m_FullRecordPath;
+    if (!local.FileExists(tree::JoinPath(directory, fileName, local))) return false;
+    return CMetaDataFileReader(&local).Load(markers, fileName, directory);
   }
   // The local copy isn't looked at: the store's file is the one every host sees.
-  const std::u16string directory = m_FullRemoteRecordPath.empty()
-                                       ? m_RecordBase.IdToRecordNameBase()
-                                       : m_FullRemoteRecordPath;
+  const std::u16string directory = m_Tree.m_FullRemoteRecordPath.empty()
+                                       ? m_Tree.m_RecordBase.IdToRecordNameBase()
+                                       : m_Tree.m_FullRemoteRecordPath;
   std::set<unsigned short> analyzers;
-  if (!m_RemoteFileAccess->ListAnalyzers(analyzers)) return false;
+  if (!remote->ListAnalyzers(analyzers)) return false;
   for (unsigned short analyzer : analyzers) {
-    m_RemoteFileAccess->SelectAnalyzer(analyzer);
-    if (CMetaDataFileReader(m_RemoteFileAccess.get()).Load(markers, fileName, directory))
-      return true;
+    remote->SelectAnalyzer(analyzer);
+    if (CMetaDataFileReader(remote).Load(markers, fileName, directory)) return true;
   }
   return false;
 }
 
-bool CRecordSignalTree::WriteMarkers(const MetaDataContainer& markers) {
+bool CTreeMarkers::WriteMarkers(const MetaDataContainer& markers) {
   if (!AllFinite(markers)) return false;
-  const std::u16string fileName = names::MarkersFileName(RecordNameBase());
-  const bool saved = CMetaDataFileWriter(m_FileAccess.get()).Save(markers, fileName, m_FullRecordPath);
-  const bool local = m_FileAccess->FileExists(m_FullRecordPath);
-  if (!saved || !m_RemoteFileAccess) return saved;
-  if (m_FullRemoteRecordPath.empty()) InitFullRemoteRecordPath();
-  if (local)
-    return m_RemoteFileAccess->UploadFile(m_FullRecordPath, fileName, m_FullRemoteRecordPath,
-                                          tree::kMeasurementStore);
-  return CMetaDataFileWriter(m_RemoteFileAccess.get()).Save(markers, fileName,
-                                                             m_FullRemoteRecordPath);
+  const std::u16string fileName = names::MarkersFileName(m_Tree.RecordNameBase());
+  CAbstractFileAccess& local = *m_Tree.m_FileAccess;
+  const std::u16string& directory = m_Tree.m_FullRecordPath;
+  const bool saved = CMetaDataFileWriter(&local).Save(markers, fileName, directory);
+  const bool localDirectory = local.FileExists(directory);
+  CAbstractFileAccess* remote = m_Tree.m_RemoteFileAccess.get();
+  if (!saved || remote == nullptr) return saved;
+  if (m_Tree.m_FullRemoteRecordPath.empty()) m_Tree.InitFullRemoteRecordPath();
+  if (localDirectory)
+    return remote->UploadFile(directory, fileName, m_Tree.m_FullRemoteRecordPath,
+                              tree::kMeasurementStore);
+  return CMetaDataFileWriter(remote).Save(markers, fileName, m_Tree.m_FullRemoteRecordPath);
 }
 
 }  // namespace zsff

@@ -47,6 +47,7 @@ class CRecordSectionOwner;
 class CRecordDeletion;
 class CRecordStates;
 class CRecordTransfer;
+class CTreeMarkers;
 class CTreeNotices;
 class CTreeRecords;
 class CTreeSectionOwner;
@@ -511,7 +512,10 @@ class CRecordSignalTree {
   friend class CMeasurementUpdate;
   friend class CRecordStates;
   friend class CRecordTransfer;
+  friend class CTreeMarkers;
   friend class CTreeNotices;
+  friend class CTreePostAnalysis;
+  friend class CTreeRename;
   friend class CTreeRecords;
   friend class CTreeSectionOwner;
   friend class zsff_test::RecordSignalTreeProbe;
@@ -521,11 +525,6 @@ class CRecordSignalTree {
   CRecordSignalTree(const std::u16string& path, const std::u16string& name, bool mergeRecordParts,
                     std::shared_ptr<CAbstractFileAccess> remoteFileAccess, bool remoteMirror,
                     TreeOpenMode_t mode, const std::u16string& singleRecordName);
-
-  // Rename and RenameAndComplete; completes the measurement when `comment` isn't
-  // null.
-  bool RenameTo(const std::u16string& newName, const std::u16string* comment,
-                const std::vector<CPropertyValue>* properties);
 
   // Stores `text` as the process's last error.
   static void SetLastError(std::u16string text);
@@ -558,9 +557,8 @@ class CRecordSignalTree {
   std::unique_ptr<CTreeNotices> m_Notices;
   std::unique_ptr<CRecordStates> m_RecordStates;
   std::unique_ptr<CRecordDeletion> m_Deletion;
+  std::unique_ptr<CTreeMarkers> m_Markers;
   bool m_Editing = false;
-  MetaDataContainer m_Markers;  // the markers added by this tree
-  int m_MarkerCounter = 0;
   bool m_MergeRecordParts;
   // Held by a tree that created its measurement, so that no other tree creates it too.
   std::unique_ptr<CDirectoryClaim> m_CreationClaim;
