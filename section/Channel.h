@@ -272,6 +272,7 @@ class CChannel {
 
  private:
   friend class CRecordSection;
+  friend class CSectionSurgery;  // moves the first part of every channel in a split
   friend class zsff_test::ChannelProbe;
 
   // What every constructor begins with: the layout, the parts from the record

@@ -1,18 +1,21 @@
 // The section as a whole: opening, closing, the discard mark, the tree notices,
-// and the hand-over of recording and reading to the section's recorder
-// (SectionRecorder.cpp) and reader (SectionReader.cpp). Listing and lengths are in
-// RecordSectionListing.cpp.
+// and the hand-over of its jobs to the classes that do them: recording
+// (CSectionRecorder), reading (CSectionReader), listing (CSectionListing),
+// surgery (CSectionSurgery) and the check (CSectionCheck). Channel metadata and
+// lengths are in RecordSectionChannels.cpp.
 #include <zsff/FileAccess.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
 
 #include <exception>
 
-#include "foundation/FileNames.h"
 #include "section/Channel.h"
 #include "section/RecordSectionOwner.h"
+#include "section/SectionCheck.h"
+#include "section/SectionListing.h"
 #include "section/SectionReader.h"
 #include "section/SectionRecorder.h"
+#include "section/SectionSurgery.h"
 
 namespace zsff {
 
@@ -152,22 +155,7 @@ std::u16string CRecordSection::JoinPath(const std::u16string& parent,
 bool CRecordSection::FillChannelPathNameMap(const std::u16string& recordPath,
                                             std::map<CChannelID, TAG_PATH_NAME>& channels,
                                             CAbstractFileAccess* access) {
-  channels.clear();
-  if (access == nullptr) return false;
-  std::vector<std::u16string> directories;
-  std::vector<std::u16string> files;
-  if (!access->ListDirectory(recordPath, directories, files, u"*")) return false;
-
-  const std::u16string separator = access->PathSeparatorW();
-  for (const std::u16string& directory : directories) {
-    const std::u16string name = names::LastPathComponent(directory, separator);
-    if (!names::IsChannelDirectoryName(name)) continue;
-    // Only the directory's own name is parsed: a "Channel_" higher up the path
-    // must not be taken for it.
-    const CChannelID id = CChannelID::FromFilePath(name);
-    channels[id] = TAG_PATH_NAME{directory, id.ToFileName()};
-  }
-  return true;
+  return CSectionListing::FillChannelPathNameMap(recordPath, channels, access);
 }
 
 // --- Recording and reading, done by the section's recorder and reader -------------
@@ -235,6 +223,48 @@ unsigned long long CRecordSection::ReadSampleBlock(const CChannelID& id, void* b
 
 bool CRecordSection::EndOfReading(const CChannelID& id, ReadState_t& state) const {
   return m_Reader->EndOfReading(id, state);
+}
+
+// --- Listing, surgery and the check, each a job of its own --------------------------
+
+bool CRecordSection::ListChannelsID(std::vector<CChannelID>& ids) const {
+  return CSectionListing(*this).ListChannelsID(ids);
+}
+
+bool CRecordSection::ListChannelsName(std::vector<std::u16string>& names) const {
+  return CSectionListing(*this).ListChannelsName(names);
+}
+
+bool CRecordSection::ListAnalyzerInfo(std::map<unsigned short, CAnalyzerInfo>& analyzers) const {
+  return CSectionListing(*this).ListAnalyzerInfo(analyzers);
+}
+
+std::pair<CRecordId, CRecordId> CRecordSection::Split(unsigned short partCount) {
+  return CSectionSurgery(*this).Split(partCount);
+}
+
+bool CRecordSection::EraseParts(const CChannelID& id, unsigned short firstPart,
+                                unsigned short lastPart) {
+  return CSectionSurgery(*this).EraseParts(id, firstPart, lastPart);
+}
+
+void CRecordSection::SkipFirstPartNumber(bool skip) {
+  CSectionSurgery(*this).SkipFirstPartNumber(skip);
+}
+
+bool CRecordSection::RemoveRecordSection(const MetaDataFileLock* lock,
+                                         const std::u16string& measurementPath, const CRecordId& id,
+                                         unsigned short lastPart, CAbstractFileAccess* access,
+                                         std::u16string& error) {
+  return CSectionSurgery::RemoveRecordSection(lock, measurementPath, id, lastPart, access, error);
+}
+
+bool CRecordSection::CleanRecord() { return CSectionSurgery(*this).CleanRecord(); }
+
+CheckRecordRet CRecordSection::CheckRecord(const MetaDataFileLock* lock, bool timeToStop,
+                                           float frontEndRate, std::vector<std::string>& errors,
+                                           unsigned long long& channelCount) {
+  return CSectionCheck(*this).Run(lock, timeToStop, frontEndRate, errors, channelCount);
 }
 
 }  // namespace zsff

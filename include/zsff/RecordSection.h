@@ -155,7 +155,7 @@ class CRecordSection : public CAbstractRecordSection {
   SingleRecordState_t State() const override { return m_State; }
   OpenMode_t OpenMode() const override { return m_OpenMode; }
 
-  // --- Surgery (SectionSurgery.cpp) ------------------------------------------------
+  // --- Surgery (CSectionSurgery) ---------------------------------------------------
 
   // Editing mode only, under the metadata lock. Parts count from the section's
   // first part. The parts read as filler at once and their files go when the
@@ -200,7 +200,7 @@ class CRecordSection : public CAbstractRecordSection {
   // was deleted deleted.
   bool CleanRecord() override;
 
-  // The truth about a record that may not have been closed (RecordCheck.cpp): its
+  // The truth about a record that may not have been closed (CSectionCheck): its
   // channels checked one by one (CChannel::CheckChannel), then taken together:
   // the window common to all in `timeToStop` mode (front-end samples at
   // `frontEndRate`), the shortest and longest length, the channels' dates kept in
@@ -212,8 +212,11 @@ class CRecordSection : public CAbstractRecordSection {
                              std::vector<std::string>& errors, unsigned long long& channelCount);
 
  private:
+  friend class CSectionCheck;
+  friend class CSectionListing;
   friend class CSectionReader;
   friend class CSectionRecorder;
+  friend class CSectionSurgery;
   friend class CRecordDeletion;  // empties a record with a section of its own
   friend class CTreeRecords;     // makes the tree's sections
   friend class CRecordSignalTree;  // checks its records at the end-up
@@ -243,10 +246,6 @@ class CRecordSection : public CAbstractRecordSection {
   // their sampling rates.
   double OpenChannels(unsigned short lastPart, bool recording, double duration,
                       long long offsetTimeToStop, long analyzerFilter);
-  // Marks the parts of every channel for erasing (CChannel::ErasePartRange);
-  // false when a channel's metadata can't be read or written.
-  bool ErasePartsOfAllChannels(const MetaDataFileLock* lock, unsigned short first,
-                               unsigned short last);
   // Sends a notice to the tree, if there is one.
   void ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                          const CRecordSignalTree::CChangeActionParam_t* param);

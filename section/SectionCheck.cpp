@@ -1,5 +1,6 @@
-// The check of a whole record after a crash: each channel checked, then the
-// channels taken together for a length, a window and dates they all agree on.
+// The check of a whole record after a crash (see SectionCheck.h).
+#include "section/SectionCheck.h"
+
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSection.h>
@@ -80,13 +81,13 @@ bool Synchronized(const std::map<CChannelID, CheckedChannel>& channels, bool has
 
 }  // namespace
 
-CheckRecordRet CRecordSection::CheckRecord(const MetaDataFileLock* lock, bool timeToStop,
-                                           float frontEndRate, std::vector<std::string>& errors,
-                                           unsigned long long& channelCount) {
+CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop, float frontEndRate,
+                                  std::vector<std::string>& errors,
+                                  unsigned long long& channelCount) {
   CheckRecordRet result;
   std::map<CChannelID, CheckedChannel> channels;
   unsigned short largestTimeStep = 0;
-  for (const auto& entry : m_Channels) {
+  for (const auto& entry : m_Section.m_Channels) {
     if (!entry.second) continue;
     CChannel& channel = *entry.second;
     CheckedChannel checked{ChannelCheck_t(), channel.TmpRecordFile().RecordInfo()};
@@ -128,8 +129,8 @@ CheckRecordRet CRecordSection::CheckRecord(const MetaDataFileLock* lock, bool ti
       errors.push_back("Error: no signal available in time to stop (clean the temporary file).");
       return result;
     }
-    longest = window.MaxRecordLength > 0.0 ? std::min<double>(length, window.MaxRecordLength)
-                                           : length;
+    longest =
+        window.MaxRecordLength > 0.0 ? std::min<double>(length, window.MaxRecordLength) : length;
     const long long step = largestTimeStep != 0 ? largestTimeStep : 1;
     const long long perPart = static_cast<long long>(frontEndRate * window.PartLength);
     long long offset = window.SmallestEnd - static_cast<long long>(frontEndRate * longest);
@@ -168,7 +169,7 @@ CheckRecordRet CRecordSection::CheckRecord(const MetaDataFileLock* lock, bool ti
       longest - shortest < result.PartLength)
     longest = shortest;
   for (const auto& entry : channels) {
-    CChannel& channel = *FindChannel(entry.first);
+    CChannel& channel = *m_Section.FindChannel(entry.first);
     MetaDataContainer metaData;
     TAG_RECORD_INFO info;
     channel.ReadChannelMetaData(metaData, info, true, 0);
@@ -180,15 +181,13 @@ CheckRecordRet CRecordSection::CheckRecord(const MetaDataFileLock* lock, bool ti
         // files written so far carry that date, and readers expect it.
         writer.StartDate(window.Date -
                          static_cast<long long>(static_cast<double>(result.Offset) / -1e-7));
-        const long long relative =
-            (static_cast<long long>(static_cast<float>(result.Offset) *
-                                    entry.second.Check.SamplingRate)
-             << 16) +
-            window.RelativeDate;
+        const long long relative = (static_cast<long long>(static_cast<float>(result.Offset) *
+                                                           entry.second.Check.SamplingRate)
+                                    << 16) +
+                                   window.RelativeDate;
         writer.RelativeDate(relative);
         writer.RelativeDateEnd(
-            relative +
-            (static_cast<long long>(entry.second.Check.SamplingRate * longest) << 16));
+            relative + (static_cast<long long>(entry.second.Check.SamplingRate * longest) << 16));
         result.FirstPart = window.LargestFirstPart;
         result.LastPart = window.SmallestLastPart;
       } else {
