@@ -13,6 +13,11 @@ CAbstractFileAccess& CAbstractFileAccess::operator=(const CAbstractFileAccess& o
 
 CAbstractFileAccess::~CAbstractFileAccess() = default;
 
+bool CAbstractFileAccess::ReplaceFile(const std::u16string& from, const std::u16string& to) {
+  if (FileExists(to) && !DeleteFile(to)) return false;
+  return RenameFile(from, to);
+}
+
 ErrorCode_t CAbstractFileAccess::GetLastError() {
   return static_cast<ErrorCode_t>(m_LastError.exchange(FileErrorNone, std::memory_order_relaxed));
 }

@@ -215,6 +215,13 @@ bool CLocalFileAccess::RenameFile(const std::u16string& oldPath, const std::u16s
   return std::rename(from.c_str(), to.c_str()) == 0;
 }
 
+bool CLocalFileAccess::ReplaceFile(const std::u16string& from, const std::u16string& to) {
+  const std::string source = NativePath(from);
+  const std::string target = NativePath(to);
+  return IsUsablePath(source) && IsUsablePath(target) &&
+         std::rename(source.c_str(), target.c_str()) == 0;
+}
+
 bool CLocalFileAccess::FileSize(const std::string& path, unsigned long long& size) {
   size = 0;
   struct stat info;

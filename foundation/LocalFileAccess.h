@@ -47,6 +47,8 @@ class CLocalFileAccess : public CAbstractFileAccess {
   bool FileExists(const std::string& path) override;
   bool FileExists(const std::u16string& path) override;
   bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) override;
+  // rename(2): `to` is the old file or the new one at every moment.
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override;
   bool FileSize(const std::string& path, unsigned long long& size) override;
   bool FileSize(const std::u16string& path, unsigned long long& size) override;
   bool FileSizeAndTime(const std::u16string& path, unsigned long long& size,

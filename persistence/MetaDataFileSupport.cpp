@@ -45,21 +45,23 @@ bool WriteContainer(CAbstractFileAccess* access, const MetaDataContainer& in,
       *message = u"CMetaDataFileWriter::Save(" + path + u") Error: " + Utf8ToWide(error);
   }
 
-  // The whole text goes into a copy first, then over the file in place (a store
-  // can't rename over a file). A save cut short by a failure or a crash leaves
-  // the file as it was or the copy whole, which readers take when the file
-  // doesn't read; writers of a measurement's metadata hold the metadata lock.
-  const std::u16string copy = names::SavingCopyName(path);
-  for (const std::u16string& target : {copy, path}) {
-    bool wrote = false;
-    if (!WriteWhole(*store, target, text, wrote)) return false;
-    if (!wrote) {
-      if (message != nullptr)
-        *message = u"CMetaDataFileWriter::Save(" + path + u") Error in WriteFile";
-      return false;
-    }
+  // The whole text goes into a file beside it, which then moves over it: a
+  // reader in another process finds the old file or the new one, and a save cut
+  // short by a failure or a crash leaves the old file, with at most a beside-file
+  // that the end-up finishes or drops. Writers of a measurement's metadata hold
+  // the metadata lock, so that two never write one beside-file.
+  const std::u16string beside = names::SavingCopyName(path);
+  bool wrote = false;
+  if (!WriteWhole(*store, beside, text, wrote)) return false;
+  if (!wrote || !store->ReplaceFile(beside, path)) {
+    // A store that can't replace in one step may have lost the file already:
+    // the beside-file, whole, is then what readers take.
+    if (!wrote || store->FileExists(path)) store->DeleteFile(beside);
+    if (message != nullptr)
+      *message = u"CMetaDataFileWriter::Save(" + path +
+                 (wrote ? u") Error in ReplaceFile" : u") Error in WriteFile");
+    return false;
   }
-  store->DeleteFile(copy);
   return true;
 }
 

@@ -10,6 +10,7 @@
 #include <mutex>
 
 #include "foundation/TextConversion.h"
+#include "persistence/SavingCopies.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
@@ -60,6 +61,10 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
   const std::u16string measurement = m_RemoteMirror ? m_FullRemoteRecordPath : m_FullRecordPath;
   const std::string head = "Error, record \"" + WideToUtf8(measurement) + "\"";
   const std::string recordHead = "Error, in record \"" + WideToUtf8(measurement) + "\"";
+  CAbstractFileAccess& recordStore =
+      m_RemoteMirror && m_RemoteFileAccess ? *m_RemoteFileAccess : *m_FileAccess;
+  // Saves that a crash cut short are finished or dropped before anything is read.
+  metadata_file::FinishSavingCopies(recordStore, measurement);
 
   std::vector<MetaDataRecord> records;
   if (!GetRecordsVect(records) || records.empty()) {
@@ -83,8 +88,6 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
   // A crash while editing leaves the mark behind.
   writer.Editing(false);
 
-  CAbstractFileAccess& recordStore =
-      m_RemoteMirror && m_RemoteFileAccess ? *m_RemoteFileAccess : *m_FileAccess;
   Totals totals;
   bool result = true;
   std::vector<CRecordId> gone, empty;

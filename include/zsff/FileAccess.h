@@ -107,6 +107,11 @@ class CAbstractFileAccess {
 
   // Renames or moves a file or directory. Fails when `newPath` already exists.
   virtual bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) = 0;
+  // Moves the file `from` over `to`, replacing it. A store that can do it in one
+  // step (the local disk) leaves no moment in which `to` is missing or partly
+  // written; this default, for stores that can't, deletes `to` first, and the
+  // metadata readers then take the file still under `from`.
+  virtual bool ReplaceFile(const std::u16string& from, const std::u16string& to);
 
   // The size in bytes of an existing file. On failure `size` is set to 0 and the
   // result is false.

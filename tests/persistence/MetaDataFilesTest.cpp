@@ -14,6 +14,7 @@
 #include "TempDir.h"
 #include "foundation/LocalFileAccess.h"
 #include "support/CapturedDiagnostics.h"
+#include "support/ChildProcess.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
 #include "support/RecordInfoExpectations.h"
@@ -44,6 +45,14 @@ double Duration(const MetaDataContainer& container) {
   EXPECT_TRUE(container.FindMetadata("RecordDuration", duration));
   return duration;
 }
+
+class DeletingBeforeMove : public FaultInjectingFileAccess {
+ public:
+  using FaultInjectingFileAccess::FaultInjectingFileAccess;
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
+    return zsff::CAbstractFileAccess::ReplaceFile(from, to);
+  }
+};
 
 MetaDataContainer Measurement() {
   MetaDataContainer container;
@@ -188,13 +197,12 @@ TEST(MetaDataFiles, SaveFailures) {
   EXPECT_FALSE(writer.Save(Measurement(), u"Meas.zsfh", dir.Wide()));
   EXPECT_EQ(u"", writer.LastError());
 
-  // A full disk leaves the whole copy short and the file as it was.
+  // A full disk leaves the file as it was and nothing beside it.
   faulty->SetFreeSpace(10);
   EXPECT_FALSE(writer.Save(Measurement(), u"Meas.zsfh", dir.Wide()));
   EXPECT_EQ(u"CMetaDataFileWriter::Save(" + dir.Wide("Meas.zsfh") + u") Error in WriteFile",
             writer.LastError());
-  EXPECT_EQ(10u, fs::file_size(dir.Path() / "Meas.zsfh.new"));
-  EXPECT_FALSE(fs::exists(dir.Path() / "Meas.zsfh"));
+  EXPECT_TRUE(fs::is_empty(dir.Path()));
   EXPECT_EQ(faulty->Calls(FaultInjectingFileAccess::Open) - 1,
             faulty->Calls(FaultInjectingFileAccess::Close));
 
@@ -214,26 +222,68 @@ TEST(MetaDataFiles, SaveCutShortReadsAsTheOldOrTheNewContainer) {
   old.AddMetadata("Duration", 1.0);
   MetaDataContainer next = Measurement();
   next.AddMetadata("Duration", 2.0);
-  // Cut short writing the copy, then rewriting the file in place, then deleting
-  // the copy: each reads back whole, as it was or as it was to be.
+  // A store that can't replace a file in one step, which deletes it first.
+  auto noReplacingMove = std::make_shared<DeletingBeforeMove>(store);
+  // Cut short writing beside the file, or moving it over the file (in one step,
+  // or in two): each reads back whole, as it was or as it was to be.
   const struct {
+    FaultInjectingFileAccess* store;
     FaultInjectingFileAccess::Operation op;
-    unsigned long call;
     double version;
-  } cases[] = {{FaultInjectingFileAccess::Write, 1, 1},
-               {FaultInjectingFileAccess::Write, 2, 2},
-               {FaultInjectingFileAccess::Delete, 1, 2}};
+  } cases[] = {{faulty.get(), FaultInjectingFileAccess::Write, 1},
+               {faulty.get(), FaultInjectingFileAccess::Rename, 1},
+               {noReplacingMove.get(), FaultInjectingFileAccess::Delete, 1},
+               {noReplacingMove.get(), FaultInjectingFileAccess::Rename, 2}};
   for (const auto& c : cases) {
-    faulty->Reset();
+    c.store->Reset();
+    fs::remove(dir.Path() / "Meas.zsfh.new");
     ASSERT_TRUE(CMetaDataFileWriter(&store).Save(old, u"Meas.zsfh", dir.Wide()));
-    faulty->FailAt(c.op, c.call);
-    CMetaDataFileWriter(faulty.get()).Save(next, u"Meas.zsfh", dir.Wide());
+    c.store->FailAt(c.op, 1);
+    EXPECT_FALSE(CMetaDataFileWriter(c.store).Save(next, u"Meas.zsfh", dir.Wide()));
     MetaDataContainer loaded;
-    ASSERT_TRUE(CMetaDataFileReader(&store).Load(loaded, u"Meas.zsfh", dir.Wide())) << c.call;
+    ASSERT_TRUE(CMetaDataFileReader(&store).Load(loaded, u"Meas.zsfh", dir.Wide())) << c.op;
     double version = 0.0;
     loaded.FindMetadata("Duration", version);
-    EXPECT_EQ(version, c.version) << c.op << " " << c.call;
+    EXPECT_EQ(version, c.version) << c.op;
   }
+}
+
+TEST(MetaDataFiles, AReaderInAnotherProcessMeetsEverySaveWhole) {
+  zsff_test::TempDir dir;
+  CLocalFileAccess store;
+  // Saves of different lengths, each telling the length it should have.
+  const auto save = [&](long n) {
+    MetaDataContainer container = Measurement();
+    container.AddMetadata("Count", n);
+    container.AddMetadata("Title", std::u16string(static_cast<std::size_t>(n % 7) * 900, u'x'));
+    return CMetaDataFileWriter(&store).Save(container, u"Meas.zsfh", dir.Wide());
+  };
+  ASSERT_TRUE(save(0));
+
+  zsff_test::Signal saving, stop;
+  zsff_test::Reaper writer{fork()};
+  ASSERT_GE(writer.Pid, 0);
+  if (writer.Pid == 0) {
+    saving.KeepSendingEnd();
+    stop.KeepReceivingEnd();
+    bool ok = save(1) && saving.Send();
+    for (long n = 2; ok && !stop.Pending(); ++n) ok = save(n);
+    _exit(ok ? 0 : 1);
+  }
+  saving.KeepReceivingEnd();
+  stop.KeepSendingEnd();
+  ASSERT_TRUE(saving.Receive());
+  for (int read = 0; read < 300; ++read) {
+    MetaDataContainer loaded;
+    ASSERT_TRUE(CMetaDataFileReader(&store).Load(loaded, u"Meas.zsfh", dir.Wide())) << read;
+    long n = -1;
+    std::u16string title;
+    ASSERT_TRUE(loaded.FindMetadata("Count", n) && loaded.FindMetadata("Title", title));
+    ASSERT_EQ(title.size(), static_cast<std::size_t>(n % 7) * 900) << read;
+  }
+  stop.Send();
+  const int status = writer.Wait();
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 TEST(MetaDataFiles, HeaderReaderWithoutTmpFileEnsuresADuration) {

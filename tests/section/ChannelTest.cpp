@@ -265,7 +265,7 @@ TEST_F(ChannelTest, TemporaryRecordFileIsWrittenOncePerPartAndCompletedAtClose) 
   unsigned long long next = 0;
   Record(*channel, 3500, 100, next);
   EXPECT_EQ(m_Store->Writes("TmpRecord.zrm") - atStart, 4) << "35 blocks over 4 parts";
-  EXPECT_EQ(m_Store->Writes("Channel_1.zrm"), 2) << "saved when added and when armed only";
+  EXPECT_EQ(m_Store->Writes("Channel_1.zrm.new"), 2) << "saved when added and when armed only";
 
   MetaDataFileLock lock(u"Metadata.lock", m_Dir.Wide(), m_Store, MetaDataFileLock::LockNone);
   channel->CloseChannel(&lock);

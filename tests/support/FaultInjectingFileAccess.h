@@ -143,6 +143,9 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
   bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) override {
     return Fails(Rename) ? false : ForwardingFileAccess::RenameFile(oldPath, newPath);
   }
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
+    return Fails(Rename) ? false : ForwardingFileAccess::ReplaceFile(from, to);
+  }
   bool CreateDirectory(const std::u16string& path) override {
     return Fails(CreateDir) ? false : ForwardingFileAccess::CreateDirectory(path);
   }

@@ -51,6 +51,9 @@ class ForwardingFileAccess : public zsff::CAbstractFileAccess {
   bool RenameFile(const std::u16string& oldPath, const std::u16string& newPath) override {
     return m_Target->RenameFile(oldPath, newPath);
   }
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
+    return m_Target->ReplaceFile(from, to);
+  }
   bool FileSize(const std::string& path, unsigned long long& size) override {
     return m_Target->FileSize(path, size);
   }

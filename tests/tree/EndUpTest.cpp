@@ -156,6 +156,56 @@ TEST_F(EndUp, TheWalkPassesOverWhatIsNoUnfinishedMeasurementAndSaysWhatFails) {
   EXPECT_FALSE(RecordList(m_Dir.Path() / "unmarked", 4304).front().Recording());
 }
 
+TEST_F(EndUp, CrashedRecordReadsLiveUntilItsEndUpThenFinishedToItsLastWholeSample) {
+  Crash(m_Dir.Path(), u"m", 4306, 0, 5000);
+  // The crash tore the last sample of one channel in half.
+  const fs::path lastPart = m_Dir.Path() / "m" / "Record_4306_1" / N(kLeft.ToFilePath()) /
+                            "Part_1.zrs";
+  ASSERT_TRUE(fs::exists(lastPart));
+  std::ofstream(lastPart, std::ios::app | std::ios::binary) << "ab";
+
+  for (const bool endedUp : {false, true}) {
+    if (endedUp) {
+      EXPECT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
+    }
+    auto tree = Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false,
+                                     u"", false);
+    ASSERT_TRUE(tree);
+    EXPECT_EQ(tree->IsRecording(true), !endedUp);
+    int handle = tree->OpenRecord(CRecordId(4306, 1), Tree::TreeOpenRead, 0);
+    ASSERT_NE(handle, 0);
+    for (const CChannelID& channel : {kLeft, kRight}) {
+      EXPECT_EQ(ReadAll(tree->wRecord(handle), channel).size(), 5000u) << endedUp;
+      CAbstractRecordSection::ReadState_t state = CAbstractRecordSection::ReadStateNone;
+      EXPECT_TRUE(tree->wRecord(handle).EndOfReading(channel, state));
+      EXPECT_EQ(state, endedUp ? CAbstractRecordSection::ReadStateEnd
+                               : CAbstractRecordSection::ReadStateLiveEnd);
+    }
+    tree->CloseRecord(handle, false);
+  }
+}
+
+TEST_F(EndUp, SavesACrashCutShortAreFinishedWholeOrDropped) {
+  Crash(m_Dir.Path(), u"m", 4307, 0, 100);
+  const fs::path measurement = m_Dir.Path() / "m";
+  // The measurement file's newest save lies whole beside it, a channel file's is cut short.
+  MetaDataContainer newest = LoadMeasurement(measurement, 4307);
+  CMetaDataMeasurementWriter(newest).Comment(u"newest");
+  SaveMeasurement(measurement, 4307, newest);
+  fs::rename(measurement / "Record_4307.zsfh", measurement / "Record_4307.zsfh.new");
+  std::ofstream(measurement / "Record_4307.zsfh") << "{\"Version\": 1}";
+  const fs::path channel = measurement / "Record_4307_1" / N(kLeft.ToFilePath());
+  std::ofstream(channel / "Channel_1.zrm.new") << "{\"Vers";
+
+  EXPECT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
+  std::u16string comment;
+  EXPECT_TRUE(MetaDataMeasurementReader(LoadMeasurement(measurement, 4307)).Comment(comment));
+  EXPECT_EQ(comment, u"newest");
+  for (const auto& entry : fs::recursive_directory_iterator(measurement))
+    EXPECT_NE(entry.path().extension(), ".new") << entry.path();
+  EXPECT_DOUBLE_EQ(RecordList(measurement, 4307).front().Duration(), 100 / kSurgeryRate);
+}
+
 // A remote analyzer's disk that, as one, lists the paths it was asked for.
 class RemoteDisk : public RootedStore {
  public:

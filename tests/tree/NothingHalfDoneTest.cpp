@@ -197,6 +197,10 @@ class StoppingStore : public ForwardingFileAccess {
     Change();
     return ForwardingFileAccess::RenameFile(from, to);
   }
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
+    Change();
+    return ForwardingFileAccess::ReplaceFile(from, to);
+  }
   bool CreateDirectory(const std::u16string& path) override {
     Change();
     return ForwardingFileAccess::CreateDirectory(path);

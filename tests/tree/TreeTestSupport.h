@@ -159,6 +159,9 @@ class RootedStore : public ForwardingFileAccess {
   bool RenameFile(const std::u16string& from, const std::u16string& to) override {
     return ForwardingFileAccess::RenameFile(Root(from), Root(to));
   }
+  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
+    return ForwardingFileAccess::ReplaceFile(Root(from), Root(to));
+  }
   bool FileSize(const std::string& path, unsigned long long& size) override {
     return ForwardingFileAccess::FileSize(Root(path), size);
   }
