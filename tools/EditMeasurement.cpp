@@ -68,7 +68,9 @@ std::unique_ptr<zsff::CRecordSignalTree> OpenForEditing(const fs::path& director
   const std::string recording = RecordingFile(directory);
   if (!recording.empty()) {
     error = directory.string() + ": being recorded (" + recording +
-            " is there), or left unfinished by a recorder that was killed";
+            " is there), or left unfinished by a recorder that was killed; if no recorder is at"
+            " work, repair it with: zsff endup " +
+            directory.string();
     return nullptr;
   }
   std::unique_ptr<zsff::CRecordSignalTree> tree =

@@ -3,6 +3,7 @@
 // while it grows.
 
 #include <cstdio>
+#include <filesystem>
 #include <set>
 
 #include "Arguments.h"
@@ -17,6 +18,8 @@
 #include "Table.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
+
+namespace fs = std::filesystem;
 
 namespace zsff_tools {
 
@@ -109,7 +112,10 @@ void PrintText(const MeasurementSummary& m) {
   head.AddColumn(m.Path);
   head.AddRow({"Base name", m.BaseName});
   std::string state = "finished";
-  if (m.Unfinished) state = "unfinished (" + zsff::names::HeaderFileName(m.BaseName) + " present)";
+  if (m.Unfinished)
+    state = "unfinished (" + zsff::names::HeaderFileName(m.BaseName) +
+            " present): being recorded, or its recorder was killed; if no recorder is at work,"
+            " repair it with: zsff endup " + m.Path;
   if (!m.Unfinished && m.EndedUp) state = "repaired after an unfinished recording";
   head.AddRow({"State", state});
   // Nothing tells a live editor from a killed one: the reader is told both.
@@ -117,7 +123,7 @@ void PrintText(const MeasurementSummary& m) {
     head.AddRow({"Editing", "marked as being edited, by a program at work on it or by one that was"
                             " killed; " + UnlockHint(m.Path)});
   if (m.Locked)
-    head.AddRow({"Lock", zsff::WideToUtf8(zsff::names::LockFileName()) +
+    head.AddRow({"Lock", (fs::path(m.Path) / zsff::WideToUtf8(zsff::names::LockFileName())).string() +
                              " is there: a program is writing the metadata, or was killed while it"
                              " did; " + UnlockHint(m.Path)});
   head.AddRow({"Size", FormatBytes(static_cast<double>(m.TotalBytes))});

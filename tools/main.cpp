@@ -116,6 +116,12 @@ const std::vector<Command>& Commands() {
        "empty the measurement in DIR to record again in it: record 1 keeps its channels",
        "  --yes         go ahead without asking (required when no terminal can be asked)\n",
        RunClean},
+      {"endup", "DIR",
+       "repair every measurement below DIR that a recorder left unfinished when it was killed",
+       "  Each is finished as its recorder would have finished it, to its last whole\n"
+       "  sample; records and measurements without any sample go. A measurement that a\n"
+       "  running recorder holds is left alone.\n",
+       RunEndup},
       {"copy", "SRC DST",
        "copy the measurement in SRC whole into the new directory DST, as a measurement of its own",
        "  DST must be missing or empty; the host's files named after SRC take DST's name\n",
@@ -202,8 +208,9 @@ void PrintUsage(std::FILE* out) {
     std::fprintf(out, "  %-8s %s\n", command.Name, command.Summary);
   }
   std::fprintf(out, "\noptions of every command:\n%s", kCommonHelp);
-  std::fprintf(out, "\n\"zsff COMMAND --help\" describes a command's options;"
-                    " \"zsff --version\" tells the version.\n");
+  std::fprintf(out,
+               "\n\"zsff COMMAND --help\" describes a command's options;"
+               " \"zsff --version\" tells the version.\n");
 }
 
 // Takes --quiet and --verbose out of the words of the command line, wherever

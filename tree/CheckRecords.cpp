@@ -107,8 +107,8 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
     }
     int handle = OpenRecord(id, TreeOpenRead, 0);
     if (handle == 0) {
-      errors.push_back(recordHead + " unable to open single record: " +
-                       WideToUtf8(id.IdToRecordName()));
+      errors.push_back(recordHead +
+                       " unable to open single record: " + WideToUtf8(id.IdToRecordName()));
       result = false;
       continue;
     }

@@ -32,38 +32,46 @@ bool CRecordSignalTree::RecordEndUp(const std::u16string& directory,
     return false;
   }
 
-  const std::shared_ptr<CAbstractFileAccess> store = remote ? fileAccess : nullptr;
   bool result = true;
-  for (const std::u16string& path : directories) {
-    const std::u16string::size_type slash = path.find_last_of(u"/\\");
-    const std::u16string parent = slash == std::u16string::npos ? u"" : path.substr(0, slash);
-    const std::u16string name = tree::LastPathComponent(path);
-    if (!GetSignalDirectoryInfo(parent, name, store, false).Valid) continue;
-    // On a store only directories named after a record are measurements; on the
-    // local disk the name is the user's.
-    if (remote && CRecordId(CRecordId::RecordNameToId(name)).RecordBase() == 0) continue;
+  for (const std::u16string& path : directories)
+    result = EndUpMeasurement(path, fileAccess, remote, repaired, errors) && result;
+  return result;
+}
 
-    std::unique_ptr<CRecordSignalTree> tree =
-        OpenSignalTree(parent, name, TreeOpenRead, store, remote, u"", false);
-    if (!tree) {
-      errors.push_back("Unable to open signal record tree: " + WideToUtf8(path));
-      result = false;
-      continue;
-    }
-    const std::string base = WideToUtf8(tree->RecordNameBase());
-    const std::u16string header =
-        tree::JoinPath(path, Utf8ToWide(names::HeaderFileName(base)), access);
-    if (!access.FileExists(header)) continue;
+bool CRecordSignalTree::EndUpMeasurement(const std::u16string& path,
+                                         const std::shared_ptr<CAbstractFileAccess>& fileAccess,
+                                         bool remote, std::vector<RecordEndUp_t>& repaired,
+                                         std::vector<std::string>& errors) {
+  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
+  CAbstractFileAccess& access = *fileAccess;
+  const std::shared_ptr<CAbstractFileAccess> store = remote ? fileAccess : nullptr;
+  const std::u16string::size_type slash = path.find_last_of(u"/\\");
+  const std::u16string parent = slash == std::u16string::npos ? u"" : path.substr(0, slash);
+  const std::u16string name = tree::LastPathComponent(path);
+  if (!GetSignalDirectoryInfo(parent, name, store, false).Valid) return true;
+  // On a store only directories named after a record are measurements; on the
+  // local disk the name is the user's.
+  if (remote && CRecordId(CRecordId::RecordNameToId(name)).RecordBase() == 0) return true;
 
-    if (!tree->CheckRecords(repaired, errors, true, false)) result = false;
-    // A measurement that held nothing went with its header: nothing to finish.
-    if (access.FileExists(header) &&
-        !access.RenameFile(header, tree::JoinPath(path, Utf8ToWide(names::EndedUpHeaderFileName(base)),
-                                                  access))) {
-      errors.push_back("Error, in record \"" + WideToUtf8(path) +
-                       "\" unable to rename zxf header file");
-      result = false;
-    }
+  std::unique_ptr<CRecordSignalTree> tree =
+      OpenSignalTree(parent, name, TreeOpenRead, store, remote, u"", false);
+  if (!tree) {
+    errors.push_back("Unable to open signal record tree: " + WideToUtf8(path));
+    return false;
+  }
+  const std::string base = WideToUtf8(tree->RecordNameBase());
+  const std::u16string header =
+      tree::JoinPath(path, Utf8ToWide(names::HeaderFileName(base)), access);
+  if (!access.FileExists(header)) return true;
+
+  bool result = tree->CheckRecords(repaired, errors, true, false);
+  // A measurement that held nothing went with its header: nothing to finish.
+  if (access.FileExists(header) &&
+      !access.RenameFile(
+          header, tree::JoinPath(path, Utf8ToWide(names::EndedUpHeaderFileName(base)), access))) {
+    errors.push_back("Error, in record \"" + WideToUtf8(path) +
+                     "\" unable to rename zxf header file");
+    result = false;
   }
   return result;
 }

@@ -313,6 +313,14 @@ class CRecordSignalTree {
   static bool RecordEndUp(const std::u16string& directory,
                           std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
                           std::vector<RecordEndUp_t>& repaired, std::vector<std::string>& errors);
+  // RecordEndUp for the one measurement directory `path` (parent, separator,
+  // name, as the store lists it), on the store `fileAccess`, which must be set:
+  // for a host that tells its user about each measurement in turn. True when it
+  // isn't a measurement, isn't unfinished, or was repaired without a failure.
+  static bool EndUpMeasurement(const std::u16string& path,
+                               const std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
+                               std::vector<RecordEndUp_t>& repaired,
+                               std::vector<std::string>& errors);
   // Writes the truth of the records that each section's check finds on disk
   // into the record list and the summary keys: every record with `checkAll`,
   // otherwise those the list marks as recording; with `testDirectories` an entry

@@ -90,8 +90,8 @@ TEST_F(EndUp, CrashedRecordIsFinishedWithEverySampleAndTheHeaderRenamed) {
   EXPECT_TRUE(MetaDataMeasurementReader(LoadMeasurement(measurement, 4301)).Duration(duration));
   EXPECT_DOUBLE_EQ(duration, (4096 + 5000) / kSurgeryRate);
 
-  auto tree = Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"",
-                                   false);
+  auto tree =
+      Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"", false);
   ASSERT_TRUE(tree);
   int handle = tree->OpenRecord(CRecordId(4301, 2), Tree::TreeOpenRead, 0);
   ASSERT_NE(handle, 0);
@@ -159,8 +159,8 @@ TEST_F(EndUp, TheWalkPassesOverWhatIsNoUnfinishedMeasurementAndSaysWhatFails) {
 TEST_F(EndUp, CrashedRecordReadsLiveUntilItsEndUpThenFinishedToItsLastWholeSample) {
   Crash(m_Dir.Path(), u"m", 4306, 0, 5000);
   // The crash tore the last sample of one channel in half.
-  const fs::path lastPart = m_Dir.Path() / "m" / "Record_4306_1" / N(kLeft.ToFilePath()) /
-                            "Part_1.zrs";
+  const fs::path lastPart =
+      m_Dir.Path() / "m" / "Record_4306_1" / N(kLeft.ToFilePath()) / "Part_1.zrs";
   ASSERT_TRUE(fs::exists(lastPart));
   std::ofstream(lastPart, std::ios::app | std::ios::binary) << "ab";
 
@@ -168,8 +168,8 @@ TEST_F(EndUp, CrashedRecordReadsLiveUntilItsEndUpThenFinishedToItsLastWholeSampl
     if (endedUp) {
       EXPECT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
     }
-    auto tree = Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false,
-                                     u"", false);
+    auto tree =
+        Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"", false);
     ASSERT_TRUE(tree);
     EXPECT_EQ(tree->IsRecording(true), !endedUp);
     int handle = tree->OpenRecord(CRecordId(4306, 1), Tree::TreeOpenRead, 0);
@@ -231,7 +231,8 @@ TEST_F(EndUp, MeasurementOnARemoteStoreIsRepairedThere) {
   std::shared_ptr<CAbstractFileAccess> store = std::make_shared<RemoteDisk>(disk);
   // The tree mirrors the store into a local directory; records lie on the store.
   Crash(m_Dir.Path(), u"Record_4305", 4305, 0, 5000, store);
-  fs::rename(m_Dir.Path() / "Record_4305" / "Record_4305.zff", disk / "Record_4305" / "Record_4305.zff");
+  fs::rename(m_Dir.Path() / "Record_4305" / "Record_4305.zff",
+             disk / "Record_4305" / "Record_4305.zff");
   fs::create_directory(disk / "foreign");
 
   std::vector<Tree::RecordEndUp_t> repaired;
