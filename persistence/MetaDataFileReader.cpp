@@ -53,6 +53,14 @@ bool LoadFile(CAbstractFileAccess& store, const std::u16string& path, MetaDataCo
   }
   unsigned int handle = 0;
   if (!store.OpenFile(path, FileModeRead, handle)) return false;
+  // A save moves a new file over this one at any moment: the size that counts is
+  // the size of the file opened, not of whatever the path named a moment before.
+  if (!store.SeekFile(handle, 0, 2) || !store.TellFile(handle, size) ||
+      !store.SeekFile(handle, 0, 0) || size == 0) {
+    error = prefix + u" Cannot open file or file empty";
+    store.CloseFile(handle, false);
+    return false;
+  }
 
   // One read must take the whole file; a metadata file beyond what one read can
   // carry is as unreadable as a short one.

@@ -14,6 +14,7 @@
 #include "TempDir.h"
 #include "foundation/LocalFileAccess.h"
 #include "support/CapturedDiagnostics.h"
+#include "support/ChildProcess.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
 #include "support/RecordInfoExpectations.h"
@@ -245,6 +246,44 @@ TEST(MetaDataFiles, SaveCutShortReadsAsTheOldOrTheNewContainer) {
     loaded.FindMetadata("Duration", version);
     EXPECT_EQ(version, c.version) << c.op;
   }
+}
+
+TEST(MetaDataFiles, AReaderInAnotherProcessMeetsEverySaveWhole) {
+  zsff_test::TempDir dir;
+  CLocalFileAccess store;
+  // Saves of different lengths, each telling the length it should have.
+  const auto save = [&](long n) {
+    MetaDataContainer container = Measurement();
+    container.AddMetadata("Count", n);
+    container.AddMetadata("Title", std::u16string(static_cast<std::size_t>(n % 7) * 900, u'x'));
+    return CMetaDataFileWriter(&store).Save(container, u"Meas.zsfh", dir.Wide());
+  };
+  ASSERT_TRUE(save(0));
+
+  zsff_test::Signal saving, stop;
+  zsff_test::Reaper writer{fork()};
+  ASSERT_GE(writer.Pid, 0);
+  if (writer.Pid == 0) {
+    saving.KeepSendingEnd();
+    stop.KeepReceivingEnd();
+    bool ok = save(1) && saving.Send();
+    for (long n = 2; ok && !stop.Pending(); ++n) ok = save(n);
+    _exit(ok ? 0 : 1);
+  }
+  saving.KeepReceivingEnd();
+  stop.KeepSendingEnd();
+  ASSERT_TRUE(saving.Receive());
+  for (int read = 0; read < 300; ++read) {
+    MetaDataContainer loaded;
+    ASSERT_TRUE(CMetaDataFileReader(&store).Load(loaded, u"Meas.zsfh", dir.Wide())) << read;
+    long n = -1;
+    std::u16string title;
+    ASSERT_TRUE(loaded.FindMetadata("Count", n) && loaded.FindMetadata("Title", title));
+    ASSERT_EQ(title.size(), static_cast<std::size_t>(n % 7) * 900) << read;
+  }
+  stop.Send();
+  const int status = writer.Wait();
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 TEST(MetaDataFiles, HeaderReaderWithoutTmpFileEnsuresADuration) {
