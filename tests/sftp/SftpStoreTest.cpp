@@ -15,13 +15,10 @@
 #include "support/FileContents.h"
 #include "tree/SurgeryTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
-
 
 class SftpStore : public ::testing::Test {
  protected:

@@ -9,14 +9,11 @@
 #include "support/ChildProcess.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr unsigned int kBase = 4242;
 const std::u16string kElsewhere = u"the measurement is being edited elsewhere";
 

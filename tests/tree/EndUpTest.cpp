@@ -11,14 +11,10 @@
 #include "foundation/LocalFileAccess.h"
 #include "tree/SurgeryTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
-
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 
 // A measurement `name` of base `base` under `parent`, with a header that marks it
 // unfinished: a finished record of `finished` samples on each channel (none when

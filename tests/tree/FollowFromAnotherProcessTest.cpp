@@ -18,12 +18,10 @@
 
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 using Section = CAbstractRecordSection;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr unsigned int kBase = 3101;
 const CChannelID kChannel(1, 0, 4711);
 // 16 samples a second in parts of 64 s: 1024 samples a part. A ring of 128 s

@@ -11,14 +11,11 @@
 
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr unsigned int kBase = 5151;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();

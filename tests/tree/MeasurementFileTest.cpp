@@ -9,14 +9,11 @@
 
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 const std::u16string kNoDirectory =
     u"CRecordSignalTree::MetaDataMeasurementExists() Cannot open directory or directory empty: ";
 

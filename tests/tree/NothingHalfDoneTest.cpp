@@ -16,14 +16,11 @@
 #include "support/FaultInjectingFileAccess.h"
 #include "tree/SurgeryTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr long kBase = 4301;
 const CRecordId kFirst(kBase, 1), kSecond(kBase, 2);
 

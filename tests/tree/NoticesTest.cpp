@@ -9,15 +9,12 @@
 #include "support/CapturedDiagnostics.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 using Param = Tree::CChangeActionParam_t;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr long long kStart = 133000000000000000LL;  // a file time in 2022
 constexpr long long kTicksPerSecond = 10000000LL;
 

@@ -14,11 +14,9 @@
 
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 const CChannelID kChanged(1, 0, 4711), kKept(2, 0, 4711);
 constexpr unsigned long long kSamples = 3000;
 constexpr int kRecords = 2;

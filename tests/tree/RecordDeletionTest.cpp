@@ -11,14 +11,11 @@
 #include "support/FaultInjectingFileAccess.h"
 #include "tree/SurgeryTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr long kBase = 4201;
 constexpr unsigned long long kTwoSeconds = 128;
 

@@ -12,14 +12,10 @@
 #include "support/CapturedDiagnostics.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
-
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 
 CRecordId Section(unsigned int base, unsigned short number, unsigned short part) {
   CRecordId id(base, number);

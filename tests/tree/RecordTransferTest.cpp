@@ -13,15 +13,10 @@
 #include "tree/SurgeryTestSupport.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
-
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
-
 
 void Write(const fs::path& path, const std::string& text) { std::ofstream(path) << text; }
 

@@ -8,14 +8,11 @@
 
 #include "tree/SurgeryTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr long kBase = 4101;
 // Four whole parts and a tenth of a fifth.
 constexpr unsigned long long kSamples = 4 * kPartSamples + 409;

@@ -13,14 +13,10 @@
 #include "foundation/TextConversion.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
-
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 
 class TreeLifecycle : public TreeTest {};
 

@@ -30,6 +30,11 @@
 
 namespace zsff_test {
 
+namespace fs = std::filesystem;
+using Tree = zsff::CRecordSignalTree;
+// A tree on the local disk alone.
+inline const std::shared_ptr<zsff::CAbstractFileAccess> kNoStore;
+
 inline std::u16string W(const std::string& text) {
   return std::u16string(text.begin(), text.end());
 }

@@ -12,14 +12,11 @@
 #include "foundation/TextConversion.h"
 #include "tree/TreeTestSupport.h"
 
-namespace fs = std::filesystem;
 using namespace zsff;
 using namespace zsff_test;
-using Tree = CRecordSignalTree;
 
 namespace {
 
-const std::shared_ptr<CAbstractFileAccess> kNoStore;
 constexpr float kRate = 1024.0f;
 constexpr unsigned long long kBlock = 1024;  // one second
 constexpr long long kStart = 133000000000000000LL;

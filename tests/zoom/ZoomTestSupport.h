@@ -19,9 +19,7 @@
 namespace zsff_test {
 
 using namespace zsff;
-using Tree = CRecordSignalTree;
 
-inline const std::shared_ptr<CAbstractFileAccess> kNoStore;
 // A slow channel: the section writes its pyramid out every second, so a reader
 // following the recording finds each whole second in the level files.
 constexpr float kRate = 512.0f;
