@@ -303,10 +303,11 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
   }
   ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);  // a hint; its failure doesn't matter
 
+  const OpenedFile opened{fd, mode != FileModeRead};
   {
     std::unique_lock<std::shared_mutex> guard(m_FilesLock);
     // Only after 2^32 opens can the counter come back to a number still open.
-    while (number == 0 || !m_Files.emplace(number, fd).second)
+    while (number == 0 || !m_Files.emplace(number, opened).second)
       number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
   }
   handle = number;
@@ -324,7 +325,7 @@ int CLocalFileAccess::Descriptor(unsigned int handle) {
   {
     std::shared_lock<std::shared_mutex> guard(m_FilesLock);
     const auto it = m_Files.find(handle);
-    if (it != m_Files.end()) fd = it->second;
+    if (it != m_Files.end()) fd = it->second.Fd;
   }
   if (fd < 0) {
     SetLastError(FileErrorBadHandle);
@@ -394,6 +395,12 @@ bool CLocalFileAccess::WriteFile(unsigned int handle, const void* buffer, unsign
     }
     done += static_cast<unsigned int>(n);
   }
+  // Durability asked for and not had is a failed write: the host must learn
+  // that a power loss could take what it handed over.
+  if (Syncing() && !SyncWhenDue()) {
+    SetLastError(FileErrorWrite);
+    return false;
+  }
   written = size;
   return true;
 }
@@ -433,7 +440,7 @@ bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
       SetLastError(FileErrorBadHandle);
       return false;
     }
-    fd = it->second;
+    fd = it->second.Fd;
     m_Files.erase(it);
     m_Generation.store(NewGeneration(), std::memory_order_release);
   }
@@ -444,13 +451,15 @@ bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
 }
 
 bool CLocalFileAccess::CloseAllFiles() {
-  std::map<unsigned int, int> files;
+  // What the store wrote is durable once it is closed, when durability was asked for.
+  if (Syncing()) SyncFiles();
+  std::map<unsigned int, OpenedFile> files;
   {
     std::unique_lock<std::shared_mutex> guard(m_FilesLock);
     files.swap(m_Files);
     m_Generation.store(NewGeneration(), std::memory_order_release);
   }
-  for (const auto& entry : files) ::close(entry.second);
+  for (const auto& entry : files) ::close(entry.second.Fd);
   return true;
 }
 

@@ -1,9 +1,11 @@
 // The store for the file system of the machine the library runs on.
 #pragma once
 
+#include <sys/types.h>
 #include <zsff/FileAccess.h>
 
 #include <atomic>
+#include <chrono>
 #include <map>
 #include <mutex>
 #include <set>
@@ -33,6 +35,20 @@ class CLocalFileAccess : public CAbstractFileAccess {
   // The id that ListDiskIds reports for the local disk; empty until set.
   void SetLocalDiskId(const std::string& diskId);
   std::string LocalDiskId() const;
+
+  // Durability against a power loss, off (0) by default. With an interval, the
+  // first write once the interval has passed since the last sync began syncs
+  // (SyncFiles), and so does the closing of all files. After a power loss, what
+  // was written more than one interval (plus the gap between two writes) before
+  // it is then on disk. The syncs run on the writing thread and cost it their
+  // time.
+  void SetSyncInterval(std::chrono::milliseconds interval);
+  std::chrono::milliseconds SyncInterval() const;
+  // Makes everything written so far durable, files closed and directory entries
+  // included: one sync of the file system of each file open to write (syncfs,
+  // which takes along what other programs wrote there). True when nothing is
+  // open to write. A store derived from this one sees each of its own syncs here.
+  virtual bool SyncFiles();
 
   bool DeleteDirectoryTree(const std::u16string& path) override;
   bool CreateDirectory(const std::u16string& path) override;
@@ -84,13 +100,23 @@ class CLocalFileAccess : public CAbstractFileAccess {
   bool SetWantedDisks(const std::set<std::u16string>& diskIds) override;
 
  private:
+  struct OpenedFile {
+    int Fd;
+    bool Writable;
+  };
+
   // The descriptor behind `handle`, or -1 (with FileErrorBadHandle set).
   int Descriptor(unsigned int handle);
+
+  // Durability (LocalFileDurability.cpp). After a write: SyncFiles once the
+  // interval has passed. False when that sync failed.
+  bool SyncWhenDue();
+  bool Syncing() const { return m_SyncInterval.load(std::memory_order_relaxed) != 0; }
 
   // Handle number -> POSIX descriptor. Open and close take the lock
   // exclusively, and never across a system call, so a slow open on one thread
   // doesn't stall the transfers of another.
-  std::map<unsigned int, int> m_Files;
+  std::map<unsigned int, OpenedFile> m_Files;
   mutable std::shared_mutex m_FilesLock;
   std::atomic<unsigned int> m_NextHandle{1};
   // Reads and writes look their handle up on every call. A handle's descriptor
@@ -100,6 +126,14 @@ class CLocalFileAccess : public CAbstractFileAccess {
   // that a new one replaced at the same address) is never served from a cache.
   // The hot path is then one atomic load, with no lock and no shared write.
   std::atomic<unsigned long long> m_Generation;
+
+  // Nanoseconds on the steady clock; 0 interval: no syncs.
+  std::atomic<long long> m_SyncInterval{0};
+  std::atomic<long long> m_LastSync{0};
+  // One sync at a time; its list of file systems is kept, so that a sync on the
+  // recording path allocates nothing once the list has grown.
+  std::mutex m_SyncLock;
+  std::vector<dev_t> m_SyncDevices;
 
   mutable std::mutex m_DiskIdLock;
   std::string m_LocalDiskId;

@@ -208,6 +208,10 @@ void CRecordSignalTree::SetLocalDiskId(const std::string& diskId) {
   static_cast<CLocalFileAccess&>(*m_FileAccess).SetLocalDiskId(diskId);
 }
 
+void CRecordSignalTree::SetSyncInterval(std::chrono::milliseconds interval) {
+  static_cast<CLocalFileAccess&>(*m_FileAccess).SetSyncInterval(interval);
+}
+
 bool CRecordSignalTree::InitFullRemoteRecordPath() {
   if (m_RemoteFileAccess && m_FullRemoteRecordPath.empty())
     m_FullRemoteRecordPath = RecordNameBase();

@@ -25,6 +25,7 @@
 #include <zsff/RecordId.h>
 #include <zsff/SignalTypes.h>
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -216,6 +217,13 @@ class CRecordSignalTree {
   }
   // The disk id of the tree's local store.
   void SetLocalDiskId(const std::string& diskId);
+  // Durability against a power loss for the files the tree writes on the local
+  // disk, off (0) by default: with an interval, the first write once the
+  // interval has passed syncs the file system, so that after a power loss the
+  // end-up keeps every sample handed over longer than about the interval before
+  // it. The syncs run on the recording's thread; bench/tree_recording.cpp
+  // measures what they cost.
+  void SetSyncInterval(std::chrono::milliseconds interval);
 
   // A section's report of a change to record `id`: passed to the listener first (any
   // action), then applied to the process-wide record states and, for creation,

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <optional>
@@ -16,8 +17,8 @@
 #include "support/FileContents.h"
 
 using namespace zsff;
-using zsff_test::TempDir;
 using zsff_test::FileText;
+using zsff_test::TempDir;
 
 namespace {
 
@@ -449,4 +450,39 @@ TEST(LocalFileAccessFiles, DestructionClosesWhatIsStillOpen) {
     EXPECT_EQ(OpenDescriptors(), before + 3);
   }
   EXPECT_EQ(OpenDescriptors(), before);
+}
+
+// Counts the store's syncs.
+class SyncCountingStore : public zsff::CLocalFileAccess {
+ public:
+  bool SyncFiles() override {
+    ++Syncs;
+    return CLocalFileAccess::SyncFiles();
+  }
+  int Syncs = 0;
+};
+
+TEST(LocalFileAccessFiles, ASyncIntervalSyncsWhenDueAndWhenTheFilesClose) {
+  zsff_test::TempDir dir;
+  const std::string path = (dir.Path() / "written").string();
+  const struct {
+    int interval;  // milliseconds
+    int dueSyncs;  // at least, once the interval has passed
+    int closeSyncs;
+  } cases[] = {{0, 0, 0}, {3600000, 0, 1}, {1, 1, 1}};
+  for (const auto& c : cases) {
+    SyncCountingStore store;
+    store.SetSyncInterval(std::chrono::milliseconds(c.interval));
+    unsigned int written = 0, count = 0;
+    ASSERT_TRUE(store.OpenFile(path, zsff::FileModeCreate, written));
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(store.WriteFile(written, "ab", 2, count));
+    const int due = store.Syncs;
+    EXPECT_GE(due, c.dueSyncs) << c.interval;
+    if (c.dueSyncs == 0) {
+      EXPECT_EQ(due, 0) << c.interval;
+    }
+    EXPECT_TRUE(store.CloseAllFiles());
+    EXPECT_EQ(store.Syncs, due + c.closeSyncs) << c.interval;
+  }
 }
