@@ -19,13 +19,18 @@
 #include "TempDir.h"
 #include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
+#include "support/ViewExpectations.h"
 
 namespace fs = std::filesystem;
 using namespace zsff;
 using zsff_test::ChannelMetaData;
+using zsff_test::ExpectView;
+using zsff_test::Extremes;
 using zsff_test::FakeTree;
 using zsff_test::RecordSectionProbe;
 using zsff_test::TempDir;
+using zsff_test::TriangleSample;
+using zsff_test::Window;
 
 namespace {
 
@@ -40,63 +45,8 @@ constexpr double kLength = static_cast<double>(kSamples) / kRate;
 
 std::string Narrow(const std::u16string& text) { return std::string(text.begin(), text.end()); }
 
-// A slow triangle (slope 1 per sample) under an alternation of 5000 between even
-// and odd samples: every window of two samples or more spans at least 5000, its
-// minimum lies on an even sample and its maximum on an odd one, and both move by
-// at most one per sample that the window moves. Always well above 0, so that a
-// blank can't pass for data.
-float DataSample(unsigned long long i) {
-  const long long phase = static_cast<long long>(i % 20000) - 10000;
-  return 1000.0f + static_cast<float>(std::llabs(phase)) + ((i & 1) != 0 ? 5000.0f : 0.0f);
-}
-
 // Long stretches of a trigger level below and above 0.
 float TriggerSample(unsigned long long i) { return (i / 20000) % 2 == 0 ? -2.0f : 3.0f; }
-
-struct Extremes {
-  float low;
-  float high;
-};
-
-// Extremes of samples [a, b) of `signal`, the window cut to the signal.
-Extremes Window(const std::vector<float>& signal, double a, double b) {
-  const long long first = std::max(0LL, static_cast<long long>(std::floor(a)));
-  const long long last =
-      std::min(static_cast<long long>(signal.size()), static_cast<long long>(std::ceil(b)));
-  Extremes e{signal[first], signal[first]};
-  for (long long i = first; i < last; ++i) {
-    e.low = std::min(e.low, signal[i]);
-    e.high = std::max(e.high, signal[i]);
-  }
-  return e;
-}
-
-// Compares a view of the samples [first, first + count) with the samples: point i
-// stands for an equal share of them. Its values must be found in its share widened
-// by `slack` samples on each side (nothing is invented), and must reach the
-// extremes of its share within `slack` (nothing is lost), the signal moving by at
-// most one per sample.
-void ExpectView(const std::vector<float>& view, const std::vector<float>& signal, double first,
-                double count, double slack, const std::string& label) {
-  ASSERT_FALSE(view.empty()) << label;
-  const std::size_t points = view.size() / 2;
-  const double share = count / static_cast<double>(points);
-  int failures = 0;
-  for (std::size_t i = 0; i < points && failures < 5; ++i) {
-    const double a = first + static_cast<double>(i) * share;
-    const double b = a + share;
-    const Extremes exact = Window(signal, a, b);
-    const Extremes wide = Window(signal, a - slack, b + slack);
-    const float low = view[2 * i];
-    const float high = view[2 * i + 1];
-    const bool good = low >= wide.low && high <= wide.high && low <= exact.low + slack + 2 &&
-                      high >= exact.high - slack - 2;
-    EXPECT_TRUE(good) << label << ": point " << i << " of " << points << " is (" << low << ", "
-                      << high << "), samples " << a << " to " << b << " hold (" << exact.low << ", "
-                      << exact.high << ")";
-    if (!good) ++failures;
-  }
-}
 
 class CompressedRequest : public ::testing::Test {
  protected:
@@ -106,7 +56,7 @@ class CompressedRequest : public ::testing::Test {
     data.resize(kSamples);
     trigger.resize(kSamples);
     for (unsigned long long i = 0; i < kSamples; ++i) {
-      data[i] = DataSample(i);
+      data[i] = TriangleSample(i);
       trigger[i] = TriggerSample(i);
     }
 
