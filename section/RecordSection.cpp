@@ -47,6 +47,7 @@ CRecordSection::CRecordSection(CRecordSectionOwner* owner, const std::u16string&
       m_OpenMode(openMode),
       m_FileAccess(access),
       m_State(openMode == OpenRead || openMode == OpenInfo ? SectionOpened : SectionCreated),
+      m_OffsetTimeToStop(offsetTimeToStop),
       m_Reader(std::make_unique<CSectionReader>(*this)) {
   m_RecordPath = JoinPath(m_MeasurementPath, m_RecordName);
   const double samplingRateSum =

@@ -122,6 +122,10 @@ CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop,
   const CommonWindow window =
       timeToStop ? FindCommonWindow(channels, frontEndRate) : CommonWindow();
   double longest = 0.0;
+  // The part the window starts in, and that part's start date: a window that
+  // begins a whole part or more after the first part on disk leaves those parts out.
+  unsigned short windowFirstPart = window.LargestFirstPart;
+  long long windowDate = window.Date;
   if (window.Found) {
     const float length =
         static_cast<float>(window.SmallestEnd - window.LargestStart) / frontEndRate;
@@ -135,8 +139,18 @@ CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop,
     const long long perPart = static_cast<long long>(frontEndRate * window.PartLength);
     long long offset = window.SmallestEnd - static_cast<long long>(frontEndRate * longest);
     offset = offset / step * step;
-    if (perPart > 0 && offset > 0) offset %= perPart;
+    if (perPart > 0 && offset > 0) {
+      const long long part = offset / perPart;
+      if (part > windowFirstPart) {
+        windowDate += static_cast<long long>((part - windowFirstPart) * window.PartLength / 1e-7);
+        windowFirstPart = static_cast<unsigned short>(part);
+      }
+      offset %= perPart;
+    }
     result.Offset = offset > 0 ? static_cast<unsigned long long>(offset) : 0;
+  } else if (timeToStop && m_Section.m_OffsetTimeToStop > 0) {
+    // No channel was recording: the stop left the window where its entry says.
+    result.Offset = static_cast<unsigned long long>(m_Section.m_OffsetTimeToStop);
   }
 
   double shortest = 1e40;
@@ -179,7 +193,7 @@ CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop,
       if (window.Found) {
         // The offset, a count of samples, moves the date as if it were seconds:
         // files written so far carry that date, and readers expect it.
-        writer.StartDate(window.Date -
+        writer.StartDate(windowDate -
                          static_cast<long long>(static_cast<double>(result.Offset) / -1e-7));
         const long long relative = (static_cast<long long>(static_cast<float>(result.Offset) *
                                                            entry.second.Check.SamplingRate)
@@ -188,7 +202,7 @@ CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop,
         writer.RelativeDate(relative);
         writer.RelativeDateEnd(
             relative + (static_cast<long long>(entry.second.Check.SamplingRate * longest) << 16));
-        result.FirstPart = window.LargestFirstPart;
+        result.FirstPart = windowFirstPart;
         result.LastPart = window.SmallestLastPart;
       } else {
         result.FirstPart = smallestFirst;

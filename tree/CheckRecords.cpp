@@ -33,8 +33,9 @@ struct Totals {
   }
 };
 
-// Writes the check's answer into the record's entry. A stop-time record whose
-// ring dropped parts is entered again under its first part still on disk.
+// Writes the check's answer into the record's entry. A record whose ring dropped
+// parts is entered again under its first part still on disk, since readers start
+// at the part its id names; a stop-time record always is, with its offset.
 bool WriteAnswer(CMetaDataMeasurementWriter& writer, const MetaDataRecord& entry,
                  const CheckRecordRet& answer, bool timeToStop) {
   if (!answer.HasParts) {
@@ -42,14 +43,15 @@ bool WriteAnswer(CMetaDataMeasurementWriter& writer, const MetaDataRecord& entry
     return writer.UpdateRecord(entry.RecordId(), 0, answer.Date, answer.Duration, false,
                                answer.PartLength, 0);
   }
-  if (!timeToStop)
+  CRecordId moved(entry.RecordId());
+  if (!timeToStop && moved.PartNumber() == answer.FirstPart)
     return writer.UpdateRecord(entry.RecordId(), answer.LastPart, answer.Date, answer.Duration,
                                false, answer.PartLength, 0);
-  CRecordId moved(entry.RecordId());
   moved.SetPartNumber(answer.FirstPart);
   return writer.RemoveRecord(entry.RecordId()) &&
          writer.AddRecord(moved.RecordId(), answer.LastPart, answer.Date, answer.Duration, false,
-                          answer.PartLength, static_cast<long long>(answer.Offset));
+                          answer.PartLength,
+                          timeToStop ? static_cast<long long>(answer.Offset) : 0);
 }
 
 }  // namespace

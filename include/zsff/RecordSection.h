@@ -217,8 +217,8 @@ class CRecordSection : public CAbstractRecordSection {
   friend class CSectionReader;
   friend class CSectionRecorder;
   friend class CSectionSurgery;
-  friend class CRecordDeletion;  // empties a record with a section of its own
-  friend class CTreeRecords;     // makes the tree's sections
+  friend class CRecordDeletion;    // empties a record with a section of its own
+  friend class CTreeRecords;       // makes the tree's sections
   friend class CRecordSignalTree;  // checks its records at the end-up
   friend class zsff_test::RecordSectionProbe;
 
@@ -268,6 +268,9 @@ class CRecordSection : public CAbstractRecordSection {
   OpenMode_t m_OpenMode;
   CAbstractFileAccess* m_FileAccess;  // borrowed, may be null
   SingleRecordState_t m_State;
+  // Front-end samples of a stop-time record's first part before its window, as
+  // the record's entry gave them when the section was opened.
+  long long m_OffsetTimeToStop;
   // What the record directory holds; filled on demand by the listing operations.
   mutable std::map<CChannelID, TAG_PATH_NAME> m_ChannelPathMap;
   std::u16string m_RecordPath;
