@@ -68,6 +68,9 @@ bool Synchronized(const std::map<CChannelID, CheckedChannel>& channels, bool has
   const long long partTicks = static_cast<long long>(partLength / 1e-7);
   for (const auto& entry : channels) {
     const TAG_RECORD_INFO& info = entry.second.Info;
+    // A channel that a crash stopped before its temporary file was written
+    // holds no signal and has no date to agree with.
+    if (info.AbsoluteDate == 0) continue;
     if (previous != nullptr && (info.AbsoluteDate != previous->AbsoluteDate ||
                                 info.RelativeDate != previous->RelativeDate)) {
       if (!hasParts || partTicks == 0 ||
@@ -158,8 +161,10 @@ CheckRecordRet CSectionCheck::Run(const MetaDataFileLock* lock, bool timeToStop,
   unsigned short smallestFirst = 65535, largestLast = 0;
   for (const auto& entry : channels) {
     const ChannelCheck_t& check = entry.second.Check;
-    if (check.PartLength != 0.0) result.HasParts = true;
-    result.PartLength = check.PartLength;
+    if (check.PartLength != 0.0) {
+      result.HasParts = true;
+      result.PartLength = check.PartLength;
+    }
     smallestFirst = std::min(smallestFirst, check.FirstPart);
     largestLast = std::max(largestLast, check.LastPart);
     if (check.Duration != 0.0) {

@@ -29,7 +29,10 @@ void Crash(const TempDir& dir, CAbstractFileAccess* store, unsigned long long sa
       RecordSectionProbe::Open(nullptr, dir.Wide(), kRecord, CAbstractRecordSection::OpenCreate, store);
   std::map<CChannelID, TAG_RECORD_INFO> infos;
   for (const CChannelID& id : {kOne, kTwo}) {
-    ASSERT_TRUE(section->AddChannel(id, ChannelMetaData(1000.0f)));
+    // As an analyzer gives it: no length yet.
+    MetaDataContainer metaData = ChannelMetaData(1000.0f);
+    metaData.AddMetadata("RecordDuration", 0.0);
+    ASSERT_TRUE(section->AddChannel(id, metaData));
     infos[id].AbsoluteDate = kStart;
   }
   ASSERT_TRUE(section->ArmRecord(0.0, PartLengthShort, true));
@@ -47,10 +50,12 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     double duration;
     unsigned short lastPart;
     std::size_t failed;
+    bool secondNeverStarted;  // the crash came before its temporary file was written
   } cases[] = {
-      {100000, false, false, 0.0, 0, 0},  // a look without writing can't pass
-      {100000, true, true, 100.0, 1, 0},
-      {0, true, true, 0.0, 0, 2},  // started, nothing written: both without signal
+      {100000, false, false, 0.0, 0, 0, false},  // a look without writing can't pass
+      {100000, true, true, 100.0, 1, 0, false},
+      {0, true, true, 0.0, 0, 2, false},  // started, nothing written: both without signal
+      {0, true, true, 0.0, 0, 2, true},
   };
   for (const auto& c : cases) {
     TempDir dir;
@@ -58,6 +63,8 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     Crash(dir, store.get(), c.samples);
     const fs::path tmp = dir.Path() / "Record_1000_1" / "Channel_1_0_77" / "TmpRecord.zrm";
     ASSERT_TRUE(fs::exists(tmp));
+    if (c.secondNeverStarted)
+      ASSERT_TRUE(fs::remove(dir.Path() / "Record_1000_1" / "Channel_2_0_77" / "TmpRecord.zrm"));
 
     auto lock = c.locked ? MetaDataLockIn(store, dir.Wide(), MetaDataFileLock::LockNone) : nullptr;
     auto section = RecordSectionProbe::Open(nullptr, dir.Wide(), kRecord,
@@ -66,7 +73,7 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     unsigned long long channels = 99;
     const CheckRecordRet result = RecordSectionProbe::Check(*section, lock.get(), errors, channels);
     EXPECT_EQ(result.Ok, c.ok) << c.samples;
-    EXPECT_EQ(errors.empty(), c.ok);
+    EXPECT_EQ(errors.empty(), c.ok) << (errors.empty() ? "" : errors.front());
     EXPECT_EQ(fs::exists(tmp), !c.ok);
     if (!c.ok) {
       EXPECT_EQ(errors.front(), "Error: unable to check channel (clean the temporary file).");
