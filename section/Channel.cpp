@@ -142,6 +142,11 @@ void CChannel::OpenExisting(bool finished, unsigned short lastPart, double durat
 
 // --- Recording --------------------------------------------------------------------------
 
+void CChannel::ForgetRecord(MetaDataContainer& metaData) {
+  WriteKey(metaData, ChannelKeys::RecordStartDate, 0LL);
+  WriteKey(metaData, ChannelKeys::RecordDuration, 0.0);
+}
+
 bool CChannel::ArmChannel(double maxLength, double partLength) {
   m_Layout.PartLength = partLength;
 
@@ -152,6 +157,7 @@ bool CChannel::ArmChannel(double maxLength, double partLength) {
   if (reader.Load(metaData, m_Layout.FileName, m_Layout.Directory)) {
     WriteKey(metaData, ChannelKeys::PartLength, static_cast<float>(partLength));
     WriteKey(metaData, ChannelKeys::MaxRecordLength, static_cast<float>(maxLength));
+    ForgetRecord(metaData);
     CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
     writer.Save(metaData, names::ChannelMetaDataFileName(m_Layout.FileName), m_Layout.Directory);
   }

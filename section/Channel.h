@@ -87,6 +87,10 @@ class CChannel {
   // created. A pyramid that can't be created is reported in LastErrorString but
   // the result stays true.
   bool ArmChannel(double maxLength, double partLength);
+  // Clears a channel's record date and length, so that metadata taken over from
+  // another record doesn't claim that record's signal before this one has any:
+  // the end-up of a record killed while it started takes such a channel as empty.
+  static void ForgetRecord(MetaDataContainer& metaData);
 
   // Appends `count` samples of the channel's format from `data`, and with
   // `compress` feeds them through the pyramid. A block is cut exactly where a part

@@ -318,6 +318,7 @@ bool CSectionRecorder::DuplicateRecordSection(const std::u16string& sourcePath) 
       m_Section.m_State = CAbstractRecordSection::SectionCreated;
       return false;
     }
+    CChannel::ForgetRecord(metaData);
     if (!AddChannel(entry.first, metaData)) {
       m_Section.m_LastError = u"CRecordSection::DuplicateRecordSection " + m_Section.m_LastError;
       m_Section.m_State = CAbstractRecordSection::SectionCreated;
