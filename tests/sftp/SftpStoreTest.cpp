@@ -11,6 +11,7 @@
 #include <fstream>
 #include <map>
 
+#include "TempDir.h"
 #include "sftp/SshServer.h"
 #include "support/FileContents.h"
 #include "tree/SurgeryTestSupport.h"
@@ -25,14 +26,18 @@ class SftpStore : public ::testing::Test {
   void SetUp() override {
     const std::string missing = SshServer::Missing();
     if (!missing.empty()) GTEST_SKIP() << missing;
-    m_Server = std::make_unique<SshServer>();
+    fs::create_directories(m_ServerDir.Path());
+    m_Server = std::make_unique<SshServer>(m_ServerDir.Path());
     ASSERT_TRUE(m_Server->Start()) << m_Server->Log();
+    m_Store = m_Server->Store();
+    ASSERT_TRUE(m_Store);
     Tree::LastErrorString();
   }
   std::u16string Local(const std::string& name = "") const { return m_Local.Wide(name); }
 
-  std::unique_ptr<SshServer> m_Server;
-  TempDir m_Local;
+  TempDir m_ServerDir, m_Local;
+  std::unique_ptr<SshServer> m_Server;  // stopped before its directory goes
+  std::shared_ptr<CSftpFileAccess> m_Store;
 };
 
 TEST_F(SftpStore, RefusesAnUnknownOrChangedHostKeyOrUserUnlessTold) {
@@ -75,7 +80,7 @@ TEST_F(SftpStore, RefusesAnUnknownOrChangedHostKeyOrUserUnlessTold) {
 }
 
 TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
-  auto store = m_Server->Store();
+  auto& store = m_Store;
   const fs::path root = m_Server->Root();
   ASSERT_TRUE(store->CreateDirectory(u"d"));
   EXPECT_FALSE(store->CreateDirectory(u"d"));
@@ -141,7 +146,7 @@ TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
 }
 
 TEST_F(SftpStore, RecordsOntoTheServerAndReadsBack) {
-  auto store = m_Server->Store();
+  auto& store = m_Store;
   auto tree = Tree::CreateSignalTree(Local(), u"m", store, true);
   ASSERT_TRUE(tree && tree->SetRecordBase(71));
   int handle = tree->CreateRecord(0);
@@ -192,7 +197,7 @@ class SftpTransfer : public SftpStore {
 };
 
 TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
-  auto store = m_Server->Store();
+  auto& store = m_Store;
   ASSERT_TRUE(Upload(store)) << store->LastErrorText();
   const std::map<std::string, std::string> measurement = FilesBelow(Measurement());
   EXPECT_EQ(FilesBelow(m_Server->Root() / "Record_72"), measurement);
@@ -225,7 +230,7 @@ TEST_F(SftpTransfer, UploadsEveryFileAndResumesADownloadTheServersDeathCut) {
 }
 
 TEST_F(SftpTransfer, RefusesAMissingOrReadOnlyDirectory) {
-  auto store = m_Server->Store();
+  auto& store = m_Store;
   EXPECT_FALSE(Tree::OpenSignalTree(Local(), u"Record_79", Tree::TreeOpenRead, store, true, u"",
                                     false));
   EXPECT_NE(Tree::LastErrorString().find(u"does not exist on remote disk"), std::u16string::npos);

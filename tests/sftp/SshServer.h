@@ -1,12 +1,12 @@
-// OpenSSH's sshd started by a test on 127.0.0.1 with a configuration, host key
-// and user key of its own in a temporary directory, as the current user; no
-// system configuration is read or touched. It can be stopped in the middle of a
-// transfer (its connections cut) and started again with the same keys and port.
+// OpenSSH's sshd started by a test or a benchmark on 127.0.0.1 with a
+// configuration, host key and user key of its own in a directory the caller
+// gives, as the current user; no system configuration is read or touched. It can
+// be stopped in the middle of a transfer (its connections cut) and started again
+// with the same keys and port.
 #pragma once
 
 #include <arpa/inet.h>
 #include <dirent.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <pwd.h>
 #include <signal.h>
@@ -25,8 +25,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
-
-#include "TempDir.h"
+#include <utility>
 
 namespace zsff_test {
 
@@ -42,10 +41,13 @@ class SshServer {
     return std::string();
   }
 
-  SshServer() : m_Port(FreePort()) {
-    Keygen(Path("host_key"));
-    Keygen(Path("user_key"));
-    std::filesystem::copy_file(Path("user_key.pub"), Path("authorized_keys"));
+  // Makes the keys in `directory`, which must exist; Start fails when that failed.
+  explicit SshServer(std::filesystem::path directory)
+      : m_Dir(std::move(directory)), m_Port(FreePort()) {
+    if (!Keygen(Path("host_key")) || !Keygen(Path("user_key"))) return;
+    std::error_code error;
+    std::filesystem::copy_file(Path("user_key.pub"), Path("authorized_keys"), error);
+    m_Ready = !error;
     std::filesystem::create_directories(Path("root"));
     // The known-hosts line the store is to find for this server.
     std::ifstream hostKey(Path("host_key.pub"));
@@ -60,6 +62,7 @@ class SshServer {
 
   // Starts the server; with `readOnly` its SFTP service refuses every change.
   bool Start(bool readOnly = false) {
+    if (!m_Ready) return false;
     // Run as root, sshd wants its privilege separation directory, which a fresh
     // container may lack.
     if (geteuid() == 0) mkdir("/run/sshd", 0755);
@@ -115,15 +118,14 @@ class SshServer {
     options.IdentityFile = Path("user_key");
     return options;
   }
-  // A connected store on the server's root directory.
+  // A connected store on the server's root directory; null when it doesn't connect.
   std::shared_ptr<zsff::CSftpFileAccess> Store() const {
     auto store = std::make_shared<zsff::CSftpFileAccess>(Location(), Options());
-    EXPECT_TRUE(store->Connect()) << store->LastErrorText();
-    return store;
+    return store->Connect() ? store : nullptr;
   }
 
-  std::string Path(const std::string& name) const { return (m_Dir.Path() / name).string(); }
-  std::filesystem::path Root() const { return m_Dir.Path() / "root"; }
+  std::string Path(const std::string& name) const { return (m_Dir / name).string(); }
+  std::filesystem::path Root() const { return m_Dir / "root"; }
   const std::string& KnownHostLine() const { return m_KnownHostLine; }
   std::string Log() const {
     std::ifstream in(Path("sshd.log"));
@@ -154,9 +156,9 @@ class SshServer {
     return accepted;
   }
 
-  void Keygen(const std::string& file) {
+  static bool Keygen(const std::string& file) {
     const std::string command = "ssh-keygen -q -t ed25519 -N '' -f " + file + " >/dev/null";
-    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    return std::system(command.c_str()) == 0;
   }
 
   // Every process below `root`, found by their parents in /proc.
@@ -189,8 +191,9 @@ class SshServer {
     return found;
   }
 
-  TempDir m_Dir;
+  std::filesystem::path m_Dir;
   int m_Port;
+  bool m_Ready = false;
   pid_t m_Pid = -1;
   std::string m_KnownHostLine;
 };
