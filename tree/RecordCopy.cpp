@@ -4,7 +4,6 @@
 
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
-#include "tree/RecordStates.h"
 #include "tree/RecordTransfer.h"
 #include "tree/TreePaths.h"
 

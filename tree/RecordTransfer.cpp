@@ -2,7 +2,6 @@
 // the three share (see RecordTransfer.h).
 #include "tree/RecordTransfer.h"
 
-#include "foundation/TextConversion.h"
 #include "tree/RecordStates.h"
 
 namespace zsff {
