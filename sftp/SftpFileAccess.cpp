@@ -90,7 +90,8 @@ bool CSftpFileAccess::FileExists(const std::string& path) {
   if (!sftp) return false;
   sftp_attributes attributes = sftp_stat(sftp, m_Connection->RemotePath(path).c_str());
   if (!attributes) {
-    m_Connection->Failed("no " + path);
+    // A missing file is an answer; only a failure to ask is kept as one.
+    if (sftp_get_error(sftp) != SSH_FX_NO_SUCH_FILE) m_Connection->Failed("cannot look at " + path);
     return false;
   }
   sftp_attributes_free(attributes);
