@@ -3,12 +3,10 @@
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/RecordSignalTree.h>
 
-#include <algorithm>
 #include <memory>
 
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
-#include "tree/RecordKeys.h"
 #include "tree/RecordStates.h"
 #include "tree/RecordTransfer.h"
 #include "tree/TreePaths.h"
@@ -56,7 +54,7 @@ bool CRecordTransfer::DownloadRecords(std::vector<std::u16string>& messages,
     result = DownloadRecord(record.IdToRecordName(), messages, deleteRemote) && result;
   }
 
-  if (result && !CheckLocalCopy(records, recordNumber, messages)) {
+  if (result && !CheckLocalCopy(recordNumber, messages)) {
     codes.insert(CRecordSignalTree::DownloadCheckFailed);
     result = false;
   }
@@ -143,34 +141,20 @@ bool CRecordTransfer::DownloadRecord(const std::u16string& recordName,
   return true;
 }
 
-bool CRecordTransfer::CheckLocalCopy(const std::vector<CRecordId>& fetched,
-                                     unsigned int recordNumber,
-                                     std::vector<std::u16string>& messages) const {
-  std::unique_ptr<CRecordSignalTree> copy = OpenLocalCopy();
-  std::vector<CRecordId> records;
-  if (!copy || !copy->ListRecords(records, false)) {
-    messages.push_back(u"Error, record \"" + m_Tree.m_FullRecordPath + u"\" " +
-                       CRecordSignalTree::LastErrorString());
-    return false;
-  }
-  bool result = true;
-  for (const CRecordId& record : fetched) {
-    if (recordNumber != 0 && record.RecordNumber() != recordNumber) continue;
-    auto listed = std::find_if(records.begin(), records.end(), [&](const CRecordId& id) {
-      return tree::SameRecord(id, record);
-    });
-    int handle = listed == records.end()
-                     ? 0
-                     : copy->OpenRecord(*listed, CRecordSignalTree::TreeOpenRead, 0);
-    if (handle == 0) {
-      messages.push_back(u"Error, in record \"" + record.IdToRecordName() + u"\" " +
-                         CRecordSignalTree::LastErrorString());
-      result = false;
-      continue;
-    }
-    copy->CloseRecord(handle, false);
-  }
-  return result;
+bool CRecordTransfer::CheckLocalCopy(unsigned int recordNumber,
+                                     std::vector<std::u16string>& messages) {
+  // The check works on the local copy alone while the store is put aside. After
+  // a download of some records only, the entries of the others leave the copy's
+  // list, their directories being elsewhere.
+  std::shared_ptr<CAbstractFileAccess> store = std::move(m_Tree.m_RemoteFileAccess);
+  m_Tree.m_RemoteMirror = false;
+  std::vector<CRecordSignalTree::RecordEndUp_t> repaired;
+  std::vector<std::string> errors;
+  const bool checked = m_Tree.CheckRecords(repaired, errors, true, recordNumber != 0);
+  m_Tree.m_RemoteFileAccess = std::move(store);
+  m_Tree.m_RemoteMirror = true;
+  for (const std::string& error : errors) messages.push_back(Utf8ToWide(error));
+  return checked;
 }
 
 std::unique_ptr<CRecordSignalTree> CRecordTransfer::OpenLocalCopy() const {

@@ -53,11 +53,9 @@ class CRecordTransfer {
   // and whose data the local copy doesn't hold already.
   void WarnOfMissingDisks(const MetaDataContainer& metaData, std::vector<std::u16string>& messages,
                           std::set<unsigned int>& codes);
-  // Opens each record fetched (all of `fetched`, or those with `recordNumber`) in
-  // the local copy as a measurement of its own; false, with a line for each, when
-  // one doesn't open.
-  bool CheckLocalCopy(const std::vector<CRecordId>& fetched, unsigned int recordNumber,
-                      std::vector<std::u16string>& messages) const;
+  // CheckRecords on the local copy alone, its errors added to `messages`; the
+  // tree holds a local copy after it.
+  bool CheckLocalCopy(unsigned int recordNumber, std::vector<std::u16string>& messages);
   // The local directory as a read-only measurement without a store.
   std::unique_ptr<CRecordSignalTree> OpenLocalCopy() const;
   // The serial numbers of the analyzers whose channels the local copy's first

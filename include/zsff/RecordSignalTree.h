@@ -498,8 +498,9 @@ class CRecordSignalTree {
   // the remote store into the local directory, then checks what it fetched on the
   // local copy alone. Files already there aren't fetched again, so a download that
   // was cut short resumes where it stopped (how much of a record the store skips is
-  // the store's: the SFTP store skips each complete file). `deleteRemote` deletes
-  // each record from the store once it is here. `messages` gets one line per
+  // the store's: the SFTP store skips each complete file), and CheckRecords then
+  // repairs the copy on the local disk. `deleteRemote` deletes each record from
+  // the store once it is here. `messages` gets one line per
   // problem, `codes` the DownloadCode_t met; an analyzer whose disk can't be reached
   // is a warning, and what is reachable is fetched. True when everything fetched
   // passed the check; a clean download deletes the measurement's ".zwarn" file.

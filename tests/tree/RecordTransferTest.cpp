@@ -78,6 +78,8 @@ class RemoteTransfer : public RecordTransfer {
     MakeMeasurement(Dir("local"), 53, 2, 5000);
     MetaDataContainer metaData = LoadMeasurement(Local(), 53);
     CMetaDataMeasurementWriter(metaData).AddAnalyzer("4711", "A1", "DISK-A", "Disk A");
+    CMetaDataMeasurementWriter(metaData).ProjectName(u"Dam");
+    CMetaDataMeasurementWriter(metaData).SignalFileName(u"Record_53");
     SaveMeasurement(Local(), 53, metaData);
     m_Store = std::make_shared<RootedStore>(Dir("store"));
     m_Store->DiskIds = {u"DISK-A"};
@@ -85,6 +87,13 @@ class RemoteTransfer : public RecordTransfer {
   fs::path Local() { return m_Dir.Path() / "local" / "m"; }
   fs::path Remote() { return m_Dir.Path() / "store" / "Record_53"; }
   fs::path Copy() { return m_Dir.Path() / "copy" / "Record_53"; }
+  // The files of a measurement but its metadata file, whose summary the check of a
+  // download writes anew.
+  std::map<std::string, std::string> DataFiles(const fs::path& directory) {
+    std::map<std::string, std::string> files = FilesBelow(directory);
+    files.erase("Record_53.zsfh");
+    return files;
+  }
 
   void Upload() {
     auto tree = Tree::OpenSignalTree(m_Dir.Wide("local"), u"m", Tree::TreeOpenRead, m_Store, true,
@@ -127,7 +136,8 @@ TEST_F(RemoteTransfer, UploadsOneRecordOrAllThenDownloadsEveryFileAndResumes) {
   ASSERT_TRUE(Download(messages, codes));
   EXPECT_TRUE(messages.empty()) << N(messages.front());
   EXPECT_TRUE(codes.empty());
-  EXPECT_EQ(FilesBelow(Copy()), measurement);
+  EXPECT_EQ(DataFiles(Copy()), DataFiles(Local()));
+  EXPECT_EQ(RecordList(Copy(), 53).size(), 2u);
 
   // A download cut short fetches only what is missing.
   const std::string part = "Record_53_2/" + N(kLeft.ToFilePath()) + "/Part_1.zrs";
@@ -136,7 +146,7 @@ TEST_F(RemoteTransfer, UploadsOneRecordOrAllThenDownloadsEveryFileAndResumes) {
   m_Store->Fetched.clear();
   ASSERT_TRUE(Download(messages, codes));
   EXPECT_EQ(m_Store->Fetched, (std::vector<std::string>{"Record_53.zsfh", "Part_1.zrs"}));
-  EXPECT_EQ(FilesBelow(Copy()), measurement);
+  EXPECT_EQ(DataFiles(Copy()), DataFiles(Local()));
 }
 
 TEST_F(RemoteTransfer, WarnsOfADiskOutOfReachUnlessTheCopyHoldsItsAnalyzer) {
@@ -159,16 +169,20 @@ TEST_F(RemoteTransfer, WarnsOfADiskOutOfReachUnlessTheCopyHoldsItsAnalyzer) {
   EXPECT_FALSE(fs::exists(Copy() / "Record_53.zwarn"));
 }
 
-TEST_F(RemoteTransfer, ReportsARecordTheCopysCheckRefusesAndAMissingStore) {
+TEST_F(RemoteTransfer, ReportsACopyTheCheckRefusesAndAMissingStore) {
   Upload();
-  // A record directory the measurement doesn't list.
-  fs::copy(Remote() / "Record_53_1", Remote() / "Record_53_9", fs::copy_options::recursive);
+  // A measurement file on the store that lists no record.
+  MetaDataContainer metaData = LoadMeasurement(Remote(), 53);
+  for (const MetaDataRecord& record : MetaDataMeasurementReader(metaData).GetRecordsVect())
+    CMetaDataMeasurementWriter(metaData).RemoveRecord(record.RecordId());
+  SaveMeasurement(Remote(), 53, metaData);
   std::vector<std::u16string> messages;
   std::set<unsigned int> codes;
   EXPECT_FALSE(Download(messages, codes));
   EXPECT_EQ(codes, std::set<unsigned int>{Tree::DownloadCheckFailed});
   ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages[0].rfind(u"Error, in record \"Record_53_9\"", 0), 0u) << N(messages[0]);
+  EXPECT_EQ(messages[0], u"Error, record \"" + W(Copy().string()) +
+                             u"\" does not contain any valid signal subdirectories");
 
   auto local = Tree::OpenSignalTree(m_Dir.Wide("local"), u"m", Tree::TreeOpenRead, kNoStore, false,
                                     u"", false);
