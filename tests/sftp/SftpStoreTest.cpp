@@ -7,6 +7,10 @@
 #include <zsff/RecordSignalTree.h>
 #include <zsff/SftpFileAccess.h>
 
+#include <signal.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -77,6 +81,30 @@ TEST_F(SftpStore, RefusesAnUnknownOrChangedHostKeyOrUserUnlessTold) {
   EXPECT_FALSE(stranger.Connect());
   EXPECT_NE(stranger.LastErrorText().find("refused the user's key"), std::string::npos)
       << stranger.LastErrorText();
+}
+
+TEST_F(SftpStore, AuthenticatesThroughTheAgentWithoutAKeyFile) {
+  // An agent of the test's own, holding the user's key.
+  const std::string socket = (m_Local.Path() / "agent").string();
+  FILE* started = popen(("ssh-agent -s -a " + socket).c_str(), "r");
+  ASSERT_NE(started, nullptr);
+  char said[512] = {};
+  const std::size_t length = fread(said, 1, sizeof said - 1, started);
+  pclose(started);
+  const std::string words(said, length);
+  const std::size_t at = words.find("SSH_AGENT_PID=");
+  ASSERT_NE(at, std::string::npos) << words;
+  const pid_t agent = static_cast<pid_t>(std::stol(words.substr(at + 14)));
+  SftpOptions options = m_Server->Options();
+  const std::string key = options.IdentityFile;
+  options.IdentityFile.clear();
+  setenv("SSH_AUTH_SOCK", socket.c_str(), 1);
+  EXPECT_EQ(std::system(("ssh-add -q " + key + " 2>/dev/null").c_str()), 0);
+  CSftpFileAccess store(m_Server->Location(), options);
+  EXPECT_TRUE(store.Connect()) << store.LastErrorText();
+  EXPECT_TRUE(store.FileExists(u"."));
+  kill(agent, SIGTERM);
+  unsetenv("SSH_AUTH_SOCK");
 }
 
 TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
