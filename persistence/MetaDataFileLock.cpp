@@ -15,6 +15,11 @@ namespace {
 // opposite order from deadlocking for good.
 constexpr int kLockAttempts = 256;
 constexpr std::chrono::milliseconds kLockRetryDelay{8};
+// A lock file that stays after one failed delete would keep every writer of the
+// measurement waiting for the rest of the session, so the release tries again,
+// as the temporary record file's delete does.
+constexpr int kReleaseTries = 20;
+constexpr std::chrono::milliseconds kReleaseRetryDelay{1};
 
 }  // namespace
 
@@ -65,7 +70,12 @@ MetaDataFileLock::MetaDataFileLock(const std::u16string& name, const std::u16str
 }
 
 MetaDataFileLock::~MetaDataFileLock() {
-  if (m_State->access) m_State->access->DeleteFile(m_State->fullPath);
+  CAbstractFileAccess* store = m_State->access.get();
+  if (store == nullptr) return;
+  for (int attempt = 0; attempt < kReleaseTries; ++attempt) {
+    if (store->DeleteFile(m_State->fullPath) || !store->FileExists(m_State->fullPath)) return;
+    std::this_thread::sleep_for(kReleaseRetryDelay);
+  }
 }
 
 void MetaDataFileLock::ChangePath(const std::u16string& directory) {

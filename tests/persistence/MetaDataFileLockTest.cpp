@@ -14,6 +14,7 @@
 
 #include "TempDir.h"
 #include "foundation/LocalFileAccess.h"
+#include "support/FaultInjectingFileAccess.h"
 #include "support/FileContents.h"
 
 namespace fs = std::filesystem;
@@ -93,6 +94,17 @@ TEST(MetaDataFileLockTest, HolderKeepsOthersOutUntilItEnds) {
   EXPECT_FALSE(fs::exists(lockFile));
   MetaDataFileLock again(kLockName, dir.Wide(), store, MetaDataFileLock::LockTryOnce);
   EXPECT_TRUE(fs::exists(lockFile));
+}
+
+TEST(MetaDataFileLockTest, AFailedDeleteOfTheLockFileIsTriedAgain) {
+  zsff_test::TempDir dir;
+  auto store = std::make_shared<zsff_test::FaultInjectingFileAccess>(
+      std::make_shared<CLocalFileAccess>());
+  {
+    MetaDataFileLock lock(kLockName, dir.Wide(), store, MetaDataFileLock::LockTryOnce);
+    store->FailAt(zsff_test::FaultInjectingFileAccess::Delete, 1);
+  }
+  EXPECT_FALSE(fs::exists(dir.Path() / "Metadata.lock"));
 }
 
 TEST(MetaDataFileLockTest, LockIsExclusiveAcrossProcesses) {
