@@ -36,6 +36,8 @@ class CRecordSectionOwner {
   virtual void NotifyListener(const CRecordId& id, CRecordSignalTree::ChangeAction_t action) = 0;
   // The measurement's metadata lock; null when it can't be had.
   virtual std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) = 0;
+  // Where that lock's file lies, for the words of a failure to take it.
+  virtual std::u16string MetaDataLockPath() const = 0;
   // The number of the record being made or opened.
   virtual long RecordCounter() const = 0;
   // The measurement's metadata file; false when it can't be read.

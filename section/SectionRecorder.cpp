@@ -264,7 +264,13 @@ bool CSectionRecorder::StopRecord() {
   // Without the lock nothing is closed, so the host may try again.
   std::unique_ptr<MetaDataFileLock> lock =
       m_Section.m_Owner->CreateMetaDataLock(MetaDataFileLock::LockWait);
-  if (!lock) return false;
+  if (!lock) {
+    m_Section.m_LastError = u"CRecordSection::StopRecord cannot create MetaDataLock: " +
+                            m_Section.m_Owner->MetaDataLockPath() +
+                            u" (held by another writer, or left by a process that died: delete "
+                            u"it once no program uses the measurement)";
+    return false;
+  }
 
   for (const auto& entry : m_Section.m_Channels) {
     CChannel* channel = entry.second.get();

@@ -41,6 +41,8 @@ class CMeasurementFile {
   // CreateLock with LockWait; when the lock can't be had, the last error names
   // `operation` and the lock file in the way, so that a leftover can be found.
   std::unique_ptr<MetaDataFileLock> LockOrSay(const std::u16string& operation) const;
+  // Where CreateLock puts "Metadata.lock".
+  std::u16string LockPath() const;
   // The file in the local directory, under the record base known so far.
   std::u16string LocalPath() const;
 
@@ -53,8 +55,6 @@ class CMeasurementFile {
  private:
   // The lock lies on the remote store rather than in the local directory.
   bool LocksOnStore() const;
-  // Where CreateLock puts "Metadata.lock".
-  std::u16string LockPath() const;
 
   CRecordSignalTree& m_Tree;
   // The local file as last parsed: a display that polls a measurement which

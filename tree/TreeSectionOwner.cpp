@@ -28,6 +28,10 @@ std::unique_ptr<MetaDataFileLock> CTreeSectionOwner::CreateMetaDataLock(
   return m_Tree.CreateMetaDataLock(mode);
 }
 
+std::u16string CTreeSectionOwner::MetaDataLockPath() const {
+  return m_Tree.m_MeasurementFile->LockPath();
+}
+
 long CTreeSectionOwner::RecordCounter() const { return m_Tree.RecordCounter(); }
 
 bool CTreeSectionOwner::LoadMetaDataMeasurement(MetaDataContainer& metaData) const {

@@ -16,6 +16,7 @@ class CTreeSectionOwner final : public CRecordSectionOwner {
   // Under the tree layer's lock, as every notice to the host's listener.
   void NotifyListener(const CRecordId& id, CRecordSignalTree::ChangeAction_t action) override;
   std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) override;
+  std::u16string MetaDataLockPath() const override;
   long RecordCounter() const override;
   bool LoadMetaDataMeasurement(MetaDataContainer& metaData) const override;
   // The process's record states, not the metadata file.

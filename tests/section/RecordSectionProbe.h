@@ -95,6 +95,7 @@ class FakeTree : public zsff::CRecordSectionOwner {
       zsff::MetaDataFileLock::Mode mode) override {
     return lockAvailable ? MetaDataLockIn(m_Store, m_LockDirectory, mode) : nullptr;
   }
+  std::u16string MetaDataLockPath() const override { return m_LockDirectory + u"/Metadata.lock"; }
   long RecordCounter() const override { return recordCounter; }
   bool LoadMetaDataMeasurement(zsff::MetaDataContainer& out) const override {
     out = measurement;

@@ -118,6 +118,7 @@ class ReadingTree : public CRecordSectionOwner {
   std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) override {
     return zsff_test::MetaDataLockIn(m_Store, m_LockDirectory, mode);
   }
+  std::u16string MetaDataLockPath() const override { return u""; }
   long RecordCounter() const override { return kRecord.RecordNumber(); }
   bool LoadMetaDataMeasurement(MetaDataContainer&) const override { return false; }
   bool IsRecording(const CRecordId&) const override {

@@ -241,6 +241,7 @@ TEST(RecordSectionRecording, WithoutTreeOrLockStopRecordKeepsEverythingOpen) {
   ASSERT_TRUE(section->WriteSampleBlock(kFirst, samples.data(), 100, true));
   tree.lockAvailable = false;
   EXPECT_FALSE(section->StopRecord());
+  EXPECT_NE(section->LastErrorString().find(dir.Wide() + u"/Metadata.lock"), std::u16string::npos);
   EXPECT_EQ(section->State(), CAbstractRecordSection::SectionRecording);
   EXPECT_EQ(Find(tree, CRecordSignalTree::ChangeRecordStopped), nullptr);
   ASSERT_TRUE(section->WriteSampleBlock(kFirst, samples.data(), 100, true));
