@@ -150,16 +150,22 @@ void CChannel::ForgetRecord(MetaDataContainer& metaData) {
 bool CChannel::ArmChannel(double maxLength, double partLength) {
   m_Layout.PartLength = partLength;
 
-  // Readers of the record learn its geometry from here. Not being able to say so
-  // doesn't stop the recording.
+  // Readers of the record learn its geometry from here alone: a record armed
+  // without it would read as one part long, so a failure stops the arming.
   MetaDataContainer metaData;
   CMetaDataHeaderFileReader reader(m_TmpRecordFile.get(), m_Layout.FileAccess);
-  if (reader.Load(metaData, m_Layout.FileName, m_Layout.Directory)) {
-    WriteKey(metaData, ChannelKeys::PartLength, static_cast<float>(partLength));
-    WriteKey(metaData, ChannelKeys::MaxRecordLength, static_cast<float>(maxLength));
-    ForgetRecord(metaData);
-    CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
-    writer.Save(metaData, names::ChannelMetaDataFileName(m_Layout.FileName), m_Layout.Directory);
+  if (!reader.Load(metaData, m_Layout.FileName, m_Layout.Directory)) {
+    m_LastError = u"CRecordSection::ArmRecord unable to read channel metadata: " + reader.LastError();
+    return false;
+  }
+  WriteKey(metaData, ChannelKeys::PartLength, static_cast<float>(partLength));
+  WriteKey(metaData, ChannelKeys::MaxRecordLength, static_cast<float>(maxLength));
+  ForgetRecord(metaData);
+  CMetaDataHeaderFileWriter writer(m_TmpRecordFile.get(), m_Layout.FileAccess);
+  if (!writer.Save(metaData, names::ChannelMetaDataFileName(m_Layout.FileName),
+                   m_Layout.Directory)) {
+    m_LastError = u"CRecordSection::ArmRecord unable to write channel metadata: " + writer.LastError();
+    return false;
   }
   return m_Writer.Arm(maxLength);
 }

@@ -56,10 +56,24 @@ TEST(RecordSectionFaults, SetupFailuresKeepTheState) {
   EXPECT_FALSE(f.section->IsValidChannel(kChannel));
 
   ASSERT_TRUE(f.section->AddChannel(kChannel, ChannelMetaData(1000.0f)));
-  f.store->FailAt(FaultInjectingFileAccess::Open, 1, true);
-  EXPECT_FALSE(f.section->ArmRecord(0.0, PartLengthShort, false));
-  EXPECT_EQ(f.Error(), "CRecordSection::ArmRecord unable to open signal file");
-  EXPECT_EQ(f.section->State(), CAbstractRecordSection::SectionConfigured);
+  // The channel's metadata, which alone tells readers the part length, and its
+  // first part: an arming that can't write either fails.
+  const struct {
+    FaultInjectingFileAccess::Operation op;
+    unsigned long n;
+    const char* error;
+  } armFaults[] = {
+      {FaultInjectingFileAccess::Read, 1, "CRecordSection::ArmRecord unable to read channel metadata: "},
+      {FaultInjectingFileAccess::Write, 1, "CRecordSection::ArmRecord unable to write channel metadata: "},
+      {FaultInjectingFileAccess::Open, 3, "CRecordSection::ArmRecord unable to open signal file"},
+  };
+  for (const auto& c : armFaults) {
+    f.store->Reset();
+    f.store->FailAt(c.op, c.n, true);
+    EXPECT_FALSE(f.section->ArmRecord(0.0, PartLengthShort, false));
+    EXPECT_EQ(f.Error().rfind(c.error, 0), 0u) << f.Error();
+    EXPECT_EQ(f.section->State(), CAbstractRecordSection::SectionConfigured);
+  }
   EXPECT_FALSE(f.section->DeleteRecord());
 
   f.store->Reset();
