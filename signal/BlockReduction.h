@@ -7,7 +7,8 @@
 // the minimum stays only if x is greater than it and the maximum stays only if it is
 // greater than x. On equality x therefore replaces the running value, and a NaN x
 // replaces both (so a NaN is forgotten again by the next number). Files written by
-// earlier versions were built with exactly this rule, so the fast paths below must give
+// earlier versions were built with exactly this rule, so the fast paths (the kernels of
+// ReductionLanes.h, chosen at run time by ReductionKernel.h) must give
 // bit-identical results to a plain left-to-right fold, signed zeros and NaNs included.
 #pragma once
 
@@ -22,12 +23,8 @@
 #include <type_traits>
 #include <vector>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#ifdef __SSE4_1__
-#include <smmintrin.h>
-#endif
-#endif
+#include "signal/ReductionKernel.h"
+#include "signal/ReductionLanes.h"
 
 namespace zsff {
 namespace reduction {
@@ -161,17 +158,6 @@ bool VisitSampleType(SampleFormat_t format, Visit&& visit) {
 // ---------------------------------------------------------------------------------------
 // Folding
 
-// The folding rule, written as the compare-and-select that compilers turn into a single
-// minss/maxss (minps/maxps on lanes), whose operand order gives exactly this rule.
-template <typename T>
-inline T FoldMin(T running, T x) {
-  return x > running ? running : x;
-}
-template <typename T>
-inline T FoldMax(T running, T x) {
-  return running > x ? running : x;
-}
-
 namespace detail {
 
 // Carries are doubles; a carry that didn't come from this element type (only a caller's
@@ -190,218 +176,12 @@ inline T Narrow(double value) {
   }
 }
 
-// Plain left-to-right fold of `count` values. With kPairs, values are (min, max) pairs:
-// even indexes fold into the minimum, odd ones into the maximum, and count is even.
-// Unrolled by four; the order of the folds, and so the result, is that of the plain loop.
-template <typename T, bool kPairs>
-inline void FoldScalar(const T* p, std::size_t count, T& minimum, T& maximum) {
-  constexpr std::size_t kStride = kPairs ? 2 : 1;
-  constexpr std::size_t kHigh = kPairs ? 1 : 0;
-  T lo = minimum, hi = maximum;
-  std::size_t i = 0;
-  for (; i + 4 * kStride <= count; i += 4 * kStride) {
-    lo = FoldMin(lo, p[i]);
-    hi = FoldMax(hi, p[i + kHigh]);
-    lo = FoldMin(lo, p[i + kStride]);
-    hi = FoldMax(hi, p[i + kStride + kHigh]);
-    lo = FoldMin(lo, p[i + 2 * kStride]);
-    hi = FoldMax(hi, p[i + 2 * kStride + kHigh]);
-    lo = FoldMin(lo, p[i + 3 * kStride]);
-    hi = FoldMax(hi, p[i + 3 * kStride + kHigh]);
-  }
-  for (; i + kStride <= count; i += kStride) {
-    lo = FoldMin(lo, p[i]);
-    hi = FoldMax(hi, p[i + kHigh]);
-  }
-  minimum = lo;
-  maximum = hi;
-}
-
-#ifdef __SSE2__
-
-// One SSE2 register of each element type. Min and Max keep the folding rule lane by lane:
-// MINPS/MAXPS return their second operand on equality and on NaN, just as FoldMin and
-// FoldMax return x.
-template <typename T>
-struct Lanes;
-
-template <>
-struct Lanes<float> {
-  using Vec = __m128;
-  static constexpr std::size_t kCount = 4;
-  static Vec Load(const float* p) { return _mm_loadu_ps(p); }
-  static Vec Splat(float v) { return _mm_set1_ps(v); }
-  static void Store(float* p, Vec v) { _mm_storeu_ps(p, v); }
-  template <int kBytes>
-  static Vec Down(Vec v) {
-    static_assert(kBytes == 8 || kBytes == 4, "whole floats");
-    return kBytes == 8 ? _mm_movehl_ps(v, v) : _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 2, 1, 1));
-  }
-  static Vec Min(Vec running, Vec x) { return _mm_min_ps(running, x); }
-  static Vec Max(Vec running, Vec x) { return _mm_max_ps(running, x); }
-  static Vec NoNaN() { return _mm_setzero_ps(); }
-  static Vec AddNaN(Vec seen, Vec a, Vec b) { return _mm_or_ps(seen, _mm_cmpunord_ps(a, b)); }
-  static bool AnyNaN(Vec seen) { return _mm_movemask_ps(seen) != 0; }
-};
-
-template <>
-struct Lanes<double> {
-  using Vec = __m128d;
-  static constexpr std::size_t kCount = 2;
-  static Vec Load(const double* p) { return _mm_loadu_pd(p); }
-  static Vec Splat(double v) { return _mm_set1_pd(v); }
-  static void Store(double* p, Vec v) { _mm_storeu_pd(p, v); }
-  template <int kBytes>
-  static Vec Down(Vec v) {
-    static_assert(kBytes == 8, "whole doubles");
-    return _mm_unpackhi_pd(v, v);
-  }
-  static Vec Min(Vec running, Vec x) { return _mm_min_pd(running, x); }
-  static Vec Max(Vec running, Vec x) { return _mm_max_pd(running, x); }
-  static Vec NoNaN() { return _mm_setzero_pd(); }
-  static Vec AddNaN(Vec seen, Vec a, Vec b) { return _mm_or_pd(seen, _mm_cmpunord_pd(a, b)); }
-  static bool AnyNaN(Vec seen) { return _mm_movemask_pd(seen) != 0; }
-};
-
-template <>
-struct Lanes<std::int16_t> {
-  using Vec = __m128i;
-  static constexpr std::size_t kCount = 8;
-  static Vec Load(const std::int16_t* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  }
-  static Vec Splat(std::int16_t v) { return _mm_set1_epi16(v); }
-  static void Store(std::int16_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-  template <int kBytes>
-  static Vec Down(Vec v) {
-    return _mm_srli_si128(v, kBytes);
-  }
-  static Vec Min(Vec running, Vec x) { return _mm_min_epi16(running, x); }
-  static Vec Max(Vec running, Vec x) { return _mm_max_epi16(running, x); }
-  static Vec NoNaN() { return _mm_setzero_si128(); }
-  static Vec AddNaN(Vec seen, Vec, Vec) { return seen; }
-  static bool AnyNaN(Vec) { return false; }
-};
-
-template <>
-struct Lanes<std::int32_t> {
-  using Vec = __m128i;
-  static constexpr std::size_t kCount = 4;
-  static Vec Load(const std::int32_t* p) {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-  }
-  static Vec Splat(std::int32_t v) { return _mm_set1_epi32(v); }
-  static void Store(std::int32_t* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
-  template <int kBytes>
-  static Vec Down(Vec v) {
-    return _mm_srli_si128(v, kBytes);
-  }
-#ifdef __SSE4_1__
-  static Vec Min(Vec running, Vec x) { return _mm_min_epi32(running, x); }
-  static Vec Max(Vec running, Vec x) { return _mm_max_epi32(running, x); }
-#else
-  // SSE2 has no 32-bit min/max: select with the comparison mask.
-  static Vec Min(Vec running, Vec x) {
-    const Vec greater = _mm_cmpgt_epi32(running, x);
-    return _mm_or_si128(_mm_and_si128(greater, x), _mm_andnot_si128(greater, running));
-  }
-  static Vec Max(Vec running, Vec x) {
-    const Vec greater = _mm_cmpgt_epi32(running, x);
-    return _mm_or_si128(_mm_and_si128(greater, running), _mm_andnot_si128(greater, x));
-  }
-#endif
-  static Vec NoNaN() { return _mm_setzero_si128(); }
-  static Vec AddNaN(Vec seen, Vec, Vec) { return seen; }
-  static bool AnyNaN(Vec) { return false; }
-};
-
-// Without NaNs the folded value is the true minimum (maximum), and for integers and
-// non-zero floats equal values are identical bits, so the lanes may be folded in any
-// order. A zero result is the exception: +0 and -0 compare equal and the rule keeps the
-// last one, which is the last zero in the span (or the starting value if it has none).
-template <typename T, bool kPairs>
-inline T LastZero(const T* p, std::size_t count, std::size_t offset, T start) {
-  constexpr std::size_t kStride = kPairs ? 2 : 1;
-  for (std::size_t i = count - kStride + offset;; i -= kStride) {
-    if (p[i] == T(0)) return p[i];
-    if (i < kStride) break;
-  }
-  return start;
-}
-
-// Exact fold of a span whose length is a multiple of 2 * Lanes<T>::kCount, lanes first:
-// two registers per side keep two dependency chains in flight. The lanes start from the
-// span's own first values and the running values are folded in at the end, which gives
-// the same result (a fold over a NaN-free span is just its min or max, ties aside) and
-// spares setting up the registers for every group. A NaN anywhere (rare in measured
-// data) sends the span to the plain fold, whose order then matters.
-template <typename T, bool kPairs>
-inline void FoldLanes(const T* p, std::size_t count, T& minimum, T& maximum) {
-  using L = Lanes<T>;
-  constexpr std::size_t kN = L::kCount;
-  typename L::Vec lo0 = L::Load(p), lo1 = L::Load(p + kN);
-  typename L::Vec hi0 = lo0, hi1 = lo1;
-  typename L::Vec nan = L::AddNaN(L::NoNaN(), lo0, lo1);
-  for (std::size_t i = 2 * kN; i < count; i += 2 * kN) {
-    const typename L::Vec a = L::Load(p + i);
-    const typename L::Vec b = L::Load(p + i + kN);
-    lo0 = L::Min(lo0, a);
-    hi0 = L::Max(hi0, a);
-    lo1 = L::Min(lo1, b);
-    hi1 = L::Max(hi1, b);
-    nan = L::AddNaN(nan, a, b);
-  }
-  if (L::AnyNaN(nan)) {
-    FoldScalar<T, kPairs>(p, count, minimum, maximum);
-    return;
-  }
-  // Fold the lanes in halves down to the first one, or for pairs down to the first pair:
-  // pairs keep minimums in even lanes and maximums in odd ones (kN is even, so a lane's
-  // parity is that of the values it saw).
-  constexpr int kUnit = static_cast<int>(sizeof(T)) * (kPairs ? 2 : 1);
-  typename L::Vec lo = L::Min(lo0, lo1), hi = L::Max(hi0, hi1);
-  if constexpr (kUnit <= 8) {
-    lo = L::Min(lo, L::template Down<8>(lo));
-    hi = L::Max(hi, L::template Down<8>(hi));
-  }
-  if constexpr (kUnit <= 4) {
-    lo = L::Min(lo, L::template Down<4>(lo));
-    hi = L::Max(hi, L::template Down<4>(hi));
-  }
-  if constexpr (kUnit <= 2) {
-    lo = L::Min(lo, L::template Down<2>(lo));
-    hi = L::Max(hi, L::template Down<2>(hi));
-  }
-  constexpr std::size_t kHigh = kPairs ? 1 : 0;
-  T lanes[kN];
-  L::Store(lanes, lo);
-  T newMin = FoldMin(minimum, lanes[0]);
-  L::Store(lanes, hi);
-  T newMax = FoldMax(maximum, lanes[kHigh]);
-  if constexpr (std::is_floating_point<T>::value) {
-    if (newMin == T(0)) newMin = LastZero<T, kPairs>(p, count, 0, minimum);
-    if (newMax == T(0)) newMax = LastZero<T, kPairs>(p, count, kHigh, maximum);
-  }
-  minimum = newMin;
-  maximum = newMax;
-}
-
-#endif  // __SSE2__
-
 // Folds `count` values (kPairs: count / 2 pairs) into minimum and maximum, with the result
-// of the plain left-to-right fold.
+// of the plain left-to-right fold, on the kernel in use.
 template <typename T, bool kPairs>
 inline void Fold(const T* p, std::size_t count, T& minimum, T& maximum) {
-#ifdef __SSE2__
-  constexpr std::size_t kBlock = 2 * Lanes<T>::kCount;
-  const std::size_t bulk = count - count % kBlock;
-  if (bulk != 0) {
-    FoldLanes<T, kPairs>(p, bulk, minimum, maximum);
-    p += bulk;
-    count -= bulk;
-  }
-#endif
-  FoldScalar<T, kPairs>(p, count, minimum, maximum);
+  const KernelRoutines<T>& routines = Routines<T>(ActiveKernels());
+  (kPairs ? routines.FoldPairs : routines.FoldValues)(p, count, minimum, maximum);
 }
 
 }  // namespace detail
@@ -436,6 +216,16 @@ unsigned long long ReduceBlock(T* destination, unsigned long long capacity, cons
       destination[1] = hi;
       stored = 2;
     }
+  }
+
+  if (!open && samples >= factor && stored < room) {
+    const unsigned long long groups = std::min(samples / factor, (room - stored) / 2);
+    detail::Routines<T>(detail::ActiveKernels())
+        .ReduceGroups(destination + stored, source, static_cast<std::size_t>(groups),
+                      static_cast<std::size_t>(factor));
+    stored += 2 * groups;
+    source += groups * factor;
+    samples -= groups * factor;
   }
 
   while (samples != 0 && stored < room) {

@@ -203,15 +203,41 @@ T Sentinel() {
   return static_cast<T>(31111);
 }
 
-template <typename T>
-class BlockReductionTest : public ::testing::Test {};
-using SampleTypes = ::testing::Types<float, double, std::int16_t, std::int32_t>;
+// The kernels this processor can run; each must give the plain fold's bits.
+std::vector<ReductionKernel_t> AvailableKernels() {
+  std::vector<ReductionKernel_t> kernels;
+  for (ReductionKernel_t kernel : {ReductionKernelBaseline, ReductionKernelAvx2})
+    if (SelectKernel(kernel)) kernels.push_back(kernel);
+  SelectKernel(ReductionKernelAuto);
+  return kernels;
+}
+
+// Every test of the suite runs with each element type on each kernel.
+template <typename E, ReductionKernel_t kKernel>
+struct OnKernel {
+  using Type = E;
+  static constexpr ReductionKernel_t kValue = kKernel;
+};
+
+template <typename Case>
+class BlockReductionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!SelectKernel(Case::kValue)) GTEST_SKIP() << "the processor lacks this kernel";
+  }
+  void TearDown() override { SelectKernel(ReductionKernelAuto); }
+};
+using SampleTypes = ::testing::Types<
+    OnKernel<float, ReductionKernelBaseline>, OnKernel<float, ReductionKernelAvx2>,
+    OnKernel<double, ReductionKernelBaseline>, OnKernel<double, ReductionKernelAvx2>,
+    OnKernel<std::int16_t, ReductionKernelBaseline>, OnKernel<std::int16_t, ReductionKernelAvx2>,
+    OnKernel<std::int32_t, ReductionKernelBaseline>, OnKernel<std::int32_t, ReductionKernelAvx2>>;
 TYPED_TEST_SUITE(BlockReductionTest, SampleTypes);
 
 // ---- Tests ------------------------------------------------------------------------------
 
 TYPED_TEST(BlockReductionTest, BlockReductionFollowsTheFoldingRuleAndItsCarry) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(1234);
   for (int run = 0; run < 400; ++run) {
     const ull f = run % 5 == 0 ? 1 + rng() % 3000 : 1 + rng() % 70;
@@ -242,7 +268,7 @@ TYPED_TEST(BlockReductionTest, BlockReductionFollowsTheFoldingRuleAndItsCarry) {
 }
 
 TYPED_TEST(BlockReductionTest, BlockGroupsAndCarryOverTheirSamples) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(99);
   const auto in = MakeSamples<T>(rng, 100, 0);
   auto pairOf = [&](std::size_t from, std::size_t to, T lo, T hi) {
@@ -299,44 +325,49 @@ TYPED_TEST(BlockReductionTest, BlockGroupsAndCarryOverTheirSamples) {
 }
 
 TEST(BlockReductionFoldingRule, EqualValuesAndNaNReplaceTheRunningValues) {
-  const float nan = std::numeric_limits<float>::quiet_NaN();
-  auto reduce = [](std::vector<float> in) {
-    std::vector<float> out(2);
-    ull missing = 0;
-    double lo = 0, hi = 0;
-    ReduceBlock(out.data(), 2, in.data(), in.size(), in.size(), missing, lo, hi);
-    return out;
-  };
-  // The later of two equal values wins: visible on signed zeros.
-  EXPECT_TRUE(std::signbit(reduce({0.0f, -0.0f})[0]));
-  EXPECT_TRUE(std::signbit(reduce({0.0f, -0.0f})[1]));
-  EXPECT_FALSE(std::signbit(reduce({-0.0f, 0.0f, 1.0f})[0]));
-  // A NaN replaces both, and the next value replaces the NaN.
-  EXPECT_TRUE(std::isnan(reduce({1.0f, 5.0f, nan})[0]));
-  EXPECT_TRUE(std::isnan(reduce({1.0f, 5.0f, nan})[1]));
-  EXPECT_EQ(std::vector<float>({2.0f, 3.0f}), reduce({-4.0f, 9.0f, nan, 3.0f, 2.0f}));
-  // The same on the fast path: long spans with the zero or the NaN in every position.
-  for (std::size_t at = 0; at < 64; ++at) {
-    std::vector<float> in(64, 5.0f);
-    in[at] = -0.0f;
-    in[(at + 17) % 64] = 0.0f;
-    EXPECT_EQ(std::signbit(in[std::max(at, (at + 17) % 64)]), std::signbit(reduce(in)[0]));
-    in.assign(64, 5.0f);
-    in[at] = nan;
-    const std::size_t seven = (at + 32) % 64;
-    in[seven] = -7.0f;
-    const auto out = reduce(in);
-    if (at == 63) {
-      EXPECT_TRUE(std::isnan(out[0]) && std::isnan(out[1]));
-    } else {
-      EXPECT_EQ(seven > at ? -7.0f : 5.0f, out[0]) << at;
-      EXPECT_EQ(5.0f, out[1]) << at;
+  for (ReductionKernel_t kernel : AvailableKernels()) {
+    SCOPED_TRACE(kernel);
+    ASSERT_TRUE(SelectKernel(kernel));
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    auto reduce = [](std::vector<float> in) {
+      std::vector<float> out(2);
+      ull missing = 0;
+      double lo = 0, hi = 0;
+      ReduceBlock(out.data(), 2, in.data(), in.size(), in.size(), missing, lo, hi);
+      return out;
+    };
+    // The later of two equal values wins: visible on signed zeros.
+    EXPECT_TRUE(std::signbit(reduce({0.0f, -0.0f})[0]));
+    EXPECT_TRUE(std::signbit(reduce({0.0f, -0.0f})[1]));
+    EXPECT_FALSE(std::signbit(reduce({-0.0f, 0.0f, 1.0f})[0]));
+    // A NaN replaces both, and the next value replaces the NaN.
+    EXPECT_TRUE(std::isnan(reduce({1.0f, 5.0f, nan})[0]));
+    EXPECT_TRUE(std::isnan(reduce({1.0f, 5.0f, nan})[1]));
+    EXPECT_EQ(std::vector<float>({2.0f, 3.0f}), reduce({-4.0f, 9.0f, nan, 3.0f, 2.0f}));
+    // The same on the fast path: long spans with the zero or the NaN in every position.
+    for (std::size_t at = 0; at < 64; ++at) {
+      std::vector<float> in(64, 5.0f);
+      in[at] = -0.0f;
+      in[(at + 17) % 64] = 0.0f;
+      EXPECT_EQ(std::signbit(in[std::max(at, (at + 17) % 64)]), std::signbit(reduce(in)[0]));
+      in.assign(64, 5.0f);
+      in[at] = nan;
+      const std::size_t seven = (at + 32) % 64;
+      in[seven] = -7.0f;
+      const auto out = reduce(in);
+      if (at == 63) {
+        EXPECT_TRUE(std::isnan(out[0]) && std::isnan(out[1]));
+      } else {
+        EXPECT_EQ(seven > at ? -7.0f : 5.0f, out[0]) << at;
+        EXPECT_EQ(5.0f, out[1]) << at;
+      }
     }
   }
+  SelectKernel(ReductionKernelAuto);
 }
 
 TYPED_TEST(BlockReductionTest, BadBlockArgumentsStayInBounds) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(7);
   const auto in = MakeSamples<T>(rng, 50, 0);
   ull missing = 3;
@@ -364,7 +395,7 @@ TYPED_TEST(BlockReductionTest, BadBlockArgumentsStayInBounds) {
 }
 
 TYPED_TEST(BlockReductionTest, OutputSizeRuleConsumesTheWholeBlock) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(5);
   EXPECT_EQ(0u, ReducedSize(10, 0));
   for (ull f = 1; f < 80; f += 3) {
@@ -411,7 +442,7 @@ struct MemoryLevels {
 };
 
 TYPED_TEST(BlockReductionTest, CascadeStepKeepsGroupsAcrossBlocks) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(42);
   for (int run = 0; run < 300; ++run) {
     const ull f = run % 4 == 0 ? 1 + rng() % 600 : 1 + rng() % 40;
@@ -445,7 +476,7 @@ TYPED_TEST(BlockReductionTest, CascadeStepKeepsGroupsAcrossBlocks) {
 }
 
 TYPED_TEST(BlockReductionTest, CascadeFeedsEachLevelAndStopsAtAFailedWrite) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(3);
   const ull f = 4;
   MemoryLevels levels(4);
@@ -489,7 +520,7 @@ TYPED_TEST(BlockReductionTest, CascadeFeedsEachLevelAndStopsAtAFailedWrite) {
 }
 
 TYPED_TEST(BlockReductionTest, ProportionalReductionMapsPairsOntoTargets) {
-  using T = TypeParam;
+  using T = typename TypeParam::Type;
   std::mt19937 rng(11);
   for (int run = 0; run < 3000; ++run) {
     const ull s = rng() % (run % 10 == 0 ? 5000 : 120);

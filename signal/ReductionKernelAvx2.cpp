@@ -1,0 +1,123 @@
+// The AVX2 kernel of the min/max reduction. This file alone is compiled for AVX2, and
+// is run only where the processor has it. Its lanes types sit in an unnamed namespace
+// and the helpers it shares with the baseline are forced inline, so nothing compiled
+// here can stand in for the baseline's code elsewhere in the program.
+#include "signal/ReductionKernel.h"
+
+#ifdef __AVX2__
+
+#include <immintrin.h>
+
+#include "signal/ReductionLanes.h"
+
+namespace zsff {
+namespace reduction {
+
+namespace {
+
+// One AVX2 register of each element type. VMINPS/VMAXPS keep the operand order of
+// their SSE2 forms, and so the folding rule. Down moves whole 16-byte halves first and
+// then within the low half, which is all the final lanes read.
+template <typename E>
+struct Avx2Lanes;
+
+template <>
+struct Avx2Lanes<float> {
+  using T = float;
+  using Vec = __m256;
+  static constexpr std::size_t kCount = 8;
+  static Vec Load(const float* p) { return _mm256_loadu_ps(p); }
+  static void Store(float* p, Vec v) { _mm256_storeu_ps(p, v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    static_assert(kBytes == 16 || kBytes == 8 || kBytes == 4, "whole floats");
+    if constexpr (kBytes == 16) return _mm256_permute2f128_ps(v, v, 1);
+    if constexpr (kBytes == 8) return _mm256_permute_ps(v, _MM_SHUFFLE(3, 2, 3, 2));
+    return _mm256_permute_ps(v, _MM_SHUFFLE(3, 2, 1, 1));
+  }
+  static Vec Min(Vec running, Vec x) { return _mm256_min_ps(running, x); }
+  static Vec Max(Vec running, Vec x) { return _mm256_max_ps(running, x); }
+  static Vec NoNaN() { return _mm256_setzero_ps(); }
+  static Vec AddNaN(Vec seen, Vec a, Vec b) {
+    return _mm256_or_ps(seen, _mm256_cmp_ps(a, b, _CMP_UNORD_Q));
+  }
+  static bool AnyNaN(Vec seen) { return _mm256_movemask_ps(seen) != 0; }
+};
+
+template <>
+struct Avx2Lanes<double> {
+  using T = double;
+  using Vec = __m256d;
+  static constexpr std::size_t kCount = 4;
+  static Vec Load(const double* p) { return _mm256_loadu_pd(p); }
+  static void Store(double* p, Vec v) { _mm256_storeu_pd(p, v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    static_assert(kBytes == 16 || kBytes == 8, "whole doubles");
+    if constexpr (kBytes == 16) return _mm256_permute2f128_pd(v, v, 1);
+    return _mm256_permute_pd(v, 0x5);
+  }
+  static Vec Min(Vec running, Vec x) { return _mm256_min_pd(running, x); }
+  static Vec Max(Vec running, Vec x) { return _mm256_max_pd(running, x); }
+  static Vec NoNaN() { return _mm256_setzero_pd(); }
+  static Vec AddNaN(Vec seen, Vec a, Vec b) {
+    return _mm256_or_pd(seen, _mm256_cmp_pd(a, b, _CMP_UNORD_Q));
+  }
+  static bool AnyNaN(Vec seen) { return _mm256_movemask_pd(seen) != 0; }
+};
+
+template <typename E>
+struct Avx2IntegerLanes {
+  using T = E;
+  using Vec = __m256i;
+  static constexpr std::size_t kCount = 32 / sizeof(E);
+  static Vec Load(const E* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
+  static void Store(E* p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
+  template <int kBytes>
+  static Vec Down(Vec v) {
+    if constexpr (kBytes == 16) return _mm256_permute2x128_si256(v, v, 1);
+    return _mm256_srli_si256(v, kBytes);
+  }
+  static Vec NoNaN() { return _mm256_setzero_si256(); }
+  static Vec AddNaN(Vec seen, Vec, Vec) { return seen; }
+  static bool AnyNaN(Vec) { return false; }
+};
+
+template <>
+struct Avx2Lanes<std::int16_t> : Avx2IntegerLanes<std::int16_t> {
+  static Vec Min(Vec running, Vec x) { return _mm256_min_epi16(running, x); }
+  static Vec Max(Vec running, Vec x) { return _mm256_max_epi16(running, x); }
+};
+
+template <>
+struct Avx2Lanes<std::int32_t> : Avx2IntegerLanes<std::int32_t> {
+  static Vec Min(Vec running, Vec x) { return _mm256_min_epi32(running, x); }
+  static Vec Max(Vec running, Vec x) { return _mm256_max_epi32(running, x); }
+};
+
+}  // namespace
+
+namespace detail {
+
+const KernelTable* Avx2Kernels() {
+  static constexpr KernelTable table = TableOf<Avx2Lanes>();
+  return &table;
+}
+
+}  // namespace detail
+}  // namespace reduction
+}  // namespace zsff
+
+#else
+
+namespace zsff {
+namespace reduction {
+namespace detail {
+
+const KernelTable* Avx2Kernels() { return nullptr; }
+
+}  // namespace detail
+}  // namespace reduction
+}  // namespace zsff
+
+#endif  // __AVX2__
