@@ -31,8 +31,8 @@ class RecordSectionProbe {
                                                     const zsff::CRecordId& id,
                                                     zsff::CAbstractFileAccess* access) {
     return std::unique_ptr<zsff::CRecordSection>(new zsff::CRecordSection(
-        nullptr, measurementPath, id, 0, zsff::CAbstractRecordSection::OpenCreate, false, 0.0, 0,
-        access, 0));
+        static_cast<zsff::CRecordSignalTree*>(nullptr), measurementPath, id, 0,
+        zsff::CAbstractRecordSection::OpenCreate, false, 0.0, 0, access, 0));
   }
 };
 }  // namespace zsff_test

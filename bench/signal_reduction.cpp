@@ -1,7 +1,9 @@
 // How fast the first stage of the pyramid reduces recorded samples, next to how fast the
-// machine can merely read them. The recording path runs the block reduction over every
-// sample, so its speed is measured against the memory read bandwidth of the same buffer:
-// the summary at the end gives both in GB/s (10^9 bytes per second) and their ratio.
+// machine can merely move them. The recording path runs the block reduction over every
+// sample, so its speed is measured on each kernel against the memory read bandwidth of the
+// same buffer (samples far larger than the caches), and against memcpy of a buffer that
+// stays in a core's cache: the summary at the end gives both in GB/s (10^9 bytes per
+// second) and their ratios.
 //
 //   bench_signal_reduction [--benchmark_repetitions=N] [any Google Benchmark flag]
 #include <benchmark/benchmark.h>
@@ -16,6 +18,7 @@
 #include <vector>
 
 #include "signal/BlockReduction.h"
+#include "signal/ReductionKernel.h"
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -26,6 +29,8 @@ namespace {
 using namespace zsff;
 
 constexpr std::size_t kSamples = 100000000;
+// Bytes of the buffer that stays in the cache: a quarter of a core's second-level cache.
+constexpr std::size_t kCachedBytes = 128 * 1024;
 constexpr unsigned long long kFactor = 32;
 
 // A noisy sine, as a measured channel looks; built once per format and shared by the
@@ -89,20 +94,42 @@ void ReadBandwidth(benchmark::State& state) {
                           static_cast<long long>(samples.size() * sizeof(T)));
 }
 
+// Copies a buffer that stays in the cache into another: the in-cache yardstick.
 template <typename T>
-void BlockReduction(benchmark::State& state) {
-  const std::vector<T>& samples = Samples<T>();
-  std::vector<T> pairs(reduction::ReducedSize(samples.size(), kFactor));
+void CachedCopy(benchmark::State& state) {
+  const std::vector<T> source(Samples<T>().begin(),
+                              Samples<T>().begin() + kCachedBytes / sizeof(T));
+  std::vector<T> copy(source.size());
   for (auto _ : state) {
-    unsigned long long missing = 0;
-    double minimum = 0.0, maximum = 0.0;
-    reduction::ReduceBlock(pairs.data(), pairs.size(), samples.data(), samples.size(), kFactor,
-                           missing, minimum, maximum);
-    benchmark::DoNotOptimize(pairs.data());
+    std::memcpy(copy.data(), source.data(), kCachedBytes);
+    benchmark::DoNotOptimize(copy.data());
     benchmark::ClobberMemory();
   }
   state.SetBytesProcessed(static_cast<long long>(state.iterations()) *
-                          static_cast<long long>(samples.size() * sizeof(T)));
+                          static_cast<long long>(kCachedBytes));
+}
+
+// The reduction of `samples` samples, again and again, on `kernel`.
+template <typename T>
+void BlockReduction(benchmark::State& state, reduction::ReductionKernel_t kernel,
+                    std::size_t samples) {
+  if (!reduction::SelectKernel(kernel)) {
+    state.SkipWithError("the processor lacks this kernel");
+    return;
+  }
+  const T* data = Samples<T>().data();
+  std::vector<T> pairs(reduction::ReducedSize(samples, kFactor));
+  for (auto _ : state) {
+    unsigned long long missing = 0;
+    double minimum = 0.0, maximum = 0.0;
+    reduction::ReduceBlock(pairs.data(), pairs.size(), data, samples, kFactor, missing, minimum,
+                           maximum);
+    benchmark::DoNotOptimize(pairs.data());
+    benchmark::ClobberMemory();
+  }
+  reduction::SelectKernel(reduction::ReductionKernelAuto);
+  state.SetBytesProcessed(static_cast<long long>(state.iterations()) *
+                          static_cast<long long>(samples * sizeof(T)));
 }
 
 // The console output as usual, plus the best rate of each run kept for the summary: the
@@ -123,12 +150,19 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   }
 
   void PrintSummary() const {
-    std::printf("\n%-8s %16s %18s %8s\n", "format", "read GB/s", "reduction GB/s", "ratio");
+    std::printf("\n%-8s %-9s %10s %14s %6s %12s %16s %6s\n", "format", "kernel", "read GB/s",
+                "reduce (RAM)", "ratio", "memcpy GB/s", "reduce (cache)", "ratio");
     for (const char* format : {"float32", "int16"}) {
-      const double read = Find(std::string("read/") + format);
-      const double reduce = Find(std::string("reduce/") + format);
-      if (read <= 0.0 || reduce <= 0.0) continue;
-      std::printf("%-8s %16.2f %18.2f %8.2f\n", format, read / 1e9, reduce / 1e9, reduce / read);
+      for (const char* kernel : {"baseline", "avx2"}) {
+        const std::string name = std::string("reduce/") + format + "/" + kernel;
+        const double read = Find(std::string("read/") + format);
+        const double copy = Find(std::string("memcpy/") + format);
+        const double ram = Find(name + "/ram");
+        const double cache = Find(name + "/cache");
+        if (read <= 0.0 || copy <= 0.0 || ram <= 0.0 || cache <= 0.0) continue;
+        std::printf("%-8s %-9s %10.2f %14.2f %6.2f %12.2f %16.2f %6.2f\n", format, kernel,
+                    read / 1e9, ram / 1e9, ram / read, copy / 1e9, cache / 1e9, cache / copy);
+      }
     }
   }
 
@@ -142,16 +176,28 @@ class SummaryReporter : public benchmark::ConsoleReporter {
   std::map<std::string, double> m_Best, m_Median;
 };
 
+template <typename T>
+void Register(const std::string& format) {
+  benchmark::RegisterBenchmark(("read/" + format).c_str(), ReadBandwidth<T>)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark(("memcpy/" + format).c_str(), CachedCopy<T>);
+  const std::pair<const char*, reduction::ReductionKernel_t> kernels[] = {
+      {"baseline", reduction::ReductionKernelBaseline}, {"avx2", reduction::ReductionKernelAvx2}};
+  for (const auto& kernel : kernels) {
+    const std::string name = "reduce/" + format + "/" + kernel.first;
+    benchmark::RegisterBenchmark((name + "/ram").c_str(), BlockReduction<T>, kernel.second,
+                                 kSamples)
+        ->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark((name + "/cache").c_str(), BlockReduction<T>, kernel.second,
+                                 kCachedBytes / sizeof(T));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::RegisterBenchmark("read/float32", ReadBandwidth<float>)->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("reduce/float32", BlockReduction<float>)
-      ->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("read/int16", ReadBandwidth<std::int16_t>)
-      ->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("reduce/int16", BlockReduction<std::int16_t>)
-      ->Unit(benchmark::kMillisecond);
+  Register<float>("float32");
+  Register<std::int16_t>("int16");
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   SummaryReporter reporter;
