@@ -26,6 +26,7 @@ struct Avx2Lanes<float> {
   using T = float;
   using Vec = __m256;
   static constexpr std::size_t kCount = 8;
+  static constexpr std::size_t kBytes = 32;
   static Vec Load(const float* p) { return _mm256_loadu_ps(p); }
   static void Store(float* p, Vec v) { _mm256_storeu_ps(p, v); }
   template <int kBytes>
@@ -35,6 +36,18 @@ struct Avx2Lanes<float> {
     if constexpr (kBytes == 8) return _mm256_permute_ps(v, _MM_SHUFFLE(3, 2, 3, 2));
     return _mm256_permute_ps(v, _MM_SHUFFLE(3, 2, 1, 1));
   }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    if constexpr (kUnit == 4) return _mm256_unpacklo_ps(a, b);
+    return _mm256_castpd_ps(_mm256_unpacklo_pd(_mm256_castps_pd(a), _mm256_castps_pd(b)));
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    if constexpr (kUnit == 4) return _mm256_unpackhi_ps(a, b);
+    return _mm256_castpd_ps(_mm256_unpackhi_pd(_mm256_castps_pd(a), _mm256_castps_pd(b)));
+  }
+  static Vec HalvesLo(Vec a, Vec b) { return _mm256_permute2f128_ps(a, b, 0x20); }
+  static Vec HalvesHi(Vec a, Vec b) { return _mm256_permute2f128_ps(a, b, 0x31); }
   static Vec Min(Vec running, Vec x) { return _mm256_min_ps(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm256_max_ps(running, x); }
   static Vec NoNaN() { return _mm256_setzero_ps(); }
@@ -49,6 +62,7 @@ struct Avx2Lanes<double> {
   using T = double;
   using Vec = __m256d;
   static constexpr std::size_t kCount = 4;
+  static constexpr std::size_t kBytes = 32;
   static Vec Load(const double* p) { return _mm256_loadu_pd(p); }
   static void Store(double* p, Vec v) { _mm256_storeu_pd(p, v); }
   template <int kBytes>
@@ -57,6 +71,16 @@ struct Avx2Lanes<double> {
     if constexpr (kBytes == 16) return _mm256_permute2f128_pd(v, v, 1);
     return _mm256_permute_pd(v, 0x5);
   }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    return _mm256_unpacklo_pd(a, b);
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    return _mm256_unpackhi_pd(a, b);
+  }
+  static Vec HalvesLo(Vec a, Vec b) { return _mm256_permute2f128_pd(a, b, 0x20); }
+  static Vec HalvesHi(Vec a, Vec b) { return _mm256_permute2f128_pd(a, b, 0x31); }
   static Vec Min(Vec running, Vec x) { return _mm256_min_pd(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm256_max_pd(running, x); }
   static Vec NoNaN() { return _mm256_setzero_pd(); }
@@ -71,6 +95,7 @@ struct Avx2IntegerLanes {
   using T = E;
   using Vec = __m256i;
   static constexpr std::size_t kCount = 32 / sizeof(E);
+  static constexpr std::size_t kBytes = 32;
   static Vec Load(const E* p) { return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)); }
   static void Store(E* p, Vec v) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
   template <int kBytes>
@@ -78,6 +103,20 @@ struct Avx2IntegerLanes {
     if constexpr (kBytes == 16) return _mm256_permute2x128_si256(v, v, 1);
     return _mm256_srli_si256(v, kBytes);
   }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    if constexpr (kUnit == 2) return _mm256_unpacklo_epi16(a, b);
+    if constexpr (kUnit == 4) return _mm256_unpacklo_epi32(a, b);
+    return _mm256_unpacklo_epi64(a, b);
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    if constexpr (kUnit == 2) return _mm256_unpackhi_epi16(a, b);
+    if constexpr (kUnit == 4) return _mm256_unpackhi_epi32(a, b);
+    return _mm256_unpackhi_epi64(a, b);
+  }
+  static Vec HalvesLo(Vec a, Vec b) { return _mm256_permute2x128_si256(a, b, 0x20); }
+  static Vec HalvesHi(Vec a, Vec b) { return _mm256_permute2x128_si256(a, b, 0x31); }
   static Vec NoNaN() { return _mm256_setzero_si256(); }
   static Vec AddNaN(Vec seen, Vec, Vec) { return seen; }
   static bool AnyNaN(Vec) { return false; }

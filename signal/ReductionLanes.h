@@ -6,7 +6,11 @@
 // A lanes type L provides: T (the element), Vec, kCount (elements per register),
 // Load, Store, Min/Max (the folding rule lane by lane), Down<kBytes> (the register
 // moved down by kBytes, so that lane 0 sees what lane kBytes/sizeof(T) held; only
-// the lanes below what was moved down need to be right), NoNaN, AddNaN, AnyNaN.
+// the lanes below what was moved down need to be right), NoNaN, AddNaN, AnyNaN, and
+// for the reduction of many groups at once: kBytes (of a register), UnpackLo/UnpackHi
+// <kUnit> (the units of kUnit bytes of the low or high halves of each 16-byte lane of
+// two registers, interleaved) and, for 32-byte registers, HalvesLo/HalvesHi (the low or
+// high 16-byte lanes of two registers side by side).
 //
 // Everything here that doesn't depend on L is forced inline: a translation unit
 // compiled for a wider instruction set then never emits a copy of it that the linker
@@ -122,7 +126,7 @@ inline void FoldLanes(const typename L::T* p, std::size_t count, typename L::T& 
   // parity is that of the values it saw).
   constexpr std::size_t kUnit = sizeof(T) * (kPairs ? 2 : 1);
   Vec lo = L::Min(lo0, lo1), hi = L::Max(hi0, hi1);
-  if constexpr (kN * sizeof(T) > 16) {
+  if constexpr (L::kBytes > 16) {
     lo = L::Min(lo, L::template Down<16>(lo));
     hi = L::Max(hi, L::template Down<16>(hi));
   }
@@ -169,12 +173,98 @@ void FoldWith(const typename L::T* p, std::size_t count, typename L::T& minimum,
   FoldScalar<typename L::T, kPairs>(p, count, minimum, maximum);
 }
 
+// Folds the registers v[0], ..., v[L::kCount - 1], each holding values of one group, into
+// one register whose lane g holds the fold of v[g]: interleaving pairs of registers and
+// folding the two halves halves their number and doubles the groups per register, so
+// after log2(kCount) steps one register holds every group, in order. The lanes of a group
+// are folded in no particular order, which only a NaN or a signed zero could tell.
+template <typename L, typename Fold>
+inline typename L::Vec FoldAcross(typename L::Vec* v, Fold fold) {
+  std::size_t n = L::kCount;
+  if constexpr (sizeof(typename L::T) <= 2) {
+    for (std::size_t k = 0; k < n / 2; ++k)
+      v[k] = fold(L::template UnpackLo<2>(v[2 * k], v[2 * k + 1]),
+                  L::template UnpackHi<2>(v[2 * k], v[2 * k + 1]));
+    n /= 2;
+  }
+  if constexpr (sizeof(typename L::T) <= 4) {
+    for (std::size_t k = 0; k < n / 2; ++k)
+      v[k] = fold(L::template UnpackLo<4>(v[2 * k], v[2 * k + 1]),
+                  L::template UnpackHi<4>(v[2 * k], v[2 * k + 1]));
+    n /= 2;
+  }
+  for (std::size_t k = 0; k < n / 2; ++k)
+    v[k] = fold(L::template UnpackLo<8>(v[2 * k], v[2 * k + 1]),
+                L::template UnpackHi<8>(v[2 * k], v[2 * k + 1]));
+  if constexpr (L::kBytes == 32) v[0] = fold(L::HalvesLo(v[0], v[1]), L::HalvesHi(v[0], v[1]));
+  return v[0];
+}
+
+// L::kCount whole groups of `factor` samples (a multiple of L::kCount) to their pairs,
+// all at once. False, with nothing stored, when a NaN is among them.
+template <typename L>
+inline bool ReduceGroupBatch(typename L::T* destination, const typename L::T* source,
+                             std::size_t factor) {
+  using T = typename L::T;
+  using Vec = typename L::Vec;
+  constexpr std::size_t kN = L::kCount;
+  Vec lo[kN], hi[kN];
+  Vec nan = L::NoNaN();
+  for (std::size_t g = 0; g < kN; ++g) {
+    const T* group = source + g * factor;
+    lo[g] = hi[g] = L::Load(group);
+    nan = L::AddNaN(nan, lo[g], lo[g]);
+    for (std::size_t i = kN; i < factor; i += kN) {
+      const Vec x = L::Load(group + i);
+      lo[g] = L::Min(lo[g], x);
+      hi[g] = L::Max(hi[g], x);
+      nan = L::AddNaN(nan, x, x);
+    }
+  }
+  if (L::AnyNaN(nan)) return false;
+  const Vec minimums = FoldAcross<L>(lo, [](Vec a, Vec b) { return L::Min(a, b); });
+  const Vec maximums = FoldAcross<L>(hi, [](Vec a, Vec b) { return L::Max(a, b); });
+  Vec first = L::template UnpackLo<sizeof(T)>(minimums, maximums);
+  Vec second = L::template UnpackHi<sizeof(T)>(minimums, maximums);
+  if constexpr (L::kBytes == 32) {
+    const Vec low = L::HalvesLo(first, second);
+    second = L::HalvesHi(first, second);
+    first = low;
+  }
+  L::Store(destination, first);
+  L::Store(destination + kN, second);
+  if constexpr (std::is_floating_point<T>::value) {
+    for (std::size_t g = 0; g < kN; ++g) {
+      const T* group = source + g * factor;
+      if (destination[2 * g] == T(0))
+        destination[2 * g] = LastZero<T, false>(group, factor, 0, group[0]);
+      if (destination[2 * g + 1] == T(0))
+        destination[2 * g + 1] = LastZero<T, false>(group, factor, 0, group[0]);
+    }
+  }
+  return true;
+}
+
 // `groups` whole groups of `factor` samples each, one after the other, to one (min, max)
-// pair each: the main loop of the block reduction, in one call per block.
+// pair each: the main loop of the block reduction, in one call per block. Groups go
+// L::kCount at a time where the factor allows.
 template <typename L>
 void ReduceGroupsWith(typename L::T* destination, const typename L::T* source, std::size_t groups,
                       std::size_t factor) {
+  std::size_t batch = 0;  // groups left to go one at a time after a batch with a NaN
   for (std::size_t g = 0; g < groups; ++g, source += factor, destination += 2) {
+    if constexpr (L::kCount != 0) {
+      if (batch == 0 && factor % L::kCount == 0 && groups - g >= L::kCount) {
+        if (ReduceGroupBatch<L>(destination, source, factor)) {
+          g += L::kCount - 1;
+          source += (L::kCount - 1) * factor;
+          destination += 2 * (L::kCount - 1);
+          continue;
+        }
+        batch = L::kCount;
+      }
+    }
+    if (batch != 0) --batch;
     typename L::T lo = source[0], hi = source[0];  // folding it again changes nothing
     FoldWith<L, false>(source, factor, lo, hi);
     destination[0] = lo;
@@ -199,6 +289,7 @@ template <typename E>
 struct ScalarLanes {
   using T = E;
   static constexpr std::size_t kCount = 0;
+  static constexpr std::size_t kBytes = 0;
 };
 
 #ifdef __SSE2__
@@ -214,12 +305,23 @@ struct Sse2Lanes<float> {
   using T = float;
   using Vec = __m128;
   static constexpr std::size_t kCount = 4;
+  static constexpr std::size_t kBytes = 16;
   static Vec Load(const float* p) { return _mm_loadu_ps(p); }
   static void Store(float* p, Vec v) { _mm_storeu_ps(p, v); }
   template <int kBytes>
   static Vec Down(Vec v) {
     static_assert(kBytes == 8 || kBytes == 4, "whole floats");
     return kBytes == 8 ? _mm_movehl_ps(v, v) : _mm_shuffle_ps(v, v, _MM_SHUFFLE(3, 2, 1, 1));
+  }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    if constexpr (kUnit == 4) return _mm_unpacklo_ps(a, b);
+    return _mm_castpd_ps(_mm_unpacklo_pd(_mm_castps_pd(a), _mm_castps_pd(b)));
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    if constexpr (kUnit == 4) return _mm_unpackhi_ps(a, b);
+    return _mm_castpd_ps(_mm_unpackhi_pd(_mm_castps_pd(a), _mm_castps_pd(b)));
   }
   static Vec Min(Vec running, Vec x) { return _mm_min_ps(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_ps(running, x); }
@@ -233,12 +335,21 @@ struct Sse2Lanes<double> {
   using T = double;
   using Vec = __m128d;
   static constexpr std::size_t kCount = 2;
+  static constexpr std::size_t kBytes = 16;
   static Vec Load(const double* p) { return _mm_loadu_pd(p); }
   static void Store(double* p, Vec v) { _mm_storeu_pd(p, v); }
   template <int kBytes>
   static Vec Down(Vec v) {
     static_assert(kBytes == 8, "whole doubles");
     return _mm_unpackhi_pd(v, v);
+  }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    return _mm_unpacklo_pd(a, b);
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    return _mm_unpackhi_pd(a, b);
   }
   static Vec Min(Vec running, Vec x) { return _mm_min_pd(running, x); }
   static Vec Max(Vec running, Vec x) { return _mm_max_pd(running, x); }
@@ -253,11 +364,24 @@ struct Sse2IntegerLanes {
   using T = E;
   using Vec = __m128i;
   static constexpr std::size_t kCount = 16 / sizeof(E);
+  static constexpr std::size_t kBytes = 16;
   static Vec Load(const E* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); }
   static void Store(E* p, Vec v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
   template <int kBytes>
   static Vec Down(Vec v) {
     return _mm_srli_si128(v, kBytes);
+  }
+  template <int kUnit>
+  static Vec UnpackLo(Vec a, Vec b) {
+    if constexpr (kUnit == 2) return _mm_unpacklo_epi16(a, b);
+    if constexpr (kUnit == 4) return _mm_unpacklo_epi32(a, b);
+    return _mm_unpacklo_epi64(a, b);
+  }
+  template <int kUnit>
+  static Vec UnpackHi(Vec a, Vec b) {
+    if constexpr (kUnit == 2) return _mm_unpackhi_epi16(a, b);
+    if constexpr (kUnit == 4) return _mm_unpackhi_epi32(a, b);
+    return _mm_unpackhi_epi64(a, b);
   }
   static Vec NoNaN() { return _mm_setzero_si128(); }
   static Vec AddNaN(Vec seen, Vec, Vec) { return seen; }

@@ -240,7 +240,12 @@ TYPED_TEST(BlockReductionTest, BlockReductionFollowsTheFoldingRuleAndItsCarry) {
   using T = typename TypeParam::Type;
   std::mt19937 rng(1234);
   for (int run = 0; run < 400; ++run) {
-    const ull f = run % 5 == 0 ? 1 + rng() % 3000 : 1 + rng() % 70;
+    // Every fifth run a factor of a power of two, as the pyramid's, over long blocks: the
+    // kernels then reduce whole batches of groups at once.
+    const bool wide = run % 5 == 0 || run % 5 == 1;
+    const ull f = run % 5 == 0   ? 1 + rng() % 3000
+                  : run % 5 == 1 ? 8ULL << rng() % 4
+                                 : 1 + rng() % 70;
     const int special = run % 3 == 0 ? 2 : 150;  // long clean stretches reach the fast path
     Carry expectedCarry, actualCarry;
     if (run % 2) {  // start from an open group, sometimes one that is already full
@@ -250,7 +255,7 @@ TYPED_TEST(BlockReductionTest, BlockReductionFollowsTheFoldingRuleAndItsCarry) {
       actualCarry = expectedCarry;
     }
     for (int call = 0; call < 4; ++call) {
-      const auto in = MakeSamples<T>(rng, rng() % (run % 5 == 0 ? 9000 : 300), special);
+      const auto in = MakeSamples<T>(rng, rng() % (wide ? 9000 : 300), special);
       const ull need = ReducedSize(in.size(), f);
       const ull capacity = rng() % 4 == 0 ? need : rng() % (need + 4);
       std::vector<T> expected(capacity + 4, Sentinel<T>()), actual = expected;
