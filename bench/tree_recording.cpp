@@ -204,7 +204,11 @@ void BM_ResidentSize(benchmark::State& state) {
 
 BENCHMARK(BM_TreeRecording)->DenseRange(0, 5)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_PlainWrite)->DenseRange(0, 3)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_ResidentSize)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_ResidentSize)
+    ->Iterations(1)
+    ->Repetitions(1)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 // The console report, then for each run of the tree the median over the
 // repetitions of its time per iteration and of its plain writes', and their
@@ -224,6 +228,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
   }
   void Finalize() override {
     ConsoleReporter::Finalize();
+    double load[3] = {0.0, 0.0, 0.0};
+    if (::getloadavg(load, 3) == 3)
+      std::printf("load average at the end: %.2f, %.2f, %.2f\n", load[0], load[1], load[2]);
     for (std::size_t t = 0; t < sizeof kTreeCases / sizeof kTreeCases[0]; ++t) {
       const TreeCase& run = kTreeCases[t];
       const PlainCase& plainCase = kPlainCases[run.Plain];
