@@ -170,7 +170,7 @@ bool CChannel::ArmChannel(double maxLength, double partLength) {
   return m_Writer.Arm(maxLength);
 }
 
-void CChannel::CloseChannel(const MetaDataFileLock* lock) {
+bool CChannel::CloseChannel(const MetaDataFileLock* lock) {
   m_Writer.Close();
   m_TmpRecordFile->Write();
 
@@ -178,6 +178,7 @@ void CChannel::CloseChannel(const MetaDataFileLock* lock) {
   // container comes back with the dates and the length of the retained signal.
   MetaDataContainer metaData;
   TAG_RECORD_INFO info;
+  bool told = false;
   if (ReadChannelMetaData(metaData, info, false, SignalLengthSpl(false) * m_Layout.SampleSize)) {
     double duration = 0.0;
     if (!ReadKey(metaData, ChannelKeys::RecordDuration, duration)) {
@@ -186,14 +187,18 @@ void CChannel::CloseChannel(const MetaDataFileLock* lock) {
                                          static_cast<double>(m_Layout.SamplingRate);
       WriteKey(metaData, ChannelKeys::RecordDuration, duration);
     }
-    if (lock != nullptr) UpdateChannelMetaData(metaData);
+    told = lock == nullptr || UpdateChannelMetaData(metaData);
   }
   // Without its metadata loaded the ".zrm" is left as it stands rather than
   // overwritten by a near-empty container.
 
   std::vector<unsigned short> notDeleted;
   DeleteParts(notDeleted);
+  // The temporary record file is all that tells the record's length while the
+  // metadata doesn't: it stays for the end-up when the metadata couldn't be told.
+  if (!told) return false;
   m_TmpRecordFile->Delete();
+  return true;
 }
 
 void CChannel::TakeParts(unsigned short first, unsigned short last) {

@@ -118,9 +118,10 @@ class CChannel {
   // The end of the recording: closes the part files, writes the temporary record
   // file a last time, completes the ".zrm" file from it (the record's duration
   // included) when `lock` proves that the caller holds the measurement's metadata,
-  // retries the parts still to delete, and deletes "TmpRecord.zrm". Errors are
-  // left in LastErrorString; the steps go on regardless.
-  void CloseChannel(const MetaDataFileLock* lock);
+  // retries the parts still to delete, and deletes "TmpRecord.zrm". False, with
+  // LastErrorString, when the ".zrm" couldn't be read or completed: the
+  // temporary record file then stays, so that the end-up can finish the record.
+  bool CloseChannel(const MetaDataFileLock* lock);
 
   // --- Parts ---------------------------------------------------------------------
 

@@ -272,6 +272,7 @@ bool CSectionRecorder::StopRecord() {
     return false;
   }
 
+  std::u16string closeFailure;
   for (const auto& entry : m_Section.m_Channels) {
     CChannel* channel = entry.second.get();
     if (channel == nullptr) continue;
@@ -284,10 +285,17 @@ bool CSectionRecorder::StopRecord() {
     if (seconds != 0.0 && seconds < param.Duration) param.Duration = seconds;
     param.FirstPart = channel->FirstPart();
     param.LastPart = channel->LastPart();
-    channel->CloseChannel(lock.get());
+    if (!channel->CloseChannel(lock.get()) && closeFailure.empty())
+      closeFailure = channel->LastErrorString();
   }
   // The tree takes the lock again for its own update.
   lock.reset();
+  // The record stays recording in the list, its channels' temporary files with
+  // it, for the end-up to finish; the host may try the stop again.
+  if (!closeFailure.empty()) {
+    m_Section.m_LastError = u"CRecordSection::StopRecord unable to close channel: " + closeFailure;
+    return false;
+  }
 
   if (param.Duration >= 1e40) param.Duration = 0.0;
   const CAbstractRecordSection::SingleRecordState_t before = m_Section.m_State;

@@ -185,9 +185,14 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   std::unique_ptr<CAbstractRecordSection> section = std::move(open->second);
   m_Sections.erase(open);
 
-  // A section of a recording that never stopped leaves its entry "recording";
-  // the entry is marked finished with what it says.
-  if (section->State() != CAbstractRecordSection::SectionStopped &&
+  // A section that never started leaves its entry "recording"; the entry is
+  // marked finished with what it says. One whose stop failed after its start
+  // keeps the entry recording: its channels' temporary files tell the end-up
+  // what the record holds.
+  const CAbstractRecordSection::SingleRecordState_t state = section->State();
+  if (state != CAbstractRecordSection::SectionStopped &&
+      state != CAbstractRecordSection::SectionStarted &&
+      state != CAbstractRecordSection::SectionRecording &&
       (section->OpenMode() == CAbstractRecordSection::OpenCreate ||
        section->OpenMode() == CAbstractRecordSection::OpenEdit)) {
     std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);

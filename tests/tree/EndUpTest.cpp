@@ -9,12 +9,15 @@
 #include <fstream>
 
 #include "foundation/LocalFileAccess.h"
+#include "support/FaultInjectingFileAccess.h"
 #include "tree/SurgeryTestSupport.h"
 
 using namespace zsff;
 using namespace zsff_test;
 
 namespace {
+
+void MarkUnfinished(Tree& tree, const fs::path& parent, const std::u16string& name, long base);
 
 // A measurement `name` of base `base` under `parent`, with a header that marks it
 // unfinished: a finished record of `finished` samples on each channel (none when
@@ -38,14 +41,20 @@ void Crash(const fs::path& parent, const std::u16string& name, long base,
   ASSERT_NE(handle, 0);
   StartTwoChannels(tree->wRecord(handle));
   WriteRamp(tree->wRecord(handle), 0, crashed);
+  MarkUnfinished(*tree, parent, name, base);
+}
+
+// What a host writes into the measurement before it records, and the header
+// that marks the measurement unfinished.
+void MarkUnfinished(Tree& tree, const fs::path& parent, const std::u16string& name, long base) {
   MetaDataContainer metaData;
-  ASSERT_TRUE(tree->LoadMetaDataMeasurement(metaData));
+  ASSERT_TRUE(tree.LoadMetaDataMeasurement(metaData));
   CMetaDataMeasurementWriter writer(metaData);
   writer.ProjectName(u"Bench");
   writer.MeasurementName(name);
   writer.SignalFileName(CRecordId(base, 0).IdToRecordNameBase() + u".zff");
-  auto lock = tree->CreateMetaDataLock(MetaDataFileLock::LockWait);
-  ASSERT_TRUE(tree->SaveMetaDataMeasurement(lock.get(), metaData, true));
+  auto lock = tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
+  ASSERT_TRUE(tree.SaveMetaDataMeasurement(lock.get(), metaData, true));
   std::ofstream(parent / N(name) / ("Record_" + std::to_string(base) + ".zff")) << "header";
 }
 
@@ -100,6 +109,41 @@ TEST_F(EndUp, CrashedRecordIsFinishedWithEverySampleAndTheHeaderRenamed) {
 
   // Finished: the next walk passes it over.
   EXPECT_TRUE(EndUpAll(m_Dir.Path()).empty());
+}
+
+TEST_F(EndUp, AStopThatCouldNotCompleteAChannelLeavesTheRecordToTheEndUp) {
+  auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"m", kNoStore, false);
+  ASSERT_TRUE(tree && tree->SetRecordBase(4305));
+  auto store = std::make_shared<FaultInjectingFileAccess>(std::make_shared<CLocalFileAccess>());
+  RecordSignalTreeProbe::UseStore(*tree, store);
+  int handle = tree->CreateRecord(0);
+  ASSERT_NE(handle, 0);
+  StartTwoChannels(tree->wRecord(handle));
+  WriteRamp(tree->wRecord(handle), 0, 5000);
+  MarkUnfinished(*tree, m_Dir.Path(), u"m", 4305);
+  // Every save of a channel's metadata fails, on the stop and on the close's retry.
+  store->FailAt(FaultInjectingFileAccess::Rename, 1, true);
+  EXPECT_FALSE(tree->wRecord(handle).StopRecord());
+  EXPECT_EQ(tree->wRecord(handle).LastErrorString().rfind(
+                u"CRecordSection::StopRecord unable to close channel: ", 0),
+            0u);
+  EXPECT_TRUE(tree->CloseRecord(handle, true));
+  tree.reset();
+  const fs::path record = m_Dir.Path() / "m" / "Record_4305_1";
+  EXPECT_TRUE(fs::exists(record / "Channel_1_0_4711" / "TmpRecord.zrm"));
+  EXPECT_TRUE(RecordList(m_Dir.Path() / "m", 4305).at(0).Recording());
+
+  ASSERT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
+  tree = Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"", false);
+  ASSERT_TRUE(tree);
+  handle = tree->OpenRecord(CRecordId(4305, 1), Tree::TreeOpenRead, 0);
+  ASSERT_NE(handle, 0);
+  for (const CChannelID& channel : {kLeft, kRight}) {
+    const std::vector<float> samples = ReadAll(tree->wRecord(handle), channel);
+    ASSERT_EQ(samples.size(), 5000u);
+    for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], i) << i;
+  }
+  tree->CloseRecord(handle, false);
 }
 
 TEST_F(EndUp, RecordsAndMeasurementsWithoutASampleGo) {
