@@ -60,8 +60,9 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     Crash(dir, store.get(), c.samples);
     const fs::path tmp = dir.Path() / "Record_1000_1" / "Channel_1_0_77" / "TmpRecord.zrm";
     ASSERT_TRUE(fs::exists(tmp));
-    if (c.secondNeverStarted)
+    if (c.secondNeverStarted) {
       ASSERT_TRUE(fs::remove(dir.Path() / "Record_1000_1" / "Channel_2_0_77" / "TmpRecord.zrm"));
+    }
 
     auto lock = c.locked ? MetaDataLockIn(store, dir.Wide(), MetaDataFileLock::LockNone) : nullptr;
     auto section = RecordSectionProbe::Open(nullptr, dir.Wide(), kRecord,
