@@ -4,13 +4,13 @@
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/RecordCheck.h>
 #include <zsff/RecordSection.h>
-#include <zsff/RecordSignalTree.h>
 
 #include <algorithm>
 #include <mutex>
 
 #include "foundation/TextConversion.h"
 #include "persistence/SavingCopies.h"
+#include "tree/RecordEndUp.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
@@ -56,25 +56,29 @@ bool WriteAnswer(CMetaDataMeasurementWriter& writer, const MetaDataRecord& entry
 
 }  // namespace
 
-bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
-                                     std::vector<std::string>& errors, bool checkAll,
-                                     bool testDirectories) {
-  InitFullRemoteRecordPath();
-  const std::u16string measurement = m_RemoteMirror ? m_FullRemoteRecordPath : m_FullRecordPath;
+using Tree = CRecordSignalTree;
+
+bool CRecordEndUp::CheckRecords(std::vector<Tree::RecordEndUp_t>& repaired,
+                                std::vector<std::string>& errors, bool checkAll,
+                                bool testDirectories) {
+  m_Tree.InitFullRemoteRecordPath();
+  const std::u16string measurement =
+      m_Tree.m_RemoteMirror ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
   const std::string head = "Error, record \"" + WideToUtf8(measurement) + "\"";
   const std::string recordHead = "Error, in record \"" + WideToUtf8(measurement) + "\"";
-  CAbstractFileAccess& recordStore =
-      m_RemoteMirror && m_RemoteFileAccess ? *m_RemoteFileAccess : *m_FileAccess;
+  CAbstractFileAccess& recordStore = m_Tree.m_RemoteMirror && m_Tree.m_RemoteFileAccess
+                                         ? *m_Tree.m_RemoteFileAccess
+                                         : *m_Tree.m_FileAccess;
   // Saves that a crash cut short are finished or dropped before anything is read.
   metadata_file::FinishSavingCopies(recordStore, measurement);
 
   std::vector<MetaDataRecord> records;
-  if (!GetRecordsVect(records) || records.empty()) {
+  if (!m_Tree.GetRecordsVect(records) || records.empty()) {
     errors.push_back(head + " does not contain any valid signal subdirectories");
     return false;
   }
   MetaDataContainer metaData;
-  if (!LoadMetaDataMeasurement(metaData)) {
+  if (!m_Tree.LoadMetaDataMeasurement(metaData)) {
     errors.push_back(head + " unable to read metadata measurement file");
     return false;
   }
@@ -96,10 +100,11 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
   for (const MetaDataRecord& entry : records) {
     const CRecordId id(entry.RecordId());
     if (!checkAll && !entry.Recording()) {
-      int handle = OpenRecord(id, TreeOpenRead, 0);
+      int handle = m_Tree.OpenRecord(id, Tree::TreeOpenRead, 0);
       if (handle == 0) continue;
-      totals.Add(entry.Duration(), wRecord(handle).TotalSignalSizeInBytes(), entry.AbsDate());
-      CloseRecord(handle, true);
+      totals.Add(entry.Duration(), m_Tree.wRecord(handle).TotalSignalSizeInBytes(),
+                 entry.AbsDate());
+      m_Tree.CloseRecord(handle, true);
       continue;
     }
     if (testDirectories &&
@@ -107,17 +112,17 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
       gone.push_back(id);
       continue;
     }
-    int handle = OpenRecord(id, TreeOpenRead, 0);
+    int handle = m_Tree.OpenRecord(id, Tree::TreeOpenRead, 0);
     if (handle == 0) {
       errors.push_back(recordHead +
                        " unable to open single record: " + WideToUtf8(id.IdToRecordName()));
       result = false;
       continue;
     }
-    std::unique_ptr<MetaDataFileLock> proof = CreateMetaDataLock(MetaDataFileLock::LockNone);
-    auto* section = dynamic_cast<CRecordSection*>(&wRecord(handle));
+    std::unique_ptr<MetaDataFileLock> proof = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockNone);
+    auto* section = dynamic_cast<CRecordSection*>(&m_Tree.wRecord(handle));
     if (!proof || section == nullptr) {
-      CloseRecord(handle, true);
+      m_Tree.CloseRecord(handle, true);
       return false;
     }
     const CheckRecordRet answer =
@@ -126,21 +131,21 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
     if (answer.Ok) {
       if (!WriteAnswer(writer, entry, answer, timeToStop)) result = false;
       totals.Add(answer.Duration, answer.Size, answer.Date);
-      if (!SaveMetaDataMeasurement(proof.get(), metaData, true)) result = false;
+      if (!m_Tree.SaveMetaDataMeasurement(proof.get(), metaData, true)) result = false;
       if (answer.FailedChannels.size() == section->ChannelCount()) empty.push_back(id);
     } else {
       result = false;
     }
     // Released now, the lock file that a crash left behind goes with it.
     proof.reset();
-    CloseRecord(handle, true);
+    m_Tree.CloseRecord(handle, true);
   }
 
   if (result && empty.size() == records.size() - gone.size()) {
     // Nothing of the measurement holds a sample: it goes, files and all.
-    const bool started = !m_Editing && StartEditing();
-    DeleteRecords(DeleteWithMetaData);
-    if (started) StopEditing();
+    const bool started = !m_Tree.m_Editing && m_Tree.StartEditing();
+    m_Tree.DeleteRecords(Tree::DeleteWithMetaData);
+    if (started) m_Tree.StopEditing();
     return true;
   }
   if (!result) return false;
@@ -154,12 +159,12 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
   for (const CRecordId& id : gone) writer.RemoveRecord(id.RecordId());
   for (const CRecordId& id : empty) writer.RemoveRecord(id.RecordId());
 
-  std::unique_ptr<MetaDataFileLock> lock = CreateMetaDataLock(MetaDataFileLock::LockWait);
+  std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
   if (!lock) return false;
-  RecordEndUp_t line;
+  Tree::RecordEndUp_t line;
   std::u16string signalFileName;
   reader.UserName(line.UserName);
-  if (!SaveMetaDataMeasurement(lock.get(), metaData, true) ||
+  if (!m_Tree.SaveMetaDataMeasurement(lock.get(), metaData, true) ||
       !reader.ProjectName(line.ProjectName) || !reader.MeasurementName(line.MeasurementName) ||
       !reader.SignalFileName(signalFileName)) {
     errors.push_back(head + " unable to update metadata measurement file");
@@ -170,7 +175,7 @@ bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
     recordStore.DeleteDirectoryTree(tree::JoinPath(measurement, id.IdToRecordName(), recordStore));
   line.SignalFileName = CRecordId(CRecordId::RecordNameToId(signalFileName)).IdToRecordNameBase();
   line.Date = totals.Date;
-  line.RemoteMirror = m_RemoteMirror;
+  line.RemoteMirror = m_Tree.m_RemoteMirror;
   repaired.push_back(line);
   return true;
 }

@@ -1,7 +1,7 @@
 // The end-up: the walk over a directory of measurements that finds those a crash
 // left unfinished, by the host's ".zff" header still lying beside their metadata,
 // repairs each and renames its header, so that the next walk passes it over.
-#include <zsff/RecordSignalTree.h>
+#include "tree/RecordEndUp.h"
 
 #include <mutex>
 
@@ -12,11 +12,13 @@
 
 namespace zsff {
 
-bool CRecordSignalTree::RecordEndUp(const std::u16string& directory,
-                                    std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
-                                    std::vector<RecordEndUp_t>& repaired,
-                                    std::vector<std::string>& errors) {
-  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
+using Tree = CRecordSignalTree;
+
+bool CRecordEndUp::RecordEndUp(const std::u16string& directory,
+                               std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
+                               std::vector<Tree::RecordEndUp_t>& repaired,
+                               std::vector<std::string>& errors) {
+  std::lock_guard<CCriticalSectionWrapper> guard(Tree::m_cs);
   if (!fileAccess) {
     if (remote) {
       errors.push_back("Error no file access object");
@@ -38,23 +40,23 @@ bool CRecordSignalTree::RecordEndUp(const std::u16string& directory,
   return result;
 }
 
-bool CRecordSignalTree::EndUpMeasurement(const std::u16string& path,
-                                         const std::shared_ptr<CAbstractFileAccess>& fileAccess,
-                                         bool remote, std::vector<RecordEndUp_t>& repaired,
-                                         std::vector<std::string>& errors) {
-  std::lock_guard<CCriticalSectionWrapper> guard(m_cs);
+bool CRecordEndUp::EndUpMeasurement(const std::u16string& path,
+                                    const std::shared_ptr<CAbstractFileAccess>& fileAccess,
+                                    bool remote, std::vector<Tree::RecordEndUp_t>& repaired,
+                                    std::vector<std::string>& errors) {
+  std::lock_guard<CCriticalSectionWrapper> guard(Tree::m_cs);
   CAbstractFileAccess& access = *fileAccess;
   const std::shared_ptr<CAbstractFileAccess> store = remote ? fileAccess : nullptr;
   const std::u16string::size_type slash = path.find_last_of(u"/\\");
   const std::u16string parent = slash == std::u16string::npos ? u"" : path.substr(0, slash);
   const std::u16string name = tree::LastPathComponent(path);
-  if (!GetSignalDirectoryInfo(parent, name, store, false).Valid) return true;
+  if (!Tree::GetSignalDirectoryInfo(parent, name, store, false).Valid) return true;
   // On a store only directories named after a record are measurements; on the
   // local disk the name is the user's.
   if (remote && CRecordId(CRecordId::RecordNameToId(name)).RecordBase() == 0) return true;
 
-  std::unique_ptr<CRecordSignalTree> tree =
-      OpenSignalTree(parent, name, TreeOpenRead, store, remote, u"", false);
+  std::unique_ptr<Tree> tree =
+      Tree::OpenSignalTree(parent, name, Tree::TreeOpenRead, store, remote, u"", false);
   if (!tree) {
     errors.push_back("Unable to open signal record tree: " + WideToUtf8(path));
     return false;
@@ -64,7 +66,7 @@ bool CRecordSignalTree::EndUpMeasurement(const std::u16string& path,
       tree::JoinPath(path, Utf8ToWide(names::HeaderFileName(base)), access);
   if (!access.FileExists(header)) return true;
 
-  bool result = tree->CheckRecords(repaired, errors, true, false);
+  bool result = CRecordEndUp(*tree).CheckRecords(repaired, errors, true, false);
   // A measurement that held nothing went with its header: nothing to finish.
   if (access.FileExists(header) &&
       !access.RenameFile(

@@ -12,6 +12,7 @@
 #include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"
 #include "tree/RecordDeletion.h"
+#include "tree/RecordEndUp.h"
 #include "tree/RecordStates.h"
 #include "tree/TreeMarkers.h"
 #include "tree/TreeNotices.h"
@@ -288,6 +289,28 @@ void CRecordSignalTree::CompressSampleBlock(void* destination, unsigned long lon
                                             double& maximum) {
   reduction::ReduceBlock(destination, capacity, source, samples, factor, format, missing, minimum,
                          maximum);
+}
+
+// --- End-up after a crash, handed to its own class ------------------------------------
+
+bool CRecordSignalTree::RecordEndUp(const std::u16string& directory,
+                                    std::shared_ptr<CAbstractFileAccess>& fileAccess, bool remote,
+                                    std::vector<RecordEndUp_t>& repaired,
+                                    std::vector<std::string>& errors) {
+  return CRecordEndUp::RecordEndUp(directory, fileAccess, remote, repaired, errors);
+}
+
+bool CRecordSignalTree::EndUpMeasurement(const std::u16string& path,
+                                         const std::shared_ptr<CAbstractFileAccess>& fileAccess,
+                                         bool remote, std::vector<RecordEndUp_t>& repaired,
+                                         std::vector<std::string>& errors) {
+  return CRecordEndUp::EndUpMeasurement(path, fileAccess, remote, repaired, errors);
+}
+
+bool CRecordSignalTree::CheckRecords(std::vector<RecordEndUp_t>& repaired,
+                                     std::vector<std::string>& errors, bool checkAll,
+                                     bool testDirectories) {
+  return CRecordEndUp(*this).CheckRecords(repaired, errors, checkAll, testDirectories);
 }
 
 // --- Deleting and cleaning, handed to the tree's deletions ----------------------------

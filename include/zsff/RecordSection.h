@@ -217,9 +217,9 @@ class CRecordSection : public CAbstractRecordSection {
   friend class CSectionReader;
   friend class CSectionRecorder;
   friend class CSectionSurgery;
-  friend class CRecordDeletion;    // empties a record with a section of its own
-  friend class CTreeRecords;       // makes the tree's sections
-  friend class CRecordSignalTree;  // checks its records at the end-up
+  friend class CRecordDeletion;  // empties a record with a section of its own
+  friend class CTreeRecords;     // makes the tree's sections
+  friend class CRecordEndUp;     // checks the records of a measurement at the end-up
   friend class zsff_test::RecordSectionProbe;
 
   using ChannelMap = std::map<CChannelID, std::unique_ptr<CChannel>>;

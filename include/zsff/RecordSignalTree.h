@@ -46,6 +46,7 @@ class CMeasurementFile;
 class CMeasurementUpdate;
 class CRecordSectionOwner;
 class CRecordDeletion;
+class CRecordEndUp;
 class CRecordStates;
 class CRecordTransfer;
 class CTreeMarkers;
@@ -308,7 +309,7 @@ class CRecordSignalTree {
                                   unsigned long long factor, SampleFormat_t format,
                                   unsigned long long& missing, double& minimum, double& maximum);
 
-  // ---- End-up after a crash (RecordEndUp.cpp, CheckRecords.cpp) -------------------
+  // ---- End-up after a crash (CRecordEndUp) ----------------------------------------
 
   // Repairs every unfinished measurement (one whose "<base>.zff" header is still
   // there) among the sub-directories of `directory`, on the remote store when
@@ -486,8 +487,7 @@ class CRecordSignalTree {
   // name. `localOnly` leaves the remote store out. Refused (false, nothing copied)
   // while a record of the measurement is recorded or read; the first failure ends
   // the copy with false, leaving what was copied.
-  bool CopyRecords(const std::u16string& source, const std::u16string& destination,
-                   bool localOnly);
+  bool CopyRecords(const std::u16string& source, const std::u16string& destination, bool localOnly);
   // Sends the local records to the remote store, all of them (0) or those with
   // `recordNumber`; with all of them, the measurement's own files too (except the
   // lock file and a ".zwarn" warning, which belong to this disk). False without a
@@ -526,6 +526,7 @@ class CRecordSignalTree {
   friend class CRecordSection;  // takes the tree's side for sections from m_SectionOwner
   friend class CMeasurementFile;
   friend class CRecordDeletion;
+  friend class CRecordEndUp;
   friend class CMeasurementUpdate;
   friend class CRecordStates;
   friend class CRecordTransfer;
