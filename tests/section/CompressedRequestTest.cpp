@@ -16,9 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "TempDir.h"
-#include "foundation/LocalFileAccess.h"
-#include "section/RecordSectionProbe.h"
+#include "section/ViewTestSupport.h"
 #include "support/ViewExpectations.h"
 
 namespace fs = std::filesystem;
@@ -26,15 +24,12 @@ using namespace zsff;
 using zsff_test::ChannelMetaData;
 using zsff_test::ExpectView;
 using zsff_test::Extremes;
-using zsff_test::FakeTree;
-using zsff_test::RecordSectionProbe;
-using zsff_test::TempDir;
 using zsff_test::TriangleSample;
+using zsff_test::View;
 using zsff_test::Window;
 
 namespace {
 
-const CRecordId kRecord(1000, 1);
 const CChannelID kData(1, 0, 77);
 const CChannelID kTrigger(2, 0, 77);
 constexpr float kRate = 1024.0f;
@@ -48,11 +43,9 @@ std::string Narrow(const std::u16string& text) { return std::string(text.begin()
 // Long stretches of a trigger level below and above 0.
 float TriggerSample(unsigned long long i) { return (i / 20000) % 2 == 0 ? -2.0f : 3.0f; }
 
-class CompressedRequest : public ::testing::Test {
+class CompressedRequest : public zsff_test::ViewTest {
  protected:
   void SetUp() override {
-    store = std::make_shared<CLocalFileAccess>();
-    tree = std::make_unique<FakeTree>(store, dir.Wide());
     data.resize(kSamples);
     trigger.resize(kSamples);
     for (unsigned long long i = 0; i < kSamples; ++i) {
@@ -60,16 +53,13 @@ class CompressedRequest : public ::testing::Test {
       trigger[i] = TriggerSample(i);
     }
 
-    auto writer = RecordSectionProbe::Open(tree->Owner(), dir.Wide(), kRecord,
-                                           CAbstractRecordSection::OpenCreate, store.get());
+    auto writer = OpenForWriting();
     ASSERT_TRUE(writer->AddChannel(kData, ChannelMetaData(kRate)));
     MetaDataContainer triggerMetaData = ChannelMetaData(kRate);
     CMetaDataChannelWriter(triggerMetaData).Type("Trigger");
     ASSERT_TRUE(writer->AddChannel(kTrigger, triggerMetaData));
     ASSERT_TRUE(writer->ArmRecord(0.0, PartLengthShort, false));
-    TAG_RECORD_INFO info;
-    info.AbsoluteDate = 132000000000000000LL;
-    ASSERT_TRUE(writer->StartRecord({{kData, info}, {kTrigger, info}}));
+    ASSERT_TRUE(Start(*writer, {kData, kTrigger}));
     // Blocks of a multiple of 32 samples, as hosts deliver them: each block closes
     // its own first-level group, so other sizes would shift the pyramid against
     // the samples. 150000 isn't a multiple: the last block is short.
@@ -88,27 +78,6 @@ class CompressedRequest : public ::testing::Test {
     return dir.Path() / "Record_1000_1" / Narrow(id.ToFilePath());
   }
 
-  std::unique_ptr<CRecordSection> OpenForReading() {
-    return RecordSectionProbe::Open(tree->Owner(), dir.Wide(), kRecord,
-                                    CAbstractRecordSection::OpenRead, store.get(), false, 2);
-  }
-
-  // Requests and fetches a view in recorded units; empty when either step fails.
-  static std::vector<float> View(CRecordSection& section, const CChannelID& id, float start,
-                                 float stop, unsigned long long points) {
-    if (!section.RequestCompressedSignal(id, start, stop, points, false)) return {};
-    const CompressedSignalInfo_t info = section.GetCompressedSignalInfo(id);
-    std::vector<float> view(std::max(info.Size, 2 * points));
-    if (section.GetCompressedSignal(id, view.data(), SampleReadRecorded) != CompressReady) {
-      return {};
-    }
-    view.resize(section.GetCompressedSignalInfo(id).Size);
-    return view;
-  }
-
-  TempDir dir;
-  std::shared_ptr<CLocalFileAccess> store;
-  std::unique_ptr<FakeTree> tree;
   std::vector<float> data;
   std::vector<float> trigger;
 };

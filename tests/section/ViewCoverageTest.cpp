@@ -3,41 +3,27 @@
 // pyramid's pairs cover fewer samples each than the factor (blocks that aren't a
 // multiple of it), or raw samples are reduced by a factor that doesn't divide the
 // part. A spike planted in each such tail must show in the view.
-#include <gtest/gtest.h>
-#include <zsff/RecordSection.h>
-
 #include <algorithm>
-#include <memory>
 #include <vector>
 
-#include "TempDir.h"
-#include "foundation/LocalFileAccess.h"
-#include "section/RecordSectionProbe.h"
+#include "section/ViewTestSupport.h"
 
 using namespace zsff;
 using zsff_test::ChannelMetaData;
-using zsff_test::FakeTree;
-using zsff_test::RecordSectionProbe;
-using zsff_test::TempDir;
 
 namespace {
 
-const CRecordId kRecord(1000, 1);
 const CChannelID kChannel(1, 0, 77);
 
-TEST(ViewCoverage, SpikesInTheTailsOfPartsAndRecordShowInTheView) {
-  TempDir dir;
-  auto store = std::make_shared<CLocalFileAccess>();
-  FakeTree tree(store, dir.Wide());
+using ViewCoverage = zsff_test::ViewTest;
+
+TEST_F(ViewCoverage, SpikesInTheTailsOfPartsAndRecordShowInTheView) {
   // 10 kHz in a ring of 60 s: parts of 4 s, 40000 samples; 9 s fill three parts.
-  auto writer = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
-                                         CAbstractRecordSection::OpenCreate, store.get());
+  auto writer = OpenForWriting();
   ASSERT_TRUE(writer->AddChannel(kChannel, ChannelMetaData(10000.0f)));
   ASSERT_TRUE(writer->ArmRecord(60.0, PartLengthAuto, false));
   ASSERT_EQ(writer->PartLength(), 4.0);
-  TAG_RECORD_INFO info;
-  info.AbsoluteDate = 132000000000000000LL;
-  ASSERT_TRUE(writer->StartRecord({{kChannel, info}}));
+  ASSERT_TRUE(Start(*writer, {kChannel}));
   std::vector<float> samples(90000, 0.0f);
   // Highs at the last sample of each part, lows a little before, all in what an
   // even share of 100 points leaves over at the end of a part.
@@ -52,21 +38,17 @@ TEST(ViewCoverage, SpikesInTheTailsOfPartsAndRecordShowInTheView) {
   }
   ASSERT_TRUE(writer->StopRecord());
 
-  auto reader = RecordSectionProbe::Open(tree.Owner(), dir.Wide(), kRecord,
-                                         CAbstractRecordSection::OpenRead, store.get(), false, 2);
+  auto reader = OpenForReading();
   // 100 points take the first pyramid level; 4000 points reduce raw samples by
   // 22, which doesn't divide a part.
   for (const unsigned long long points : {100ULL, 4000ULL}) {
     SCOPED_TRACE(points);
-    ASSERT_TRUE(reader->RequestCompressedSignal(kChannel, 0.0f, 9.0f, points, false));
-    const unsigned long long size = reader->GetCompressedSignalInfo(kChannel).Size;
+    const std::vector<float> view = zsff_test::View(*reader, kChannel, 0.0f, 9.0f, points);
+    ASSERT_FALSE(view.empty());
     // Each part's piece keeps its own share of points: 44, 44 and 11 of 100.
     if (points == 100) {
-      EXPECT_EQ(size, 2u * 99);
+      EXPECT_EQ(view.size(), 2u * 99);
     }
-    std::vector<float> view(size);
-    ASSERT_EQ(reader->GetCompressedSignal(kChannel, view.data(), SampleReadRecorded),
-              CompressReady);
     for (const auto& spike : spikes) {
       EXPECT_NE(std::find(view.begin(), view.end(), spike.value), view.end())
           << "the spike at sample " << spike.index;
