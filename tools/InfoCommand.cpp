@@ -11,6 +11,7 @@
 #include "EditMeasurement.h"
 #include "Format.h"
 #include "InfoJson.h"
+#include "ListingArguments.h"
 #include "MarkerListing.h"
 #include "Measurement.h"
 #include "MetaDataVisit.h"
@@ -218,13 +219,10 @@ void PrintText(const MeasurementSummary& m) {
 }  // namespace
 
 int RunInfo(const std::vector<std::string>& args) {
-  const Command& command = *FindCommand("info");
   Arguments arguments;
-  int code = ExitOk;
-  if (!ParseDirectoryArguments(command, args, {{"json", false}}, arguments, code)) return code;
-  std::string error;
   MeasurementSummary measurement;
-  if (!LoadMeasurement(arguments.Positional().front(), measurement, error)) return Fail(error);
+  int code = ExitOk;
+  if (!ParseAndLoadMeasurement("info", args, arguments, measurement, code)) return code;
   if (arguments.Has("json")) {
     std::printf("%s\n", MeasurementToJson(measurement).c_str());
   } else {

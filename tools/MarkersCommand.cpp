@@ -16,6 +16,7 @@
 #include "EditMeasurement.h"
 #include "Format.h"
 #include "InfoJson.h"
+#include "ListingArguments.h"
 #include "MarkerListing.h"
 #include "Measurement.h"
 #include "OpenTree.h"
@@ -97,13 +98,10 @@ int RunMark(const std::vector<std::string>& args) {
 }
 
 int RunMarkers(const std::vector<std::string>& args) {
-  const Command& command = *FindCommand("markers");
   Arguments arguments;
-  int code = ExitOk;
-  if (!ParseDirectoryArguments(command, args, {{"json", false}}, arguments, code)) return code;
-  std::string error;
   MeasurementSummary measurement;
-  if (!LoadMeasurement(arguments.Positional().front(), measurement, error)) return Fail(error);
+  int code = ExitOk;
+  if (!ParseAndLoadMeasurement("markers", args, arguments, measurement, code)) return code;
   if (!measurement.MarkersError.empty()) return Fail(measurement.MarkersError);
   if (arguments.Has("json")) {
     std::printf("%s\n", MarkersToJson(measurement.Markers).c_str());
