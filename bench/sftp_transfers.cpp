@@ -8,6 +8,7 @@
 // comparison is of the work on the way, not of the disk. The ratios of the
 // library's throughput to the tool's are printed at the end.
 #include <benchmark/benchmark.h>
+#include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/RecordSignalTree.h>
 
@@ -113,6 +114,15 @@ class Setting {
       if (!section.StopRecord()) std::abort();
       tree->CloseRecord(handle, true);
     }
+    // The names a host gives its measurement, which the check of a download reads.
+    zsff::MetaDataContainer metaData;
+    if (!tree->LoadMetaDataMeasurement(metaData)) std::abort();
+    zsff::CMetaDataMeasurementWriter writer(metaData);
+    writer.ProjectName(u"Bench");
+    writer.MeasurementName(u"m");
+    writer.SignalFileName(tree->RecordNameBase() + u".zff");
+    auto lock = tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait);
+    if (!lock || !tree->SaveMetaDataMeasurement(lock.get(), metaData, true)) std::abort();
     for (const auto& entry : fs::recursive_directory_iterator(Measurement()))
       if (entry.is_regular_file()) m_Bytes += entry.file_size();
   }
@@ -185,7 +195,11 @@ void BM_DownloadRecords(benchmark::State& state) {
                                      s.Store(), true, Wide(s.Base()), false);
     std::vector<std::u16string> messages;
     std::set<unsigned int> codes;
-    if (!tree || !tree->DownloadRecords(messages, codes, false, 0)) std::abort();
+    if (!tree || !tree->DownloadRecords(messages, codes, false, 0)) {
+      for (const std::u16string& message : messages)
+        std::fprintf(stderr, "%s\n", std::string(message.begin(), message.end()).c_str());
+      std::abort();
+    }
   });
   setting.KeepOffered();
 }
