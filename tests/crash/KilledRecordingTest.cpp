@@ -56,7 +56,7 @@ TEST(KilledRecording, EndUpKeepsEverythingHandedOverBeforeTheKill) {
         std::chrono::microseconds(std::uniform_int_distribution<int>(0, 500)(random));
 
     TempDir dir;
-    RecordingChild child(dir.Path(), kPlan, [](zsff::CRecordSignalTree&, int) {});
+    RecordingChild child(dir.Path(), kPlan);
     for (unsigned int word = 0; word < words; ++word) {
       const char said = child.Next();
       if (said == 0 || said == RecordingChild::kFinished) break;

@@ -14,9 +14,7 @@ char BlockWord(std::size_t record, std::size_t channel) {
 
 }  // namespace
 
-RecordingChild::RecordingChild(
-    const std::filesystem::path& parent, const WorkloadPlan& plan,
-    const std::function<void(zsff::CRecordSignalTree&, int pipe)>& prepare)
+RecordingChild::RecordingChild(const std::filesystem::path& parent, const WorkloadPlan& plan)
     : m_Plan(plan), m_Handed(plan) {
   const pid_t child = fork();
   if (child < 0) {
@@ -26,9 +24,8 @@ RecordingChild::RecordingChild(
   if (child == 0) {
     m_Pipe.KeepSendingEnd();
     Signal& pipe = m_Pipe;
-    const int pipeEnd = pipe.SendingEnd();
     const bool recorded = RecordWorkload(
-        parent, plan, [&](zsff::CRecordSignalTree& tree) { prepare(tree, pipeEnd); },
+        parent, plan, [](zsff::CRecordSignalTree&) {},
         [&](std::size_t record, int channel) {
           return pipe.Send(channel < 0 ? kStep
                                        : BlockWord(record, static_cast<std::size_t>(channel)));

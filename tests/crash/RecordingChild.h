@@ -6,7 +6,6 @@
 #include <sys/types.h>
 
 #include <filesystem>
-#include <functional>
 
 #include "crash/Workload.h"
 #include "support/ChildProcess.h"
@@ -19,12 +18,10 @@ class RecordingChild {
   static constexpr char kStep = 'p';      // another step of the recording
   static constexpr char kFinished = 'f';  // the recording is done
   static constexpr char kFailed = 'x';    // a step of the library failed
-  static constexpr char kStopped = 's';   // a StoppingFileAccess stopped it
 
-  // Forks the child, which runs `prepare` on its tree (with the write end of
-  // the pipe), records `plan` into `parent`, and then waits to be killed.
-  RecordingChild(const std::filesystem::path& parent, const WorkloadPlan& plan,
-                 const std::function<void(zsff::CRecordSignalTree&, int pipe)>& prepare);
+  // Forks the child, which records `plan` into `parent` and then waits to be
+  // killed.
+  RecordingChild(const std::filesystem::path& parent, const WorkloadPlan& plan);
   RecordingChild(const RecordingChild&) = delete;
   RecordingChild& operator=(const RecordingChild&) = delete;
 

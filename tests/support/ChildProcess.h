@@ -28,8 +28,6 @@ class Signal {
   Signal& operator=(const Signal&) = delete;
 
   void KeepSendingEnd() { CloseEnd(0); }
-  // The descriptor a helper of the sending side writes to.
-  int SendingEnd() const { return m_Fds[1]; }
   void KeepReceivingEnd() { CloseEnd(1); }
   bool Send(char byte = 1) {
     ssize_t written;

@@ -14,6 +14,7 @@
 #include <sstream>
 
 #include "support/FaultInjectingFileAccess.h"
+#include "support/ChangeHookFileAccess.h"
 #include "tree/SurgeryTestSupport.h"
 
 using namespace zsff;
@@ -157,64 +158,6 @@ class NothingHalfDone : public TreeTest, public ::testing::WithParamInterface<Sc
 TempDir* NothingHalfDone::s_Template = nullptr;
 std::string NothingHalfDone::s_Before;
 
-// Forwards to the local store and, once armed, stops the process for good at its
-// n-th change to the store, after telling the parent through a pipe.
-class StoppingStore : public ForwardingFileAccess {
- public:
-  StoppingStore(unsigned long stopAt, int pipe)
-      : ForwardingFileAccess(std::make_shared<CLocalFileAccess>()), m_StopAt(stopAt), m_Pipe(pipe) {}
-  bool armed = false;
-
-  bool OpenFile(const std::string& path, FileOpenMode_t mode, unsigned int& handle) override {
-    if (mode != FileModeRead) Change();
-    return ForwardingFileAccess::OpenFile(path, mode, handle);
-  }
-  bool OpenFile(const std::u16string& path, FileOpenMode_t mode, unsigned int& handle) override {
-    if (mode != FileModeRead) Change();
-    return ForwardingFileAccess::OpenFile(path, mode, handle);
-  }
-  bool WriteFile(unsigned int handle, const void* buffer, unsigned int size,
-                 unsigned int& written) override {
-    Change();
-    return ForwardingFileAccess::WriteFile(handle, buffer, size, written);
-  }
-  bool DeleteFile(const std::string& path) override {
-    Change();
-    return ForwardingFileAccess::DeleteFile(path);
-  }
-  bool DeleteFile(const std::u16string& path) override {
-    Change();
-    return ForwardingFileAccess::DeleteFile(path);
-  }
-  bool DeleteDirectoryTree(const std::u16string& path) override {
-    Change();
-    return ForwardingFileAccess::DeleteDirectoryTree(path);
-  }
-  bool RenameFile(const std::u16string& from, const std::u16string& to) override {
-    Change();
-    return ForwardingFileAccess::RenameFile(from, to);
-  }
-  bool ReplaceFile(const std::u16string& from, const std::u16string& to) override {
-    Change();
-    return ForwardingFileAccess::ReplaceFile(from, to);
-  }
-  bool CreateDirectory(const std::u16string& path) override {
-    Change();
-    return ForwardingFileAccess::CreateDirectory(path);
-  }
-
- private:
-  void Change() {
-    if (!armed || ++m_Changes != m_StopAt) return;
-    const char stopped = 's';
-    (void)!write(m_Pipe, &stopped, 1);
-    for (;;) pause();
-  }
-  unsigned long m_StopAt;
-  int m_Pipe;
-  unsigned long m_Changes = 0;
-};
-
 TEST_P(NothingHalfDone, KilledAtEachChangeToTheStore) {
   ASSERT_FALSE(s_Before.empty());
   {
@@ -231,9 +174,10 @@ TEST_P(NothingHalfDone, KilledAtEachChangeToTheStore) {
       if (child == 0) {
         close(pipe[0]);
         auto tree = OpenEditing(parent);
-        auto store = std::make_shared<StoppingStore>(stopAt, pipe[1]);
+        auto store = std::make_shared<ChangeHookFileAccess>(
+            ChangeHookFileAccess::StopProcessAt(stopAt, pipe[1]));
         RecordSignalTreeProbe::UseStore(*tree, store);
-        store->armed = true;
+        store->Arm();
         scenario.run(*tree);
         const char finished = 'f';
         (void)!write(pipe[1], &finished, 1);
@@ -241,7 +185,7 @@ TEST_P(NothingHalfDone, KilledAtEachChangeToTheStore) {
       }
       close(pipe[1]);
       char said = 0;
-      const bool stopped = read(pipe[0], &said, 1) == 1 && said == 's';
+      const bool stopped = read(pipe[0], &said, 1) == 1 && said == ChangeHookFileAccess::kStopped;
       close(pipe[0]);
       kill(child, SIGKILL);
       waitpid(child, nullptr, 0);
