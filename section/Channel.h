@@ -289,6 +289,9 @@ class CChannel {
   // Fills the lengths of `check` for the parts `first` to `last`, which the
   // temporary record file is told too.
   void FillCheck(ChannelCheck_t& check, unsigned short first, unsigned short last);
+  // The parts, length and size of the part files on disk, into `check`; false
+  // (and `check` untouched) when there are none.
+  bool TakePartsOnDisk(ChannelCheck_t& check);
   // Moves the record's start past the parts a ring dropped, as the part files
   // left on disk show them, into `check`.
   void CheckRingParts(ChannelCheck_t& check);

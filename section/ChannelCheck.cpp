@@ -30,8 +30,14 @@ void CChannel::FillCheck(ChannelCheck_t& check, unsigned short first, unsigned s
 ChannelCheck_t CChannel::CheckChannel(const MetaDataFileLock* lock) {
   ChannelCheck_t check;
   if (!m_TmpRecordFile->Exists()) {
-    // A closed record: its metadata is already the truth.
-    if (m_TmpRecordFile->IsValid()) FillCheck(check, m_SignalParts.FirstPart, m_SignalParts.LastPart);
+    // A closed channel: its metadata is already the truth. Its parts and length
+    // are too, unless the record's entry never got them (no duration): a stop cut
+    // short after it closed its channels leaves the entry as the start made it,
+    // and only the part files on disk tell what the record holds.
+    if (m_TmpRecordFile->IsValid()) {
+      FillCheck(check, m_SignalParts.FirstPart, m_SignalParts.LastPart);
+      if (m_Duration == 0.0 && TakePartsOnDisk(check)) TakeParts(check.FirstPart, check.LastPart);
+    }
     check.Ok = true;
     return check;
   }
@@ -59,15 +65,14 @@ ChannelCheck_t CChannel::CheckChannel(const MetaDataFileLock* lock) {
   return check;
 }
 
-void CChannel::CheckRingParts(ChannelCheck_t& check) {
-  // A ring drops its oldest parts after the temporary file was last written: the
-  // files left on disk tell which parts the record still has.
+bool CChannel::TakePartsOnDisk(ChannelCheck_t& check) {
   CAbstractFileAccess* access = m_Layout.FileAccess;
   std::vector<std::u16string> directories, files;
   if (access == nullptr ||
       !access->ListDirectory(m_Layout.Directory, directories, files,
-                             names::SignalPartFilePattern()))
-    return;
+                             names::SignalPartFilePattern()) ||
+      files.empty())
+    return false;
   unsigned short smallest = 65535, largest = 0;
   unsigned long long samples = 0, bytesWithPyramids = 0;
   const std::u16string separator = access->PathSeparatorW();
@@ -81,22 +86,27 @@ void CChannel::CheckRingParts(ChannelCheck_t& check) {
     samples += bytes / m_Layout.SampleSize;
     bytesWithPyramids += bytes + (bytes >> 4) + (bytes >> 9) + (bytes >> 14) + (bytes >> 19);
   }
-  if (files.empty()) return;
+  check.Size = bytesWithPyramids;
+  check.FirstPart = smallest;
+  check.LastPart = largest;
+  check.Duration = static_cast<double>(samples) / static_cast<double>(m_Layout.SamplingRate);
+  return true;
+}
 
+void CChannel::CheckRingParts(ChannelCheck_t& check) {
+  // A ring drops its oldest parts after the temporary file was last written: the
+  // files left on disk tell which parts the record still has.
   const unsigned short first = m_TmpRecordFile->Parts().first;
-  if (smallest > first) {
-    const double dropped = (smallest - first) * m_Layout.PartLength;
+  if (!TakePartsOnDisk(check)) return;
+  if (check.FirstPart > first) {
+    const double dropped = (check.FirstPart - first) * m_Layout.PartLength;
     TAG_RECORD_INFO info = m_TmpRecordFile->RecordInfo();
     info.AbsoluteDate += static_cast<long long>(dropped / 1e-7);
     info.RelativeDate +=
         static_cast<long long>(static_cast<double>(m_Layout.SamplingRate) * dropped) << 16;
     m_TmpRecordFile->SetRecordInfo(info);
   }
-  check.Size = bytesWithPyramids;
-  check.FirstPart = smallest;
-  check.LastPart = largest;
-  check.Duration = static_cast<double>(samples) / static_cast<double>(m_Layout.SamplingRate);
-  m_TmpRecordFile->SetParts(smallest, largest);
+  m_TmpRecordFile->SetParts(check.FirstPart, check.LastPart);
 }
 
 }  // namespace zsff
