@@ -295,6 +295,9 @@ class CChannel {
   // Moves the record's start past the parts a ring dropped, as the part files
   // left on disk show them, into `check`.
   void CheckRingParts(ChannelCheck_t& check);
+  // Builds `part`'s pyramid anew from its samples when a level misses pairs that
+  // its samples make; false when that failed.
+  bool MendPyramid(unsigned short part);
   // The reader's and the writer's lengths taken anew from their files, failures
   // told in the error text; a reader that `mayLag` behind a growing part-wise
   // record doesn't count as failing.

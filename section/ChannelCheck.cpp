@@ -58,7 +58,9 @@ ChannelCheck_t CChannel::CheckChannel(const MetaDataFileLock* lock) {
     CheckRingParts(check);
   }
 
-  if (lock != nullptr && UpdateChannelMetaData(metaData)) {
+  // The temporary file goes last, so that a crash before leaves all of it to be
+  // done again.
+  if (lock != nullptr && MendPyramid(check.LastPart) && UpdateChannelMetaData(metaData)) {
     m_TmpRecordFile->Delete();
     check.Ok = true;
   }

@@ -47,6 +47,18 @@ unsigned long long ChannelLayout::SamplesPerPart() const {
   return static_cast<unsigned long long>(static_cast<double>(SamplingRate) * PartLength + 0.01);
 }
 
+int ChannelLayout::PyramidLevels() const {
+  if (PartLength == 0.0) return CCompressedSignalFileWriter::kMaxLevels;
+  unsigned long long samples = static_cast<unsigned long long>(SamplingRate * PartLength);
+  int levels = 0;
+  while (levels < CCompressedSignalFileWriter::kMaxLevels &&
+         samples % CCompressedSignalFileWriter::kCompressionFactor == 0) {
+    samples /= CCompressedSignalFileWriter::kCompressionFactor;
+    ++levels;
+  }
+  return levels;
+}
+
 std::string ChannelLayout::PartName(unsigned short part) const {
   return RecordId.IdToSignalPartName_utf8(false, part);
 }

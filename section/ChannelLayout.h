@@ -60,6 +60,9 @@ struct ChannelLayout {
 
   // Samples of a full part, truncated.
   unsigned long long SamplesPerPart() const;
+  // Levels of the pyramid of each part: only those whose pairs a whole part fills
+  // exactly, so that no pair straddles two parts; all of them without parts.
+  int PyramidLevels() const;
   // 100 ns ticks between two samples.
   double TicksPerSample() const { return 1.0 / (static_cast<double>(SamplingRate) * 1e-7); }
   std::string PartName(unsigned short part) const;

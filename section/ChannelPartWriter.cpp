@@ -39,20 +39,10 @@ void CChannelPartWriter::Begin(unsigned short part) {
 
 bool CChannelPartWriter::Arm(double maxLength) {
   if (!m_Signal) return false;
-  const double rate = m_Layout.SamplingRate;
-  const double partLength = m_Layout.PartLength;
-  m_Layout.MaxRecordSamples = static_cast<unsigned long long>(rate * maxLength);
+  m_Layout.MaxRecordSamples = static_cast<unsigned long long>(m_Layout.SamplingRate * maxLength);
 
-  // A pyramid level is kept only if a whole part fills its pairs exactly, so
-  // that no pair of a level straddles two parts.
-  if (partLength != 0.0 && m_Pyramid) {
-    unsigned long long samples = static_cast<unsigned long long>(rate * partLength);
-    int levels = 0;
-    while (levels < CCompressedSignalFileWriter::kMaxLevels &&
-           samples % CCompressedSignalFileWriter::kCompressionFactor == 0) {
-      samples /= CCompressedSignalFileWriter::kCompressionFactor;
-      ++levels;
-    }
+  if (m_Pyramid) {
+    const int levels = m_Layout.PyramidLevels();
     if (levels < CCompressedSignalFileWriter::kMaxLevels) m_Pyramid->SetNumberOfLevels(levels);
   }
 

@@ -51,12 +51,15 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     // Checked again as the record's entry still stands: a crash came after the
     // channels were finished (by a stop or an end-up) and before the entry was.
     bool again;
+    // The crash came between the last block's samples and its pyramid.
+    bool pyramidCut;
   } cases[] = {
-      {100000, false, false, 0.0, 0, 0, false, false},  // a look without writing can't pass
-      {100000, true, true, 100.0, 1, 0, false, false},
-      {100000, true, true, 100.0, 1, 0, false, true},
-      {0, true, true, 0.0, 0, 2, false, false},  // started, nothing written: both without signal
-      {0, true, true, 0.0, 0, 2, true, false},
+      {100000, false, false, 0.0, 0, 0, false, false, false},  // a look without writing can't pass
+      {100000, true, true, 100.0, 1, 0, false, false, false},
+      {100000, true, true, 100.0, 1, 0, false, true, false},
+      {100000, true, true, 100.0, 1, 0, false, false, true},
+      {0, true, true, 0.0, 0, 2, false, false, false},  // started, nothing written: both without signal
+      {0, true, true, 0.0, 0, 2, true, false, false},
   };
   for (const auto& c : cases) {
     TempDir dir;
@@ -66,6 +69,11 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     ASSERT_TRUE(fs::exists(tmp));
     if (c.secondNeverStarted) {
       ASSERT_TRUE(fs::remove(dir.Path() / "Record_1000_1" / "Channel_2_0_77" / "TmpRecord.zrm"));
+    }
+    // The last part's 36000 samples make 1125 pairs of 8 bytes.
+    const fs::path pyramid = tmp.parent_path() / "Part_1_1.zpr";
+    if (c.pyramidCut) {
+      fs::resize_file(pyramid, 4000);
     }
 
     auto lock = c.locked ? MetaDataLockIn(store, dir.Wide(), MetaDataFileLock::LockNone) : nullptr;
@@ -94,6 +102,9 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     EXPECT_EQ(result.Date, kStart);
     EXPECT_EQ(result.FailedChannels.size(), c.failed);
     EXPECT_EQ(channels, 2 - c.failed);
+    if (c.samples != 0) {
+      EXPECT_EQ(fs::file_size(pyramid), 9000u);
+    }
 
     // The channels' metadata now tells the length: the record is finished.
     section.reset();
