@@ -68,6 +68,22 @@ std::vector<Tree::RecordEndUp_t> EndUpAll(const fs::path& parent) {
   return repaired;
 }
 
+// Record `id` of measurement "m" in `parent` holds the ramp 0 .. count - 1 on
+// both channels.
+void ExpectRamp(const fs::path& parent, const CRecordId& id, std::size_t count) {
+  auto tree = Tree::OpenSignalTree(W(parent.string()), u"m", Tree::TreeOpenRead, kNoStore, false,
+                                   u"", false);
+  ASSERT_TRUE(tree);
+  int handle = tree->OpenRecord(id, Tree::TreeOpenRead, 0);
+  ASSERT_NE(handle, 0);
+  for (const CChannelID& channel : {kLeft, kRight}) {
+    const std::vector<float> samples = ReadAll(tree->wRecord(handle), channel);
+    ASSERT_EQ(samples.size(), count);
+    for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], i) << i;
+  }
+  tree->CloseRecord(handle, false);
+}
+
 class EndUp : public TreeTest {};
 
 TEST_F(EndUp, CrashedRecordIsFinishedWithEverySampleAndTheHeaderRenamed) {
@@ -95,17 +111,7 @@ TEST_F(EndUp, CrashedRecordIsFinishedWithEverySampleAndTheHeaderRenamed) {
   EXPECT_TRUE(MetaDataMeasurementReader(LoadMeasurement(measurement, 4301)).Duration(duration));
   EXPECT_DOUBLE_EQ(duration, (4096 + 5000) / kSurgeryRate);
 
-  auto tree =
-      Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"", false);
-  ASSERT_TRUE(tree);
-  int handle = tree->OpenRecord(CRecordId(4301, 2), Tree::TreeOpenRead, 0);
-  ASSERT_NE(handle, 0);
-  for (const CChannelID& channel : {kLeft, kRight}) {
-    const std::vector<float> samples = ReadAll(tree->wRecord(handle), channel);
-    ASSERT_EQ(samples.size(), 5000u);
-    for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], i) << i;
-  }
-  tree->CloseRecord(handle, false);
+  ExpectRamp(m_Dir.Path(), CRecordId(4301, 2), 5000);
 
   // Finished: the next walk passes it over.
   EXPECT_TRUE(EndUpAll(m_Dir.Path()).empty());
@@ -134,16 +140,7 @@ TEST_F(EndUp, AStopThatCouldNotCompleteAChannelLeavesTheRecordToTheEndUp) {
   EXPECT_TRUE(RecordList(m_Dir.Path() / "m", 4305).at(0).Recording());
 
   ASSERT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
-  tree = Tree::OpenSignalTree(m_Dir.Wide(), u"m", Tree::TreeOpenRead, kNoStore, false, u"", false);
-  ASSERT_TRUE(tree);
-  handle = tree->OpenRecord(CRecordId(4305, 1), Tree::TreeOpenRead, 0);
-  ASSERT_NE(handle, 0);
-  for (const CChannelID& channel : {kLeft, kRight}) {
-    const std::vector<float> samples = ReadAll(tree->wRecord(handle), channel);
-    ASSERT_EQ(samples.size(), 5000u);
-    for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], i) << i;
-  }
-  tree->CloseRecord(handle, false);
+  ExpectRamp(m_Dir.Path(), CRecordId(4305, 1), 5000);
 }
 
 TEST_F(EndUp, RecordsAndMeasurementsWithoutASampleGo) {
