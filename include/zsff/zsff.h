@@ -11,6 +11,7 @@
 #include <zsff/DummyRecordSection.h>
 #include <zsff/FileAccess.h>
 #include <zsff/MarkerId.h>
+#include <zsff/MemoryFileAccess.h>
 #include <zsff/MeasurementMetaData.h>
 #include <zsff/MetaDataAnalyzer.h>
 #include <zsff/MetaDataContainer.h>
