@@ -6,7 +6,10 @@
 // are the stored values; a second channel with a sensitivity and an offset
 // takes the arithmetic, in blocks of 65536 and in blocks of 4 MiB, larger than
 // a core's cache. The files sit in the page cache (every case reads them before
-// it is timed), so the figures are of the library's work.
+// it is timed), so the figures are of the library's work. The medians and their
+// ratios are printed at the end; run with
+//   --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+// to interleave the cases.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/MedianReporter.h"
 #include "bench/SineRecord.h"
 #include "foundation/TextConversion.h"
 
@@ -161,45 +165,31 @@ void BM_PlainRead(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * kChannelBytes);
 }
 
-BENCHMARK(BM_PlainRead)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
-BENCHMARK(BM_SectionRaw)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
-BENCHMARK(BM_SectionVolts)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
-BENCHMARK(BM_SectionVoltsScaled)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
-BENCHMARK(BM_SectionVoltsScaledLarge)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_PlainRead)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_SectionRaw)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_SectionVolts)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_SectionVoltsScaled)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_SectionVoltsScaledLarge)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
 
-// Prints the usual table, then each run's throughput in GB/s and the section's
-// reads as a share of the plain reads' (all move the same bytes per iteration).
-class RatioReporter : public benchmark::ConsoleReporter {
+// The medians over the repetitions of each run's throughput in GB/s and of the
+// section's reads as a share of the plain reads' (all move the same bytes per
+// iteration).
+class RatioReporter : public zsff_bench::MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      m_Runs.push_back(run);
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
-    const Run* plain = nullptr;
-    for (const Run& run : m_Runs) {
-      // Adjusted times are per iteration in the run's unit; one iteration is the channel.
-      const double seconds =
-          run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
-      std::printf("%-16s %.3f GB/s\n", run.benchmark_name().c_str(), kChannelBytes / seconds / 1e9);
-      if (run.benchmark_name().rfind("BM_PlainRead", 0) == 0) plain = &run;
-    }
-    if (plain == nullptr) return;
-    for (const Run& run : m_Runs) {
-      if (&run == plain) continue;
-      std::printf("%s / plain read(): %.3f of the throughput (wall), %.3f (CPU)\n",
-                  run.benchmark_name().c_str(),
-                  plain->GetAdjustedRealTime() / run.GetAdjustedRealTime(),
-                  plain->GetAdjustedCPUTime() / run.GetAdjustedCPUTime());
+    MedianReporter::Finalize();
+    PrintLoadAverage();
+    Medians plain;
+    const bool hasPlain = Find("BM_PlainRead/min_time:1.000/real_time", plain);
+    for (const auto& [name, run] : All()) {
+      std::printf("%-44s medians of %zu: %.3f GB/s", name.c_str(), run.Repetitions,
+                  kChannelBytes / run.Real / 1e9);
+      if (hasPlain)
+        std::printf(", %.3f of plain read() (wall), %.3f (CPU)", plain.Real / run.Real,
+                    plain.Cpu / run.Cpu);
+      std::printf("\n");
     }
   }
-
- private:
-  std::vector<Run> m_Runs;
 };
 
 }  // namespace

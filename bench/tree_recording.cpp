@@ -33,6 +33,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/MedianReporter.h"
 #include "bench/PlainWriteBaseline.h"
 
 namespace {
@@ -210,61 +211,33 @@ BENCHMARK(BM_ResidentSize)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime();
 
-// The console report, then for each run of the tree the median over the
-// repetitions of its time per iteration and of its plain writes', and their
-// ratio; then the resident sizes.
-class RatioReporter : public benchmark::ConsoleReporter {
+// For each run of the tree the median over the repetitions of its time per
+// iteration and of its plain writes', and their ratio; then the resident sizes.
+class RatioReporter : public zsff_bench::MedianReporter {
  public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      const double iterations = static_cast<double>(run.iterations);
-      Times& times = m_Times[run.run_name.str()];
-      times.Real.push_back(run.real_accumulated_time / iterations);
-      times.Cpu.push_back(run.cpu_accumulated_time / iterations);
-      for (const auto& counter : run.counters) m_Counters[counter.first] = counter.second;
-    }
-  }
   void Finalize() override {
-    ConsoleReporter::Finalize();
-    double load[3] = {0.0, 0.0, 0.0};
-    if (::getloadavg(load, 3) == 3)
-      std::printf("load average at the end: %.2f, %.2f, %.2f\n", load[0], load[1], load[2]);
+    MedianReporter::Finalize();
+    PrintLoadAverage();
     for (std::size_t t = 0; t < sizeof kTreeCases / sizeof kTreeCases[0]; ++t) {
       const TreeCase& run = kTreeCases[t];
       const PlainCase& plainCase = kPlainCases[run.Plain];
-      const auto tree = m_Times.find("BM_TreeRecording/" + std::to_string(t) + "/real_time");
-      const auto plain = m_Times.find("BM_PlainWrite/" + std::to_string(run.Plain) + "/real_time");
-      if (tree == m_Times.end() || plain == m_Times.end()) continue;
-      const double treeReal = Median(tree->second.Real), plainReal = Median(plain->second.Real);
-      const double treeCpu = Median(tree->second.Cpu), plainCpu = Median(plain->second.Cpu);
+      Medians tree, plain;
+      if (!Find("BM_TreeRecording/" + std::to_string(t) + "/real_time", tree) ||
+          !Find("BM_PlainWrite/" + std::to_string(run.Plain) + "/real_time", plain))
+        continue;
       std::printf(
           "%s, %.0f s, sync interval %lld ms, medians of %zu: tree %.1f ms (CPU %.1f), plain "
           "write() %.1f ms (CPU %.1f): %.2f real time, %.2f CPU time\n",
           kWorkloads[plainCase.Workload].Name, plainCase.Seconds, run.SyncMilliseconds,
-          tree->second.Real.size(), treeReal * 1e3, treeCpu * 1e3, plainReal * 1e3, plainCpu * 1e3,
-          treeReal / plainReal, treeCpu / plainCpu);
+          tree.Repetitions, tree.Real * 1e3, tree.Cpu * 1e3, plain.Real * 1e3, plain.Cpu * 1e3,
+          tree.Real / plain.Real, tree.Cpu / plain.Cpu);
     }
-    const auto minute = m_Counters.find("resident_1min_MiB");
-    const auto end = m_Counters.find("resident_end_MiB");
-    if (minute != m_Counters.end() && end != m_Counters.end())
+    const benchmark::Counter* minute = Counter("resident_1min_MiB");
+    const benchmark::Counter* end = Counter("resident_end_MiB");
+    if (minute != nullptr && end != nullptr)
       std::printf("resident size recording: %.1f MiB after 1 min, %.1f MiB after 30 min\n",
-                  static_cast<double>(minute->second), static_cast<double>(end->second));
+                  static_cast<double>(minute->value), static_cast<double>(end->value));
   }
-
- private:
-  struct Times {
-    std::vector<double> Real;
-    std::vector<double> Cpu;
-  };
-  static double Median(std::vector<double> values) {
-    std::sort(values.begin(), values.end());
-    const std::size_t n = values.size();
-    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
-  }
-  std::map<std::string, Times> m_Times;
-  std::map<std::string, benchmark::Counter> m_Counters;
 };
 
 }  // namespace
