@@ -1,9 +1,9 @@
 // Samples converted to volts, recorded and post-analysis units: every format into
-// floats and doubles gives, bit for bit, what one multiply and one add after the
-// other give, at any length and alignment; the conversion in place from the end
-// of its own buffer gives the same; and a long read, converted piece by piece as
-// it is read, gives what short reads give, across part boundaries, and fails
-// whole when a later piece fails.
+// floats and doubles gives, on each kernel, bit for bit what one multiply and one
+// add after the other give, at any length and alignment; the conversion in place
+// from the end of its own buffer gives the same; and a long read, converted piece
+// by piece as it is read, gives what short reads give, across part boundaries,
+// and fails whole when a later piece fails.
 #include <gtest/gtest.h>
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
@@ -24,6 +24,7 @@
 #include "foundation/LocalFileAccess.h"
 #include "section/RecordSectionProbe.h"
 #include "section/SampleConversion.h"
+#include "signal/ReductionKernel.h"
 #include "support/FaultInjectingFileAccess.h"
 #include "support/SampleFormatOf.h"
 
@@ -221,7 +222,19 @@ void CheckInPlace(bool scaled) {
   }
 }
 
-TEST(SampleConversion, EveryFormatIntoEveryModeMatchesTheArithmeticBitForBit) {
+// Each test of the conversion runs on each kernel the processor has.
+class SampleConversionTest : public ::testing::TestWithParam<reduction::ReductionKernel_t> {
+ protected:
+  void SetUp() override {
+    if (!reduction::SelectKernel(GetParam())) GTEST_SKIP() << "the processor lacks this kernel";
+  }
+  void TearDown() override { reduction::SelectKernel(reduction::ReductionKernelAuto); }
+};
+INSTANTIATE_TEST_SUITE_P(Kernels, SampleConversionTest,
+                         ::testing::Values(reduction::ReductionKernelBaseline,
+                                           reduction::ReductionKernelAvx2));
+
+TEST_P(SampleConversionTest, EveryFormatIntoEveryModeMatchesTheArithmeticBitForBit) {
   for (bool scaled : {false, true}) {
     SCOPED_TRACE(scaled ? "scaled" : "neutral");
     CheckOutOfPlace<float, float>(scaled);
@@ -246,7 +259,7 @@ TEST(SampleConversion, EveryFormatIntoEveryModeMatchesTheArithmeticBitForBit) {
   EXPECT_EQ(ReadModeSampleSize(static_cast<SampleReadMode_t>(6)), 0u);
 }
 
-TEST(SampleConversion, ConvertsInPlaceFromTheEndOfItsOwnBuffer) {
+TEST_P(SampleConversionTest, ConvertsInPlaceFromTheEndOfItsOwnBuffer) {
   for (bool scaled : {false, true}) {
     SCOPED_TRACE(scaled ? "scaled" : "neutral");
     CheckInPlace<float, float>(scaled);
