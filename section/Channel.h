@@ -230,15 +230,17 @@ class CChannel {
   // Reads up to `count` raw samples into `buffer`, across parts, with filler
   // (0x00, 0xFF for a Trigger channel) for a part that is gone. Ends early at the
   // end of a part shorter than its nominal length. Returns the samples read; 0
-  // also when a reader fails, whatever came before.
-  unsigned long long ReadRawBlock(void* buffer, unsigned long long count) {
-    return m_Reader.ReadRawBlock(buffer, count);
+  // also when a reader fails, whatever came before. `recording` tells whether the
+  // temporary record file was there when the read began: the whole read takes
+  // that as the state of the recording, instead of asking the store again.
+  unsigned long long ReadRawBlock(void* buffer, unsigned long long count, bool recording) {
+    return m_Reader.ReadRawBlock(buffer, count, recording);
   }
   // As ReadRawBlock, converted as `mode` says into floats or doubles. 0 for a mode
   // outside the six.
   unsigned long long ReadConvertedBlock(void* buffer, unsigned long long count,
-                                        SampleReadMode_t mode) {
-    return m_Reader.ReadConvertedBlock(buffer, count, mode);
+                                        SampleReadMode_t mode, bool recording) {
+    return m_Reader.ReadConvertedBlock(buffer, count, mode, recording);
   }
   // True when the reader can go no further: the ring dropped its part
   // (`overtaken`), it stands at the moving end of a record still recording

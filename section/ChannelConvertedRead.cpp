@@ -20,7 +20,7 @@ constexpr std::size_t kConvertPieceBytes = 128 * 1024;
 }  // namespace
 
 unsigned long long CChannelPartReader::ReadConvertedBlock(void* buffer, unsigned long long count,
-                                                          SampleReadMode_t mode) {
+                                                          SampleReadMode_t mode, bool recording) {
   const SampleFormat_t format = m_Layout.SampleFormat;
   const unsigned long long sampleSize = m_Layout.SampleSize;
   CTmpRecordFile& tmp = *m_Layout.TmpRecordFile;
@@ -30,7 +30,7 @@ unsigned long long CChannelPartReader::ReadConvertedBlock(void* buffer, unsigned
     // Nothing to convert into, or a sample size at odds with the format: the
     // samples are still read, as the position says, into a buffer of our own.
     if (m_ConvertBuffer.size() < count * sampleSize) m_ConvertBuffer.resize(count * sampleSize);
-    const unsigned long long read = ReadRawBlock(m_ConvertBuffer.data(), count);
+    const unsigned long long read = ReadRawBlock(m_ConvertBuffer.data(), count, recording);
     if (read == 0) return 0;
     if (!tmp.IsValid()) tmp.Load();
     if (!m_File || !ConvertSamples(m_ConvertBuffer.data(), format, read, buffer, mode, *m_File,
@@ -70,7 +70,7 @@ unsigned long long CChannelPartReader::ReadConvertedBlock(void* buffer, unsigned
   for (;;) {
     const unsigned long long wanted = std::min(piece, count - done);
     unsigned char* const samples = staged ? m_ConvertBuffer.data() : raw + done * inSize;
-    const unsigned long long read = ReadRawBlock(samples, wanted);
+    const unsigned long long read = ReadRawBlock(samples, wanted, recording);
     if (read == 0) {
       // A failure after earlier pieces fails the whole read, as it would have in
       // one piece; an end is what was read so far.

@@ -285,21 +285,22 @@ unsigned long long CChannelPartReader::ReadPositionSpl() const {
 
 // --- Raw reads -------------------------------------------------------------------------
 
-unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long long count) {
+unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long long count,
+                                                    bool recording) {
   if (!m_File) return 0;
   if (m_Layout.PartLength == 0.0) {
     const unsigned long long read = m_File->ReadSampleBlock(buffer, count);
     if (read != 0) return read;
     // Nothing more yet in a record still recording, or the end: both are quiet.
-    if (m_Layout.TmpRecordFile->Exists() || m_File->EndOfReading()) return 0;
+    if (recording || m_File->EndOfReading()) return 0;
     m_LastError = kUnableToRead;
     return 0;
   }
 
   // Samples of the current read part: what its file holds, a full part for a part
   // that is gone.
-  const auto partLength = [this]() -> unsigned long long {
-    if (m_Cursor.PartMissing) return MissingPartSamples();
+  const auto partLength = [this, recording]() -> unsigned long long {
+    if (m_Cursor.PartMissing) return MissingPartSamples(recording);
     const long long stored = m_File->StoredSignalLength();
     if (stored > 0) return static_cast<unsigned long long>(stored);
     const unsigned long long full = m_Layout.SamplesPerPart();
@@ -308,19 +309,21 @@ unsigned long long CChannelPartReader::ReadRawBlock(void* buffer, unsigned long 
 
   unsigned char* out = static_cast<unsigned char*>(buffer);
   unsigned long long length = partLength();
+  unsigned long long recordLength = RecordSamplesFromPart(recording);
   unsigned long long wanted = count;
   unsigned long long done = 0;
   while (wanted > 0) {
     unsigned long long remaining = RemainingInPart();
     if (remaining == 0) {
-      if (RecordSamplesFromPart() <= m_Cursor.InPart) return done;
+      if (recordLength <= m_Cursor.InPart) return done;
       if (!OpenPart(static_cast<unsigned short>(m_Cursor.Part + 1), true)) return done;
       remaining = RemainingInPart();
       length = partLength();
+      recordLength = RecordSamplesFromPart(recording);
       if (length == 0) return done;
     }
     unsigned long long chunk = std::min(remaining, wanted);
-    length = std::min(length, RecordSamplesFromPart());
+    length = std::min(length, recordLength);
     if (m_Cursor.InPart + chunk > length) {
       // A part shorter than its nominal length is the end of what can be read now,
       // even when later parts exist.
@@ -360,14 +363,14 @@ std::u16string CChannelPartReader::UnableToOpen(unsigned short part) const {
   return u"CChannel::OpenPart unable to open signal files: " + Utf8ToWide(m_Layout.PartName(part));
 }
 
-unsigned long long CChannelPartReader::MissingPartSamples() const {
+unsigned long long CChannelPartReader::MissingPartSamples(bool recording) const {
   const unsigned long long full = static_cast<unsigned long long>(
       static_cast<double>(m_Layout.SamplingRate) * m_Layout.PartLength);
-  return std::min(full, RecordSamplesFromPart());
+  return std::min(full, RecordSamplesFromPart(recording));
 }
 
-unsigned long long CChannelPartReader::RecordSamplesFromPart() const {
-  if (m_Layout.RecordDuration <= 0.0 || m_Layout.TmpRecordFile->Exists())
+unsigned long long CChannelPartReader::RecordSamplesFromPart(bool recording) const {
+  if (m_Layout.RecordDuration <= 0.0 || recording)
     return std::numeric_limits<unsigned long long>::max();
   const unsigned long long held =
       m_SignalParts.OffsetTimeToStop +

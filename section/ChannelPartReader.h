@@ -77,9 +77,11 @@ class CChannelPartReader {
   bool SetReadPositionSpl(unsigned long long sample, bool skipFirstPartNumber);
   double ReadPosition() const;
   unsigned long long ReadPositionSpl() const;
-  unsigned long long ReadRawBlock(void* buffer, unsigned long long count);
+  // Reads as CChannel tells; `recording` is the state of the recording the read
+  // goes by.
+  unsigned long long ReadRawBlock(void* buffer, unsigned long long count, bool recording);
   unsigned long long ReadConvertedBlock(void* buffer, unsigned long long count,
-                                        SampleReadMode_t mode);
+                                        SampleReadMode_t mode, bool recording);
   bool EndOfChannel(bool& live, bool& overtaken) const;
 
   // Where the reader stands, to be put back after a look elsewhere.
@@ -96,12 +98,12 @@ class CChannelPartReader {
  private:
   // Samples that a missing part stands for: a full part, but no more than the
   // record's length leaves for it.
-  unsigned long long MissingPartSamples() const;
+  unsigned long long MissingPartSamples(bool recording) const;
   // Samples of a finished record from the start of the part at hand to the
   // record's end, as its length tells it; unbounded while it records or when
   // nothing tells. A section of a split record ends there although the parts
   // of the next section follow on disk.
-  unsigned long long RecordSamplesFromPart() const;
+  unsigned long long RecordSamplesFromPart(bool recording) const;
   // The text that names a part that can't be read.
   std::u16string UnableToOpen(unsigned short part) const;
   // OpenPart for the part at hand and for another.

@@ -189,8 +189,8 @@ unsigned long long CSectionReader::Read(const CChannelID& id, void* buffer,
     m_RecordingSeen = recording;
   }
 
-  const unsigned long long read =
-      raw ? channel->ReadRawBlock(buffer, count) : channel->ReadConvertedBlock(buffer, count, mode);
+  const unsigned long long read = raw ? channel->ReadRawBlock(buffer, count, tmpExists)
+                                      : channel->ReadConvertedBlock(buffer, count, mode, tmpExists);
   m_Section.m_LastError = channel->LastErrorString();
 
   if (read == 0 && !recording) {
