@@ -133,13 +133,15 @@ bool CMeasurementUpdate::FinishCurrentRecord(const MetaDataFileLock* lock,
   long long offset = 0;
   if (timeToStop != 0) {
     kept = std::min(kept, timeToStop);
-    // Front-end samples written beyond the stop time, in whole blocks, counted
-    // within the last part.
+    // Front-end samples written beyond the stop time, in whole blocks: where the
+    // window begins in the first part kept.
     if (duration > timeToStop)
       offset = static_cast<long long>((duration - timeToStop) * frontEndRate);
     if (param.BlockSize != 0) offset -= offset % param.BlockSize;
     const long long partSamples = static_cast<long long>(frontEndRate * param.PartLength);
-    if (partSamples > 0) offset %= partSamples;
+    // The ring keeps up to a part more than its bound: a stop on a part's end
+    // leaves the window a whole part into the first part kept.
+    if (partSamples > 0 && offset > partSamples) offset = (offset - 1) % partSamples + 1;
 
     if (firstPart != param.FirstPart) {
       // The ring wrapped: the entry moves to the first part still on disk.

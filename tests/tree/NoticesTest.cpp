@@ -215,8 +215,9 @@ TEST_F(Notices, StopKeepsTheLengthAndTheOffsetOfTheStopTime) {
   const StopCase cases[] = {
       // Without a stop time the duration counts from part 0: parts 0 to 2 are gone.
       {"ringless", 0.0f, 3, MakeStop(100.0, 0.0, 10.0, 0, 3, 9), 70.0, 0, 3},
-      // 10 s beyond the stop time are exactly one part of 256000 samples.
-      {"onePartOver", 0.0f, 0, MakeStop(60.0, 50.0, 10.0, 1024, 0, 5), 50.0, 0, 0},
+      // 10 s beyond the stop time are exactly the first part, of 256000 samples,
+      // which the ring kept: the window begins at its end.
+      {"onePartOver", 0.0f, 0, MakeStop(60.0, 50.0, 10.0, 1024, 0, 5), 50.0, 256000, 0},
       {"shortOfStop", 0.0f, 0, MakeStop(40.0, 50.0, 10.0, 1024, 0, 3), 40.0, 0, 0},
       // 3.3 s over: 84479 samples at 25600 Hz and 168959 at 51200, in whole blocks.
       {"defaultRate", 0.0f, 0, MakeStop(53.3, 50.0, 10.0, 1024, 0, 5), 50.0, 83968, 0},
