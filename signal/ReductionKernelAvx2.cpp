@@ -134,12 +134,68 @@ struct Avx2Lanes<std::int32_t> : Avx2IntegerLanes<std::int32_t> {
   static Vec Max(Vec running, Vec x) { return _mm256_max_epi32(running, x); }
 };
 
+// 16-bit groups one at a time, each in a few instructions: its registers folded into
+// one, the register's halves folded, and the eight lanes left reduced by PHMINPOSUW,
+// the smallest of eight unsigned 16-bit values. Flipping the sign bit maps the signed
+// order onto the unsigned one; flipping the other bits as well turns the largest into
+// the smallest. Integers have one minimum whatever the order of the folds, so this
+// gives the plain fold's result. kRegisters is the registers a group takes when known
+// at compile time (the pyramid's factor of 32), 0 when `registers` says.
+template <std::size_t kRegisters>
+void ReduceInt16GroupsOf(std::int16_t* destination, const std::int16_t* source,
+                         std::size_t groups, std::size_t registers) {
+  using L = Avx2Lanes<std::int16_t>;
+  const std::size_t count = kRegisters != 0 ? kRegisters : registers;
+  constexpr std::uint16_t kToMinimum = 0x8000;  // signed order to unsigned
+  constexpr std::uint16_t kToMaximum = 0x7FFF;  // and reversed
+  const __m128i toMinimum = _mm_set1_epi16(static_cast<short>(kToMinimum));
+  const __m128i toMaximum = _mm_set1_epi16(kToMaximum);
+  const auto least = [](__m128i v) {
+    return static_cast<std::uint16_t>(_mm_cvtsi128_si32(_mm_minpos_epu16(v)));
+  };
+  for (std::size_t g = 0; g < groups; ++g, source += count * L::kCount, destination += 2) {
+    __m256i lo = L::Load(source), hi = lo;
+    for (std::size_t r = 1; r < count; ++r) {
+      const __m256i x = L::Load(source + r * L::kCount);
+      lo = L::Min(lo, x);
+      hi = L::Max(hi, x);
+    }
+    const __m128i lo8 =
+        _mm_min_epi16(_mm256_castsi256_si128(lo), _mm256_extracti128_si256(lo, 1));
+    const __m128i hi8 =
+        _mm_max_epi16(_mm256_castsi256_si128(hi), _mm256_extracti128_si256(hi, 1));
+    destination[0] =
+        static_cast<std::int16_t>(least(_mm_xor_si128(lo8, toMinimum)) ^ kToMinimum);
+    destination[1] =
+        static_cast<std::int16_t>(least(_mm_xor_si128(hi8, toMaximum)) ^ kToMaximum);
+  }
+}
+
+// A factor of a part of a register goes the usual way.
+void ReduceInt16Groups(std::int16_t* destination, const std::int16_t* source, std::size_t groups,
+                       std::size_t factor) {
+  using L = Avx2Lanes<std::int16_t>;
+  if (factor % L::kCount != 0) {
+    detail::ReduceGroupsWith<L>(destination, source, groups, factor);
+  } else if (factor == 2 * L::kCount) {
+    ReduceInt16GroupsOf<2>(destination, source, groups, 2);
+  } else {
+    ReduceInt16GroupsOf<0>(destination, source, groups, factor / L::kCount);
+  }
+}
+
+constexpr KernelTable Avx2Table() {
+  KernelTable table = detail::TableOf<Avx2Lanes>();
+  table.Int16.ReduceGroups = &ReduceInt16Groups;
+  return table;
+}
+
 }  // namespace
 
 namespace detail {
 
 const KernelTable* Avx2Kernels() {
-  static constexpr KernelTable table = TableOf<Avx2Lanes>();
+  static constexpr KernelTable table = Avx2Table();
   return &table;
 }
 
