@@ -202,10 +202,9 @@ bool CChannelPyramidView::Request(float start, float stop, unsigned long long po
   }
 
   unsigned short part = static_cast<unsigned short>(ToCount(start / partLength));
-  // Whole seconds: a piece starts on a second of its part.
-  double offsetInPart =
-      static_cast<double>(static_cast<long long>(static_cast<double>(start) - part * partLength));
-  if (offsetInPart < 0.0) offsetInPart = 0.0;
+  // The first piece starts where the span does: a start rounded to its second
+  // would spread that second's samples over the span's points.
+  double offsetInPart = std::max(0.0, static_cast<double>(start) - part * partLength);
 
   // The recording side may have dropped parts since the channel was opened.
   {

@@ -31,7 +31,7 @@ TEST_F(RingWindow, ReadsTheLastRingSecondsWritten) {
       {200.0f, 8.0, 16.0, 4.0},
       // 4 s over, exactly the first part, which nothing dropped.
       {200.0f, 8.0, 12.0, 4.0},
-      {51200.0f, 8.0, 15.0, 4.0},
+      {51200.0f, 8.0, 14.5, 4.0},
       // Not yet full: nothing dropped, the window is the whole record.
       {200.0f, 8.0, 6.0, 4.0},
       {200.0f, 100.0, 120.0, 8.0},

@@ -63,14 +63,13 @@ inline Extremes Window(const std::vector<float>& signal, double a, double b) {
 }
 
 // Points [from, from + count) of `view` stand for equal shares of the axis seconds
-// [a, b). Each must lie within its share widened by a slack (nothing invented) and
-// reach the share's extremes within that slack (nothing lost).
+// [a, b). Each must lie within its share widened by `slack` samples (nothing
+// invented) and reach the share's extremes within that slack (nothing lost).
 inline void ExpectView(const std::vector<float>& view, std::size_t from, std::size_t count,
                        const std::vector<float>& axis, double a, double b,
-                       const std::string& label) {
+                       const std::string& label, double slack) {
   ASSERT_GE(view.size(), 2 * (from + count)) << label;
   const double share = (b - a) * kRate / static_cast<double>(count);
-  const double slack = 2 * share + 64;
   int failures = 0;
   for (std::size_t i = 0; i < count && failures < 5; ++i) {
     const double x = a * kRate + static_cast<double>(i) * share;
@@ -85,6 +84,14 @@ inline void ExpectView(const std::vector<float>& view, std::size_t from, std::si
                       << exact.high << ")";
     if (!good) ++failures;
   }
+}
+
+// The same with a slack of two shares and two of the pyramid's pairs.
+inline void ExpectView(const std::vector<float>& view, std::size_t from, std::size_t count,
+                       const std::vector<float>& axis, double a, double b,
+                       const std::string& label) {
+  ExpectView(view, from, count, axis, a, b, label,
+             2 * (b - a) * kRate / static_cast<double>(count) + 64);
 }
 
 class RecordZoomerTest : public TreeTest {

@@ -1,7 +1,8 @@
 // One channel zoomed across finished records of a measurement recorded through
-// the tree: spans inside one record, across two and past the end, and the share
-// of points that the ceilings push over the limit. Every view is checked point by
-// point against the samples that were written.
+// the tree: spans inside one record, across two and past the end, the share of
+// points that the ceilings push over the limit, and spans within a second down to
+// a sample a point. Every view is checked point by point against the samples that
+// were written.
 #include <zsff/RecordZoomer.h>
 
 #include <algorithm>
@@ -15,14 +16,21 @@ using namespace zsff_test;
 
 namespace {
 
-TEST_F(RecordZoomerTest, SharesASpanOutOverTheRecordsItCrosses) {
-  const int lengths[] = {10, 6, 8};
-  for (int r = 0; r < 3; ++r) {
-    int handle = StartRecord(0.0, PartLengthShort);
-    Write(handle, lengths[r], r);
-    Stop(handle);
+// Finished records of 10, 6 and 8 s.
+class ThreeRecords : public RecordZoomerTest {
+ protected:
+  void SetUp() override {
+    RecordZoomerTest::SetUp();
+    const int lengths[] = {10, 6, 8};
+    for (int r = 0; r < 3; ++r) {
+      int handle = StartRecord(0.0, PartLengthShort);
+      Write(handle, lengths[r], r);
+      Stop(handle);
+    }
   }
+};
 
+TEST_F(ThreeRecords, SharesASpanOutOverTheRecordsItCrosses) {
   CRecordZoomer zoomer;
   ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
   const std::vector<CRecordZoomer::RecordInfo_t>& records = zoomer.VectRecordInfo();
@@ -79,6 +87,38 @@ TEST_F(RecordZoomerTest, SharesASpanOutOverTheRecordsItCrosses) {
 
   // Nothing changed in the tree: the records were never reopened.
   EXPECT_EQ(handles, (std::vector<int>{records[0].Handle, records[1].Handle, records[2].Handle}));
+}
+
+TEST_F(ThreeRecords, NarrowSpansHoldTheSamplesOfTheirShare) {
+  CRecordZoomer zoomer;
+  ASSERT_TRUE(zoomer.Init(tree.get(), kChannel));
+
+  // Spans in whole samples, none but the first starting on a second; the records
+  // share the points of a span without rounding.
+  const struct {
+    const char* label;
+    unsigned long long first;  // sample on the axis
+    unsigned long long count;  // samples
+    unsigned long long points;
+  } cases[] = {
+      {"whole measurement", 0, 24 * 512, 96},
+      {"1 s across records, first level exactly", 4864, 512, 16},
+      {"0.1 s, two samples a point", 5760, 50, 25},
+      {"100 samples across records, a sample a point", 5070, 100, 100},
+      {"fewer samples than points", 10496, 10, 40},
+  };
+  std::vector<float> view;
+  for (const auto& c : cases) {
+    const double a = static_cast<double>(c.first) / kRate;
+    const double b = static_cast<double>(c.first + c.count) / kRate;
+    ASSERT_TRUE(zoomer.GetCompressedSignal(kChannel, static_cast<float>(a), static_cast<float>(b),
+                                           c.points, false, 0, view))
+        << c.label;
+    EXPECT_LE(view.size(), 2 * std::min(c.points, c.count)) << c.label;
+    const std::size_t points = view.size() / 2;
+    const double share = static_cast<double>(c.count) / static_cast<double>(points);
+    ExpectView(view, 0, points, axis, a, b, c.label, share > 1.0 ? 2 * share : 0.0);
+  }
 }
 
 TEST_F(RecordZoomerTest, SpikesAtTheEndsOfPartsShowInTheView) {
