@@ -6,7 +6,6 @@
 #include <zsff/RecordZoomer.h>
 
 #include <cmath>
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -20,38 +19,6 @@ namespace zsff_test {
 using zsff::CRecordSignalTree;
 
 namespace {
-
-template <typename T>
-void ReadTyped(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id,
-               std::vector<float>& samples) {
-  std::vector<T> block(4096);
-  for (;;) {
-    const unsigned long long read = section.ReadRawSampleBlock(id, block.data(), block.size());
-    if (read == 0) return;
-    for (unsigned long long i = 0; i < read; ++i) samples.push_back(static_cast<float>(block[i]));
-  }
-}
-
-// Every sample of a channel as it was recorded, as numbers.
-std::vector<float> ReadChannel(zsff::CAbstractRecordSection& section, std::size_t channel) {
-  std::vector<float> samples;
-  const ChannelPlan& plan = kCrashChannelPlans[channel];
-  if (!section.SetReadPos(plan.Id, 0.0)) return samples;
-  switch (plan.Format) {
-    case zsff::SIDouble:
-      ReadTyped<double>(section, plan.Id, samples);
-      break;
-    case zsff::Compact16:
-      ReadTyped<std::int16_t>(section, plan.Id, samples);
-      break;
-    case zsff::Raw32:
-      ReadTyped<std::int32_t>(section, plan.Id, samples);
-      break;
-    default:
-      ReadTyped<float>(section, plan.Id, samples);
-  }
-  return samples;
-}
 
 // The pyramid's view of the whole channel, a point for every 64 samples or so.
 // `after` are the samples on disk past the kept ones, which the last point may
@@ -104,10 +71,7 @@ void CheckRecord(CRecordSignalTree& tree, const zsff::MetaDataRecord& entry,
   for (std::size_t channel = 0; channel < kCrashChannels; ++channel) {
     const std::string where = label + "channel " + std::to_string(channel) + ": ";
     const std::vector<float> samples = ReadChannel(section, channel);
-    // A ring's record starts in its first kept part, where its window begins.
-    const unsigned long long first =
-        id.PartNumber() * PartSamples(channel) +
-        static_cast<unsigned long long>(entry.OffsetTimeToStop()) / TimeStep(channel);
+    const unsigned long long first = FirstSample(entry, channel);
     const unsigned long long block = BlockSamples(plan, channel);
     const unsigned long long end = first + samples.size();
     std::size_t wrong = 0;

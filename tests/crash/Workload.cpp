@@ -28,6 +28,46 @@ float CrashSample(std::size_t channel, unsigned long long index) {
   return TriangleSample(index + 3001 * channel);
 }
 
+unsigned long long FirstSample(const zsff::MetaDataRecord& entry, std::size_t channel) {
+  return zsff::CRecordId(entry.RecordId()).PartNumber() * PartSamples(channel) +
+         static_cast<unsigned long long>(entry.OffsetTimeToStop()) / TimeStep(channel);
+}
+
+namespace {
+
+template <typename T>
+void ReadTyped(zsff::CAbstractRecordSection& section, const zsff::CChannelID& id,
+               unsigned long long limit, std::vector<float>& samples) {
+  std::vector<T> block(4096);
+  while (samples.size() < limit) {
+    const unsigned long long read = section.ReadRawSampleBlock(id, block.data(), block.size());
+    if (read == 0) return;
+    for (unsigned long long i = 0; i < read; ++i) samples.push_back(static_cast<float>(block[i]));
+  }
+}
+
+}  // namespace
+
+std::vector<float> ReadOn(zsff::CAbstractRecordSection& section, std::size_t channel,
+                          unsigned long long limit) {
+  std::vector<float> samples;
+  const ChannelPlan& plan = kCrashChannelPlans[channel];
+  switch (plan.Format) {
+    case zsff::SIDouble:
+      ReadTyped<double>(section, plan.Id, limit, samples);
+      break;
+    case zsff::Compact16:
+      ReadTyped<std::int16_t>(section, plan.Id, limit, samples);
+      break;
+    case zsff::Raw32:
+      ReadTyped<std::int32_t>(section, plan.Id, limit, samples);
+      break;
+    default:
+      ReadTyped<float>(section, plan.Id, limit, samples);
+  }
+  return samples;
+}
+
 unsigned int Handed::CompleteRounds(std::size_t record) const {
   const auto& counts = Blocks.at(record);
   return *std::min_element(counts.begin(), counts.end());

@@ -5,7 +5,9 @@
 // in its record, so that what an end-up kept can be checked sample by sample.
 #pragma once
 
+#include <zsff/AbstractRecordSection.h>
 #include <zsff/ChannelId.h>
+#include <zsff/MetaDataRecord.h>
 #include <zsff/RecordSignalTree.h>
 #include <zsff/SignalTypes.h>
 
@@ -57,6 +59,21 @@ inline unsigned long long PartSamples(std::size_t channel) {
 
 // Sample `index` of a channel's record, in every format the same number.
 float CrashSample(std::size_t channel, unsigned long long index);
+
+// The index in the recording of the first sample that the record of `entry`
+// keeps of `channel`: a ring's record starts in its first kept part, where its
+// window begins.
+unsigned long long FirstSample(const zsff::MetaDataRecord& entry, std::size_t channel);
+
+// The samples of `channel` from the read position of `section` on, as numbers,
+// at most `limit` of them.
+std::vector<float> ReadOn(zsff::CAbstractRecordSection& section, std::size_t channel,
+                          unsigned long long limit);
+// Every sample of a channel as it was recorded; none when the reader can't start.
+inline std::vector<float> ReadChannel(zsff::CAbstractRecordSection& section, std::size_t channel) {
+  if (!section.SetReadPos(kCrashChannelPlans[channel].Id, 0.0)) return {};
+  return ReadOn(section, channel, ~0ULL);
+}
 
 // Blocks handed over to the library (their WriteSampleBlock returned true), by
 // record (from 0) and channel.
