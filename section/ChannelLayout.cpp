@@ -158,7 +158,10 @@ bool ChannelLayout::LoadMetaData(MetaDataContainer& out, TAG_RECORD_INFO& info,
                                  unsigned long long dataSize, bool opened,
                                  std::u16string& error) const {
   if (!opened) {
-    error = u"CChannel::ReadChannelMetaData() Error: channel not opened successfully";
+    // The open failed on this file; the name tells a reader where to look.
+    const std::u16string separator = FileAccess != nullptr ? FileAccess->PathSeparatorW() : u"/";
+    error = u"CChannel::ReadChannelMetaData() Error: channel not opened successfully: " +
+            Directory + separator + FileName + u".zrm";
     return false;
   }
   if (FileAccess != nullptr) FileAccess->SelectAnalyzer(ChannelId.AnalyzerIndex());

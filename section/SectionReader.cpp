@@ -78,11 +78,16 @@ bool CSectionReader::MoveReadPosition(const CChannelID& id,
   }
   CChannel* channel = m_Section.FindChannel(id);
   if (channel == nullptr) {
-    m_Section.m_LastError = u"CRecordSection::SetReadPos channel not found";
+    // Where it was looked for: a channel or record directory gone shows there.
+    m_Section.m_LastError = u"CRecordSection::SetReadPos channel not found: " +
+                            m_Section.JoinPath(m_Section.m_RecordPath, id.ToFilePath());
     return false;
   }
   if (!move(*channel)) {
-    m_Section.m_LastError = u"CRecordSection::SetReadPos unable to set read position";
+    // The channel's own words say which of its files failed.
+    const std::u16string reason = channel->LastErrorString();
+    m_Section.m_LastError = u"CRecordSection::SetReadPos unable to set read position" +
+                            (reason.empty() ? std::u16string() : u": " + reason);
     return false;
   }
   if (m_Section.m_State != CAbstractRecordSection::SectionReading) BeginReading();

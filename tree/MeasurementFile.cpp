@@ -140,10 +140,11 @@ bool CMeasurementFile::Load(MetaDataContainer& metaData) const {
       names::MeasurementFileName(m_Tree.m_RecordBase.IdToRecordNameBase());
   CMetaDataFileReader localReader(m_Tree.m_FileAccess.get(), &m_LocalCache);
   if (localReader.Load(metaData, fileName, m_Tree.m_FullRecordPath)) return true;
+  // The reader's words name the file and what is wrong with it; they stay the
+  // error when no analyzer of a store has the file.
+  CRecordSignalTree::SetLastError(localReader.LastError());
   if (!m_Tree.m_RemoteFileAccess || !m_Tree.m_RemoteMirror) return false;
 
-  // The local text stays as the error when an analyzer of the store has the file.
-  CRecordSignalTree::SetLastError(localReader.LastError());
   std::set<unsigned short> analyzers;
   if (!m_Tree.m_RemoteFileAccess->ListAnalyzers(analyzers)) return false;
   std::u16string lastError;

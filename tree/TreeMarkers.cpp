@@ -50,7 +50,10 @@ bool CTreeMarkers::ReadMarkers(MetaDataContainer& markers) const {
     CAbstractFileAccess& local = *m_Tree.m_FileAccess;
     const std::u16string& directory = m_Tree.m_FullRecordPath;
     if (!local.FileExists(tree::JoinPath(directory, fileName, local))) return false;
-    return CMetaDataFileReader(&local).Load(markers, fileName, directory);
+    CMetaDataFileReader reader(&local);
+    if (reader.Load(markers, fileName, directory)) return true;
+    CRecordSignalTree::SetLastError(reader.LastError());
+    return false;
   }
   // The local copy isn't looked at: the store's file is the one every host sees.
   const std::u16string directory = m_Tree.m_FullRemoteRecordPath.empty()

@@ -443,8 +443,9 @@ class CRecordSignalTree {
   bool AddMarker(double& recordLength, double duration, double position,
                  const std::u16string& name);
   // The markers file (".zmrk" beside the metadata file) into `markers`; false,
-  // with `markers` as it was, when there is none. With a remote store, the first
-  // analyzer that has it.
+  // with `markers` as it was, when there is none, and with the reader's words in
+  // LastErrorString when the local file doesn't load. With a remote store, the
+  // first analyzer that has it.
   bool ReadMarkers(MetaDataContainer& markers) const;
   // Writes `markers` whole as the markers file, in the local directory and on the
   // remote store. Takes no lock: the editing mark keeps other editors off. False,

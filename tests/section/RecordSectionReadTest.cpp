@@ -376,9 +376,13 @@ TEST(RecordSectionRead, ShortPartEndsTheReadAndTheTwoSeekFormsDifferAtTheEnd) {
   EXPECT_EQ(std::memcmp(samples.data(), written.data() + (2 * kPart + 5) * 4, 4), 0);
   // Beyond the last part there is nothing to open.
   EXPECT_FALSE(reader->SetReadPosSpl(kChannel, 3 * kPart + 10));
-  EXPECT_EQ(reader->LastErrorString(), u"CRecordSection::SetReadPos unable to set read position");
+  EXPECT_EQ(reader->LastErrorString(),
+            u"CRecordSection::SetReadPos unable to set read position: CChannel::OpenPart unable to "
+            u"open signal files: Part_3");
   EXPECT_FALSE(reader->SetReadPos(kOther, 1.0));
-  EXPECT_EQ(reader->LastErrorString(), u"CRecordSection::SetReadPos channel not found");
+  EXPECT_EQ(reader->LastErrorString(),
+            u"CRecordSection::SetReadPos channel not found: " +
+                dir.Wide() + u"/" + reader->RecordName() + u"/" + kOther.ToFilePath());
   EXPECT_EQ(reader->GetReadPos(kOther), 0.0);
   EXPECT_EQ(reader->GetReadPosSpl(kOther), 0u);
 }

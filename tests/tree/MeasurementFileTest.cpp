@@ -240,8 +240,11 @@ TEST_F(MeasurementFile, RecordListFailuresSayWhy) {
   std::ofstream(Dir("broken") / "Record_61.zsfh") << "not json";
   auto broken = Open("broken");
   EXPECT_FALSE(broken->GetRecordsVect(list));
+  // So are the reader's, which name the file.
   EXPECT_EQ(Tree::LastErrorString(),
-            u"CRecordSignalTree::GetRecordsVect() Unable to load metadata measurement");
+            u"CMetaDataFileReader::Load(" + broken->FullRecordPath() +
+                u"/Record_61.zsfh) Error: MetaDataContainerJson::FromJSONString parsing error: "
+                u"Invalid value., at offset: 1");
 }
 
 TEST_F(MeasurementFile, HostUpdatesOfRecordsNamesAndProperties) {

@@ -204,7 +204,11 @@ TEST_F(RecordHandles, OpenRecordNeedsReadableMetadata) {
   std::ofstream(Dir("broken") / "Record_2030.zsfh") << "[";
   auto broken = Open("broken", Tree::TreeOpenRead);
   EXPECT_EQ(broken->OpenRecord(CRecordId(1ULL), Tree::TreeOpenDefault, 0), 0);
-  EXPECT_EQ(Tree::LastErrorString(), u"CRecordSignalTree::OpenRecord() failed in GetRecordsVect");
+  // The reader's words name the file.
+  EXPECT_EQ(Tree::LastErrorString(),
+            u"CMetaDataFileReader::Load(" + broken->FullRecordPath() +
+                u"/Record_2030.zsfh) Error: MetaDataContainerJson::FromJSONString parsing error: "
+                u"Invalid value., at offset: 1");
 }
 
 TEST_F(RecordHandles, AnUnknownHandleGivesTheNullSection) {
