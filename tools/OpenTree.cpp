@@ -1,6 +1,7 @@
 #include "OpenTree.h"
 
 #include <zsff/FileAccess.h>
+#include <zsff/MetaDataRecord.h>
 
 #include <sys/stat.h>
 
@@ -63,7 +64,17 @@ std::string NoMeasurement(const std::filesystem::path& directory) {
 
 std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::path& directory,
                                                         std::string& error) {
-  return OpenMeasurementTree(directory, zsff::CRecordSignalTree::TreeOpenRead, error);
+  std::unique_ptr<zsff::CRecordSignalTree> tree =
+      OpenMeasurementTree(directory, zsff::CRecordSignalTree::TreeOpenRead, error);
+  // A measurement file that doesn't load lists no record: say why, instead of
+  // what each command finds missing then.
+  std::vector<zsff::MetaDataRecord> records;
+  if (tree && !tree->GetRecordsVect(records)) {
+    error = directory.string() + ": the measurement file doesn't load: " +
+            Reason(0, zsff::CRecordSignalTree::LastErrorString());
+    zsff::CRecordSignalTree::CloseSignalTree(tree);
+  }
+  return tree;
 }
 
 std::unique_ptr<zsff::CRecordSignalTree> OpenMeasurementTree(
