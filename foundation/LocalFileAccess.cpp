@@ -430,6 +430,23 @@ bool CLocalFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int 
   return true;
 }
 
+bool CLocalFileAccess::SetEndOfFile(unsigned int handle) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  const off_t at = ::lseek(fd, 0, SEEK_CUR);
+  int result = -1;
+  if (at >= 0) {
+    do {
+      result = ::ftruncate(fd, at);
+    } while (result != 0 && errno == EINTR);
+  }
+  if (result != 0) {
+    SetLastError(FileErrorWrite);
+    return false;
+  }
+  return true;
+}
+
 bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
   int fd;
   {

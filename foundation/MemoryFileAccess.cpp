@@ -440,6 +440,19 @@ bool CMemoryFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int
   return true;
 }
 
+bool CMemoryFileAccess::SetEndOfFile(unsigned int handle) {
+  std::lock_guard<std::mutex> guard(m_Lock);
+  OpenedFile* opened = Opened(handle);
+  if (opened == nullptr) return false;
+  if (!opened->Writable) {
+    SetLastError(FileErrorWrite);
+    return false;
+  }
+  opened->Data->Bytes.resize(opened->Position);
+  opened->Data->LastWrite = NextWriteTime();
+  return true;
+}
+
 bool CMemoryFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
   std::lock_guard<std::mutex> guard(m_Lock);
   if (m_Open.erase(handle) != 0) return true;

@@ -13,6 +13,7 @@ namespace zsff {
 
 struct CSftpFileAccess::OpenedFile {
   sftp_file File = nullptr;
+  std::string Path;  // the server's, for the calls that take a path
 };
 
 namespace {
@@ -179,6 +180,7 @@ bool CSftpFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
       sftp_attributes_free(attributes);
     }
   }
+  opened->Path = remote;
   m_Files[number] = std::move(opened);
   handle = number;
   return true;
@@ -274,6 +276,26 @@ bool CSftpFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int s
     done += static_cast<unsigned int>(now);
   }
   bytesRead = size;
+  return true;
+}
+
+bool CSftpFileAccess::SetEndOfFile(unsigned int handle) {
+  Guard guard(m_Lock);
+  auto found = m_Files.find(handle);
+  if (found == m_Files.end()) {
+    SetLastError(FileErrorBadHandle);
+    return false;
+  }
+  // The protocol sets a size by path; the file's own handle knows only where it is.
+  sftp_attributes_struct attributes{};
+  attributes.flags = SSH_FILEXFER_ATTR_SIZE;
+  attributes.size = sftp_tell64(found->second->File);
+  sftp_session sftp = m_Connection->Session();
+  if (!sftp || sftp_setstat(sftp, found->second->Path.c_str(), &attributes) != 0) {
+    m_Connection->Failed("cannot set the end of " + found->second->Path);
+    SetLastError(FileErrorWrite);
+    return false;
+  }
   return true;
 }
 

@@ -289,7 +289,7 @@ bool CSignalFileWriter::WriteSampleBlock(const void* source, unsigned long long 
   if (count == 0) return false;
   // The result stays true on a failed open or write: callers learn of failures
   // from SamplesWritten and the file's size, never from here.
-  if (source == nullptr || m_SampleSize == 0 || !OpenSignalFile()) return true;
+  if (source == nullptr || m_SampleSize == 0 || m_OutOfStep || !OpenSignalFile()) return true;
 
   const unsigned long long maxSamples = MaxSamplesPerTransfer(m_SampleSize);
   const unsigned char* bytes = static_cast<const unsigned char*>(source);
@@ -305,7 +305,15 @@ bool CSignalFileWriter::WriteSampleBlock(const void* source, unsigned long long 
     }
     done += samples;
   }
-  if (done == count) m_SamplesWritten += static_cast<long long>(count);
+  if (done == count) {
+    m_SamplesWritten += static_cast<long long>(count);
+    return true;
+  }
+  // What went through of the block would put every later block out of step with
+  // the count, and show readers samples the host was told failed.
+  m_OutOfStep =
+      !m_FileAccess->SeekFile(m_Handle, m_SamplesWritten * static_cast<long long>(m_SampleSize), 0) ||
+      !m_FileAccess->SetEndOfFile(m_Handle);
   return true;
 }
 

@@ -157,6 +157,12 @@ class CAbstractFileAccess {
   virtual bool ReadFile(unsigned int handle, void* buffer, unsigned int size,
                         unsigned int& bytesRead) = 0;
 
+  // Makes the current position of `handle` the end of its file, cutting off what
+  // lies beyond (or filling up to it with zeros): how a writer takes back a write
+  // that went through only in part. The handle must be open for writing. False
+  // with FileErrorBadHandle or FileErrorWrite, the file then as it was.
+  virtual bool SetEndOfFile(unsigned int handle) = 0;
+
   // Closes `handle`. `written` tells a remote store that the file was written
   // and may need transferring; a local store ignores it. False with
   // FileErrorBadHandle when the handle is unknown.

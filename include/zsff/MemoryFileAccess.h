@@ -63,6 +63,7 @@ class CMemoryFileAccess : public CAbstractFileAccess {
                  unsigned int& written) override;
   bool ReadFile(unsigned int handle, void* buffer, unsigned int size,
                 unsigned int& bytesRead) override;
+  bool SetEndOfFile(unsigned int handle) override;
   bool CloseFile(unsigned int handle, bool written) override;
   bool CloseAllFiles() override;
   bool ReservedFileOperation() override;

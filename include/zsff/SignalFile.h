@@ -202,7 +202,10 @@ class CSignalFileWriter : public CSignalFileReader {
 
   // False for a count of 0. Otherwise true, even when the open or the write
   // failed: callers that must know compare SamplesWritten (which grows only by
-  // blocks written whole) or the file's size. One block is one write.
+  // blocks written whole) or the file's size. One block is one write. A block
+  // that went through in part is cut off the file again, so the file holds
+  // SamplesWritten samples and the next block follows them; when even the cut
+  // fails, nothing more is written.
   bool WriteSampleBlock(const void* source, unsigned long long count) override;
   // Samples written divided by the rate; the rate isn't checked.
   double RecordedLength() const override;
@@ -214,6 +217,8 @@ class CSignalFileWriter : public CSignalFileReader {
 
  private:
   long long m_SamplesWritten = 0;
+  // A failed block couldn't be cut off: the file's end is no longer known.
+  bool m_OutOfStep = false;
 };
 
 }  // namespace zsff

@@ -194,6 +194,29 @@ TYPED_TEST(StoreFiles, SeekAndTellFollowEveryOrigin) {
   EXPECT_EQ(size, 21u);
 }
 
+TYPED_TEST(StoreFiles, SetEndOfFileCutsOrExtendsAtThePosition) {
+  auto& store = this->store();
+  unsigned int handle = 0;
+  ASSERT_TRUE(store.OpenFile(this->Wide("part.zrs"), FileModeCreate, handle));
+  ASSERT_TRUE(Write(store, handle, "0123456789"));
+  ASSERT_TRUE(store.SeekFile(handle, 4, 0));
+  ASSERT_TRUE(store.SetEndOfFile(handle));
+  ASSERT_TRUE(Write(store, handle, "ab"));  // the next write follows the cut
+  EXPECT_EQ(this->Text("part.zrs"), "0123ab");
+  ASSERT_TRUE(store.SeekFile(handle, 8, 0));
+  ASSERT_TRUE(store.SetEndOfFile(handle));
+  EXPECT_EQ(this->Text("part.zrs"), std::string("0123ab\0\0", 8));
+
+  unsigned int reader = 0;
+  ASSERT_TRUE(store.OpenFile(this->Wide("part.zrs"), FileModeRead, reader));
+  EXPECT_FALSE(store.SetEndOfFile(reader));
+  EXPECT_EQ(store.GetLastError(), FileErrorWrite);
+  ASSERT_TRUE(store.CloseFile(handle, true));
+  EXPECT_FALSE(store.SetEndOfFile(handle));
+  EXPECT_EQ(store.GetLastError(), FileErrorBadHandle);
+  EXPECT_EQ(this->Text("part.zrs").size(), 8u);
+}
+
 TYPED_TEST(StoreFiles, UnknownHandlesFailWithBadHandleAndLeaveOutputs) {
   auto& store = this->store();
   unsigned int open = 0;

@@ -111,7 +111,7 @@ TEST(RecordSectionFaults, NextPartThatCannotBeOpenedKeepsTheFullParts) {
   EXPECT_EQ(ReadSamples(f.channelDir / "Part_0.zrs"), first);
 }
 
-TEST(RecordSectionFaults, FullDiskKeepsEveryBlockWrittenBefore) {
+TEST(RecordSectionFaults, FullDiskKeepsEveryBlockWrittenBeforeAndNothingOfTheFailedOne) {
   Fixture f;
   ASSERT_TRUE(f.section->AddChannel(kChannel, ChannelMetaData(51200.0f)));
   ASSERT_TRUE(f.section->ArmRecord(0.0, PartLengthNone, false));
@@ -136,9 +136,15 @@ TEST(RecordSectionFaults, FullDiskKeepsEveryBlockWrittenBefore) {
             0u)
       << f.Error();
   EXPECT_EQ(f.section->State(), CAbstractRecordSection::SectionRecording);
-  const std::vector<float> onDisk = ReadSamples(f.channelDir / "Part_0.zrs");
-  ASSERT_GE(onDisk.size(), written);
-  EXPECT_TRUE(std::equal(signal.begin(), signal.begin() + written, onDisk.begin()));
+  EXPECT_EQ(ReadSamples(f.channelDir / "Part_0.zrs"),
+            std::vector<float>(signal.begin(), signal.begin() + written));
+
+  // Room again: the failed block sent anew and one more follow the blocks before.
+  f.store->Reset();
+  for (int i = 0; i < 2; ++i, written += block)
+    ASSERT_TRUE(f.section->WriteSampleBlock(kChannel, signal.data() + written, block, true));
+  EXPECT_EQ(ReadSamples(f.channelDir / "Part_0.zrs"),
+            std::vector<float>(signal.begin(), signal.begin() + written));
 }
 
 TEST(RecordSectionFaults, ChannelWhoseMetadataIsRefusedIsEnteredButCannotRecord) {

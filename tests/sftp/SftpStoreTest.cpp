@@ -130,7 +130,16 @@ TEST_F(SftpStore, KeepsTheContractOfAStoreOnTheServersFiles) {
   unsigned long long position = 0;
   ASSERT_TRUE(store->TellFile(handle, position));
   EXPECT_EQ(position, 10u);
+  // A write taken back: the file ends where the handle stands.
+  ASSERT_TRUE(store->SeekFile(handle, 12, 0));
+  ASSERT_TRUE(store->SetEndOfFile(handle));
+  EXPECT_EQ(fs::file_size(root / "d" / "a.zrs"), 12u);
+  ASSERT_TRUE(store->SeekFile(handle, 10, 0));
+  ASSERT_TRUE(store->SetEndOfFile(handle));
   ASSERT_TRUE(store->CloseFile(handle, true));
+  EXPECT_EQ(fs::file_size(root / "d" / "a.zrs"), 10u);
+  EXPECT_FALSE(store->SetEndOfFile(handle));
+  EXPECT_EQ(store->GetLastError(), FileErrorBadHandle);
   EXPECT_FALSE(store->CloseFile(handle, true));
   EXPECT_EQ(store->GetLastError(), FileErrorBadHandle);
   EXPECT_FALSE(store->OpenFile(u"d/none", FileModeRead, handle));

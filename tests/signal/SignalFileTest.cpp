@@ -346,7 +346,19 @@ TEST(SignalFileTest, WriterResultStaysTrueWhenTheDiskFails) {
   EXPECT_TRUE(writer.WriteSampleBlock(samples.data(), samples.size()));
   EXPECT_EQ(writer.SamplesWritten(), 4);
   EXPECT_DOUBLE_EQ(writer.RecordedLength(), 0.4);
-  EXPECT_EQ(fs::file_size(dir.Path() / "Part_0.zrs"), 26u);
+  // What fitted of the failed block is cut off again, so the next block follows
+  // the samples counted; a cut that fails too stops the writing for good.
+  EXPECT_EQ(fs::file_size(dir.Path() / "Part_0.zrs"), 16u);
+  store.Reset();
+  ASSERT_TRUE(writer.WriteSampleBlock(samples.data(), 4));
+  EXPECT_EQ(writer.SamplesWritten(), 8);
+  EXPECT_EQ(fs::file_size(dir.Path() / "Part_0.zrs"), 32u);
+  store.FailAt(FaultInjectingFileAccess::Write, 1);
+  store.FailAt(FaultInjectingFileAccess::SetEnd, 1);
+  EXPECT_TRUE(writer.WriteSampleBlock(samples.data(), 4));
+  EXPECT_TRUE(writer.WriteSampleBlock(samples.data(), 4));
+  EXPECT_EQ(writer.SamplesWritten(), 8);
+  EXPECT_EQ(fs::file_size(dir.Path() / "Part_0.zrs"), 32u);
 
   CSignalFileWriter detached(dir.Path().string(), kPart, u"Channel_1", nullptr, nullptr);
   EXPECT_FALSE(detached.OpenSignalFile());

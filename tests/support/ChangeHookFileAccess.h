@@ -56,6 +56,10 @@ class ChangeHookFileAccess : public ForwardingFileAccess {
     Change();
     return ForwardingFileAccess::WriteFile(handle, buffer, size, written);
   }
+  bool SetEndOfFile(unsigned int handle) override {
+    Change();
+    return ForwardingFileAccess::SetEndOfFile(handle);
+  }
   bool DeleteFile(const std::string& path) override {
     Change();
     return ForwardingFileAccess::DeleteFile(path);

@@ -39,6 +39,7 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     Seek,
     Tell,
     Close,
+    SetEnd,
     Delete,
     Rename,
     CreateDir,
@@ -128,6 +129,9 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     }
     return ForwardingFileAccess::TellFile(handle, position);
   }
+  bool SetEndOfFile(unsigned int handle) override {
+    return Fails(SetEnd) ? false : ForwardingFileAccess::SetEndOfFile(handle);
+  }
   bool CloseFile(unsigned int handle, bool written) override {
     if (!Fails(Close)) return ForwardingFileAccess::CloseFile(handle, written);
     Target().CloseFile(handle, written);  // released all the same, so nothing leaks
@@ -174,6 +178,7 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
       case Read:
         return zsff::FileErrorRead;
       case Write:
+      case SetEnd:
         return zsff::FileErrorWrite;
       case Seek:
       case Tell:

@@ -85,6 +85,7 @@ class ForwardingFileAccess : public zsff::CAbstractFileAccess {
                 unsigned int& bytesRead) override {
     return Pull(m_Target->ReadFile(handle, buffer, size, bytesRead));
   }
+  bool SetEndOfFile(unsigned int handle) override { return Pull(m_Target->SetEndOfFile(handle)); }
   bool CloseFile(unsigned int handle, bool written) override {
     return Pull(m_Target->CloseFile(handle, written));
   }
