@@ -1,8 +1,6 @@
 // Feeds arbitrary bytes to the temporary record file reader as "TmpRecord.zrm".
 // Beyond not crashing, a file that reads as valid must survive a write and a
 // second read unchanged, and must come back whole through a metadata container.
-#include <fcntl.h>
-#include <unistd.h>
 #include <zsff/ChannelMetaData.h>
 #include <zsff/MetaDataContainer.h>
 #include <zsff/TmpRecordFile.h>
@@ -11,10 +9,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
 
 #include "foundation/LocalFileAccess.h"
+#include "fuzz/FuzzSupport.h"
 
 namespace {
 
@@ -28,42 +26,19 @@ bool SameInfo(const zsff::TAG_RECORD_INFO& a, const zsff::TAG_RECORD_INFO& b) {
   return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-void WriteInput(const uint8_t* data, size_t size) {
-  const int fd = ::open(g_File.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0) std::abort();
-  size_t done = 0;
-  while (done < size) {
-    const ssize_t n = ::write(fd, data + done, size - done);
-    if (n <= 0) std::abort();
-    done += static_cast<size_t>(n);
-  }
-  ::close(fd);
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // The reader's diagnostics would drown the fuzzer's own output.
   if (std::freopen("/dev/null", "w", stdout) == nullptr) std::abort();
-  // Every input truncates and rewrites the same small file; on ext4 that starts a
-  // writeback at each close, which would make the disk, not the code, the limit.
-  // A memory file system avoids it; TMPDIR still decides when it is set.
-  std::filesystem::path base = std::filesystem::temp_directory_path();
-  std::error_code ec;
-  if (std::getenv("TMPDIR") == nullptr && std::filesystem::is_directory("/dev/shm", ec)) {
-    base = "/dev/shm";
-  }
-  std::string pattern = (base / "zsff-fuzz-tmprecord-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-  g_Directory = pattern;
+  g_Directory = zsff_fuzz::ScratchDirectory("tmprecord");
   g_Store = new zsff::CLocalFileAccess();
   g_File = g_Directory + g_Store->PathSeparator() + "TmpRecord.zrm";
-  std::atexit([] { std::filesystem::remove_all(g_Directory); });
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  WriteInput(data, size);
+  zsff_fuzz::WriteInput(g_File, data, size);
 
   zsff::CTmpRecordFile reader(g_Directory, g_Store);
   if (!reader.Read()) return 0;
