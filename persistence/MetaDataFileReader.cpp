@@ -52,7 +52,10 @@ bool LoadFile(CAbstractFileAccess& store, const std::u16string& path, MetaDataCo
     return true;
   }
   unsigned int handle = 0;
-  if (!store.OpenFile(path, FileModeRead, handle)) return false;
+  if (!store.OpenFile(path, FileModeRead, handle)) {
+    error = prefix + u" Cannot open file";
+    return false;
+  }
   // A save moves a new file over this one at any moment: the size that counts is
   // the size of the file opened, not of whatever the path named a moment before.
   if (!store.SeekFile(handle, 0, 2) || !store.TellFile(handle, size) ||

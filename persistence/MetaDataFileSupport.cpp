@@ -52,7 +52,11 @@ bool WriteContainer(CAbstractFileAccess* access, const MetaDataContainer& in,
   // the metadata lock, so that two never write one beside-file.
   const std::u16string beside = names::SavingCopyName(path);
   bool wrote = false;
-  if (!WriteWhole(*store, beside, text, wrote)) return false;
+  if (!WriteWhole(*store, beside, text, wrote)) {
+    if (message != nullptr)
+      *message = u"CMetaDataFileWriter::Save(" + path + u") Error in OpenFile(" + beside + u")";
+    return false;
+  }
   if (!wrote || !store->ReplaceFile(beside, path)) {
     // A store that can't replace in one step may have lost the file already:
     // the beside-file, whole, is then what readers take.

@@ -10,6 +10,7 @@
 
 #include "foundation/Diagnostics.h"
 #include "foundation/TextConversion.h"
+#include "tree/MeasurementFile.h"
 #include "tree/RecordKeys.h"
 #include "tree/TreeRecords.h"
 
@@ -35,7 +36,11 @@ bool CMeasurementUpdate::Apply(const MetaDataFileLock* lock,
   }
 
   MetaDataContainer metaData;
-  m_Tree.LoadMetaDataMeasurement(metaData);  // a missing file starts from an empty container
+  // A missing file starts from an empty container; one that is there but didn't
+  // read would be saved over with the records it holds left out.
+  if (!m_Tree.LoadMetaDataMeasurement(metaData) &&
+      m_Tree.m_MeasurementFile->Exists(CRecordSignalTree::SearchLocalThenRemote))
+    return false;
   MetaDataMeasurementReader reader(metaData);
   CMetaDataMeasurementWriter writer(metaData);
   float frontEndRate = kDefaultFrontEndRate;

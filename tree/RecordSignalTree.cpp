@@ -341,7 +341,12 @@ bool CRecordSignalTree::RemoveChannel(const CChannelID& id) {
 
 std::unique_ptr<MetaDataFileLock> CRecordSignalTree::CreateMetaDataLock(
     MetaDataFileLock::Mode mode) const {
-  return m_MeasurementFile->CreateLock(mode);
+  std::unique_ptr<MetaDataFileLock> lock = m_MeasurementFile->CreateLock(mode);
+  // The host hands the lock on to a save, which can only say that it had none.
+  if (!lock)
+    SetLastError(u"CRecordSignalTree::CreateMetaDataLock cannot create MetaDataLock: " +
+                 m_MeasurementFile->LockPath());
+  return lock;
 }
 
 bool CRecordSignalTree::SaveMetaDataMeasurement(const MetaDataFileLock* lock,

@@ -165,7 +165,7 @@ TEST(MetaDataFiles, LoadFailuresNameTheFile) {
             reader.LastError());
   EXPECT_EQ(std::set<std::string>{"Kept"}, out.GetMetadataKeys());
 
-  // A read that comes short, and an open that fails (which has no message).
+  // A read that comes short, and an open that fails.
   auto faulty = std::make_shared<FaultInjectingFileAccess>(store);
   CMetaDataFileReader faultyReader(faulty.get());
   WriteText(dir.Path() / "Meas.zsfh", "{\"Version\": 1, \"A\": 1}");
@@ -174,7 +174,7 @@ TEST(MetaDataFiles, LoadFailuresNameTheFile) {
   EXPECT_EQ(prefix + u" Cannot read file", faultyReader.LastError());
   faulty->FailAt(FaultInjectingFileAccess::Open, 1);
   EXPECT_FALSE(faultyReader.Load(out, u"Meas.zsfh", dir.Wide()));
-  EXPECT_EQ(u"", faultyReader.LastError());
+  EXPECT_EQ(prefix + u" Cannot open file", faultyReader.LastError());
   EXPECT_EQ(faulty->Calls(FaultInjectingFileAccess::Open) - 1,
             faulty->Calls(FaultInjectingFileAccess::Close))
       << "every file that opened was closed";
@@ -195,7 +195,9 @@ TEST(MetaDataFiles, SaveFailures) {
 
   faulty->FailAt(FaultInjectingFileAccess::Open, 1);
   EXPECT_FALSE(writer.Save(Measurement(), u"Meas.zsfh", dir.Wide()));
-  EXPECT_EQ(u"", writer.LastError());
+  EXPECT_EQ(u"CMetaDataFileWriter::Save(" + dir.Wide("Meas.zsfh") + u") Error in OpenFile(" +
+                dir.Wide("Meas.zsfh.new") + u")",
+            writer.LastError());
 
   // A full disk leaves the file as it was and nothing beside it.
   faulty->SetFreeSpace(10);

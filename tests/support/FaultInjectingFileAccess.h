@@ -5,9 +5,11 @@
 //     (1 = the very next call), once or, when sticky, from then on;
 //   - SetFreeSpace(bytes) makes the disk full after that many more bytes: the
 //     write that crosses the limit writes what fits and then fails, as a real
-//     full disk does;
+//     full disk does; ShortWriteAt(n) makes the n-th write from now do the same
+//     with half its bytes;
 //   - Calls(op) counts the calls seen, so a test can run a scenario once to
-//     learn how many writes it makes and then sweep a fault over each of them;
+//     learn how many writes it makes and then sweep a fault over each of them,
+//     and Injected() the calls failed on purpose, so it knows when one struck;
 //   - OpenModes() lists the mode of every open seen, so a test can tell that a
 //     reader never asked to write.
 //
@@ -64,6 +66,13 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     fault.code = code;
   }
 
+  // The n-th write from now writes half its bytes, then fails.
+  void ShortWriteAt(unsigned long n) {
+    FailAt(Write, n);
+    std::lock_guard<std::mutex> guard(m_Lock);
+    m_ShortWrite = true;
+  }
+
   // Lets at most `bytes` more bytes be written through this store.
   void SetFreeSpace(unsigned long long bytes) {
     std::lock_guard<std::mutex> guard(m_Lock);
@@ -74,6 +83,12 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
   unsigned long Calls(Operation op) const {
     std::lock_guard<std::mutex> guard(m_Lock);
     return m_Calls[op];
+  }
+
+  // Calls failed on purpose so far, the full disk's included.
+  unsigned long Injected() const {
+    std::lock_guard<std::mutex> guard(m_Lock);
+    return m_Injected;
   }
 
   // The modes of the opens seen so far, failed ones included, in call order.
@@ -89,6 +104,8 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
     m_Calls = {};
     m_OpenModes.clear();
     m_FreeSpace = kUnlimited;
+    m_ShortWrite = false;
+    m_Injected = 0;
   }
 
   bool OpenFile(const std::string& path, zsff::FileOpenMode_t mode, unsigned int& handle) override {
@@ -104,13 +121,17 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
   }
   bool WriteFile(unsigned int handle, const void* buffer, unsigned int size,
                  unsigned int& written) override {
-    if (Fails(Write)) return false;
     unsigned int fits = size;
-    {
+    if (Fails(Write)) {
+      std::lock_guard<std::mutex> guard(m_Lock);
+      if (!m_ShortWrite) return false;
+      fits = size / 2;
+    } else {
       std::lock_guard<std::mutex> guard(m_Lock);
       if (m_FreeSpace != kUnlimited) {
         if (size > m_FreeSpace) fits = static_cast<unsigned int>(m_FreeSpace);
         m_FreeSpace -= fits;
+        if (fits != size) ++m_Injected;
       }
     }
     if (fits == size) return ForwardingFileAccess::WriteFile(handle, buffer, size, written);
@@ -199,6 +220,7 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
       const Fault& fault = m_Faults[op];
       if (fault.at == 0 || call < fault.at || (call > fault.at && !fault.sticky)) return false;
       code = fault.code;
+      ++m_Injected;
     }
     if (code != zsff::FileErrorNone) SetLastError(code);
     return true;
@@ -217,6 +239,8 @@ class FaultInjectingFileAccess : public ForwardingFileAccess {
   std::array<Fault, OperationCount> m_Faults{};
   std::array<unsigned long, OperationCount> m_Calls{};
   unsigned long long m_FreeSpace = kUnlimited;
+  bool m_ShortWrite = false;
+  unsigned long m_Injected = 0;
 };
 
 }  // namespace zsff_test
