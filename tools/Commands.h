@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Arguments.h"
+#include "Reason.h"
 
 namespace zsff_tools {
 
@@ -29,11 +30,6 @@ const std::vector<Command>& Commands();
 
 // Prints "zsff: <message>" on standard error; returns `code`.
 int Fail(const std::string& message, int code = ExitFailure);
-// Why a call failed, for an error line: the operating system's reason in its
-// own words ("No space left on device") when the call left one in `error` (an
-// errno taken right after it, zeroed before), else the library's text, else
-// "no reason given". With --verbose the library's text follows the system's.
-std::string Reason(int error, const std::u16string& libraryText = std::u16string());
 // As Fail, followed by a hint to the command's help; returns ExitUsage.
 int UsageError(const Command& command, const std::string& message);
 // Parses the words of a command that takes its options and one measurement

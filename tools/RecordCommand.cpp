@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "Arguments.h"
@@ -19,6 +18,7 @@
 #include "DemoMeasurement.h"
 #include "DirectorySize.h"
 #include "Format.h"
+#include "HostHeader.h"
 #include "Interrupts.h"
 #include "OpenTree.h"
 #include "Progress.h"
@@ -97,16 +97,6 @@ zsff::MetaDataContainer MeasurementMetaData(const Options& options, const std::u
   writer.AddMeasProperty("RequestedSeconds", u"Requested seconds",
                          zsff::Utf8ToWide(Printf("%g", options.Seconds)));
   return metaData;
-}
-
-// The host's header file: the library only tests for it, renames and deletes
-// it, so its contents are the host's own.
-bool WriteHeader(const fs::path& path) {
-  std::ofstream header(path, std::ios::binary | std::ios::trunc);
-  header << "zsff record: measurement started "
-         << zsff::WideToUtf8(zsff::FileTimeToString(zsff::GetSystemTimeAsFileTime()))
-         << ", unfinished while this file exists\n";
-  return static_cast<bool>(header.flush());
 }
 
 class Recorder {
@@ -190,7 +180,7 @@ int Recorder::CreateMeasurement() {
 
   m_HeaderPath = m_Options.Directory / zsff::names::HeaderFileName(m_BaseName);
   errno = 0;
-  if (!WriteHeader(m_HeaderPath)) {
+  if (!WriteHostHeader(m_HeaderPath, "zsff record")) {
     const int error = errno;
     return Fail("cannot write " + m_HeaderPath.string() + ": " + Reason(error));
   }

@@ -8,7 +8,6 @@
 #include "Commands.h"
 #include "Interrupts.h"
 #include "Verbosity.h"
-#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 
@@ -154,14 +153,6 @@ const Command* FindCommand(const std::string& name) {
 int Fail(const std::string& message, int code) {
   std::fprintf(stderr, "zsff: %s\n", message.c_str());
   return code;
-}
-
-std::string Reason(int error, const std::u16string& libraryText) {
-  const std::string library = zsff::WideToUtf8(libraryText);
-  if (error == 0) return library.empty() ? "no reason given" : library;
-  std::string reason = std::strerror(error);
-  if (Verbosity() == VerbosityVerbose && !library.empty()) reason += " (" + library + ")";
-  return reason;
 }
 
 int UsageError(const Command& command, const std::string& message) {

@@ -1,0 +1,347 @@
+#include "MeasurementView.h"
+
+#include <zsff/AbstractRecordSection.h>
+#include <zsff/ChannelMetaData.h>
+#include <zsff/MetaDataContainer.h>
+#include <zsff/RecordSignalTree.h>
+#include <zsff/RecordZoomer.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <vector>
+
+#include "Errors.h"
+#include "Measurement.h"
+#include "OpenTree.h"
+#include "PostAnalysis.h"
+#include "foundation/TextConversion.h"
+
+namespace py = pybind11;
+namespace fs = std::filesystem;
+using zsff_tools::ChannelSummary;
+using zsff_tools::MeasurementSummary;
+using zsff_tools::RecordSummary;
+
+namespace zsff_python {
+
+namespace {
+
+MeasurementSummary Load(const std::string& path) {
+  MeasurementSummary summary;
+  std::string error;
+  if (!zsff_tools::LoadMeasurement(path, summary, error)) RaiseFileError(error);
+  return summary;
+}
+
+// The records of the measurement's list, in its order; directories it doesn't
+// list are left to the end-up.
+std::vector<const RecordSummary*> ListedRecords(const MeasurementSummary& summary) {
+  std::vector<const RecordSummary*> records;
+  for (const RecordSummary& record : summary.Records) {
+    if (record.InMetaData) records.push_back(&record);
+  }
+  return records;
+}
+
+// A record being recorded is as long as its longest channel is now.
+double DurationOf(const RecordSummary& record) {
+  if (!record.Recording) return record.Duration;
+  double longest = record.Duration;
+  for (const ChannelSummary& channel : record.Channels) longest = std::max(longest, channel.Duration);
+  return longest;
+}
+
+// Every record of a measurement has the channels of the first.
+const std::vector<ChannelSummary>& ChannelsOf(const MeasurementSummary& summary) {
+  static const std::vector<ChannelSummary> none;
+  const std::vector<const RecordSummary*> records = ListedRecords(summary);
+  return records.empty() ? none : records.front()->Channels;
+}
+
+const char* FormatName(const std::string& stored) {
+  if (stored == "SIFloat") return "float32";
+  if (stored == "SIDouble") return "float64";
+  if (stored == "Compact16") return "int16";
+  if (stored == "Raw32") return "int32";
+  return "unknown";
+}
+
+py::dtype StoredType(zsff::SampleFormat_t format) {
+  switch (format) {
+    case zsff::SIDouble: return py::dtype::of<double>();
+    case zsff::Compact16: return py::dtype::of<std::int16_t>();
+    case zsff::Raw32: return py::dtype::of<std::int32_t>();
+    case zsff::SIFloat: break;
+  }
+  return py::dtype::of<float>();
+}
+
+zsff::SampleReadMode_t ReadMode(const std::string& unit) {
+  if (unit == "volts") return zsff::SampleReadVoltDouble;
+  if (unit == "recorded") return zsff::SampleReadRecordedDouble;
+  if (unit == "post-analysis") return zsff::SampleReadPostAnalysisDouble;
+  throw py::value_error("unit must be \"volts\", \"recorded\" or \"post-analysis\", not \"" +
+                        unit + "\"");
+}
+
+// The channel `which` names: its name (str) or its index (int) among the channels.
+const ChannelSummary& FindChannel(const MeasurementSummary& summary, const py::object& which) {
+  const std::vector<ChannelSummary>& channels = ChannelsOf(summary);
+  if (py::isinstance<py::bool_>(which) ||
+      !(py::isinstance<py::int_>(which) || py::isinstance<py::str>(which))) {
+    throw py::type_error("a channel is named by its name (str) or its index (int), not " +
+                         py::str(py::type::of(which)).cast<std::string>());
+  }
+  if (py::isinstance<py::int_>(which)) {
+    const long long index = which.cast<long long>();
+    if (index < 0 || index >= static_cast<long long>(channels.size())) {
+      throw py::value_error("no channel " + std::to_string(index) + ": the measurement has " +
+                            std::to_string(channels.size()) + " channels");
+    }
+    return channels[static_cast<std::size_t>(index)];
+  }
+  const std::string name = which.cast<std::string>();
+  for (const ChannelSummary& channel : channels) {
+    if (channel.Name == name) return channel;
+  }
+  throw py::value_error("no channel named \"" + name + "\" in " + summary.Path);
+}
+
+// The tree and the record a read works on, closed however the read ends.
+struct OpenRecord {
+  std::unique_ptr<zsff::CRecordSignalTree> Tree;
+  int Handle = 0;
+  ~OpenRecord() {
+    if (Tree && Handle != 0) Tree->CloseRecord(Handle, false);
+    zsff::CRecordSignalTree::CloseSignalTree(Tree);
+  }
+};
+
+std::unique_ptr<zsff::CRecordSignalTree> OpenTree(const std::string& path) {
+  std::string error;
+  std::unique_ptr<zsff::CRecordSignalTree> tree = zsff_tools::OpenForReading(path, error);
+  if (!tree) RaiseFileError(error);
+  return tree;
+}
+
+// The library's words for the last failure of `section`, or `fallback`.
+std::string Reason(const zsff::CAbstractRecordSection& section, const char* fallback) {
+  const std::string text = zsff::WideToUtf8(section.LastErrorString());
+  return text.empty() ? fallback : text;
+}
+
+py::object DateTime(long long fileTime) {
+  // File times count 100 ns from 1601; Unix time from 1970.
+  constexpr long long kUnixEpoch = 116444736000000000LL;
+  const double seconds = static_cast<double>(fileTime - kUnixEpoch) / 1e7;
+  const py::module_ datetime = py::module_::import("datetime");
+  return datetime.attr("datetime").attr("fromtimestamp")(
+      seconds, datetime.attr("timezone").attr("utc"));
+}
+
+}  // namespace
+
+MeasurementView::MeasurementView(const std::string& directory)
+    : m_Path(Load(directory).Path) {}
+
+void MeasurementView::CheckOpen() const {
+  if (m_Closed) RaiseError(m_Path + ": the measurement was closed");
+}
+
+std::string MeasurementView::Name() const { return fs::path(m_Path).filename().string(); }
+
+double MeasurementView::Duration() const {
+  CheckOpen();
+  const MeasurementSummary summary = Load(m_Path);
+  double total = 0.0;
+  for (const RecordSummary* record : ListedRecords(summary)) total += DurationOf(*record);
+  return total;
+}
+
+py::list MeasurementView::Records() const {
+  CheckOpen();
+  const MeasurementSummary summary = Load(m_Path);
+  py::list out;
+  int number = 0;
+  for (const RecordSummary* record : ListedRecords(summary)) {
+    out.append(RecordInfo{++number, DateTime(record->AbsDate), DurationOf(*record),
+                          record->Recording});
+  }
+  return out;
+}
+
+py::list MeasurementView::Channels() const {
+  CheckOpen();
+  const MeasurementSummary summary = Load(m_Path);
+  py::list out;
+  int index = 0;
+  for (const ChannelSummary& channel : ChannelsOf(summary)) {
+    out.append(ChannelInfo{channel.Name, channel.Unit, channel.SamplingRate,
+                           FormatName(channel.Format), index++,
+                           static_cast<int>(channel.Id.ChannelNumber())});
+  }
+  return out;
+}
+
+py::list MeasurementView::Markers() const {
+  CheckOpen();
+  const MeasurementSummary summary = Load(m_Path);
+  if (!summary.MarkersError.empty()) RaiseFileError(summary.Path + ": " + summary.MarkersError);
+  py::list out;
+  for (const zsff::MetaDataMarker& marker : summary.Markers) {
+    out.append(MarkerInfo{marker.relativeDate(), marker.relativeDateFromRun() - marker.relativeDate(),
+                          zsff::WideToUtf8(marker.comment())});
+  }
+  return out;
+}
+
+py::array MeasurementView::Read(const py::object& channel, long record, double start,
+                            const py::object& stop, const std::string& unit) const {
+  return ReadSamples(channel, record, start, stop, &unit);
+}
+
+py::array MeasurementView::ReadRaw(const py::object& channel, long record, double start,
+                               const py::object& stop) const {
+  return ReadSamples(channel, record, start, stop, nullptr);
+}
+
+py::array MeasurementView::ReadSamples(const py::object& channel, long record, double start,
+                                   const py::object& stop, const std::string* unit) const {
+  CheckOpen();
+  const zsff::SampleReadMode_t mode = unit != nullptr ? ReadMode(*unit) : zsff::SampleReadVolt;
+  const double stopSeconds = stop.is_none() ? -1.0 : stop.cast<double>();
+  if (!(start >= 0.0) || (!stop.is_none() && !(stopSeconds >= start))) {
+    throw py::value_error("start must be at least 0 and stop at least start");
+  }
+  const MeasurementSummary summary = Load(m_Path);
+  const ChannelSummary& wanted = FindChannel(summary, channel);
+  const std::vector<const RecordSummary*> records = ListedRecords(summary);
+  if (record < 1 || record > static_cast<long>(records.size())) {
+    throw py::value_error("no record " + std::to_string(record) + ": " + m_Path + " holds " +
+                          std::to_string(records.size()) + " records, numbered from 1");
+  }
+  const bool growing = records[static_cast<std::size_t>(record - 1)]->Recording;
+
+  OpenRecord open;
+  open.Tree = OpenTree(m_Path);
+  // A record id without a base is a position in the measurement's list.
+  open.Handle = open.Tree->OpenRecord(zsff::CRecordId(static_cast<unsigned long long>(record)),
+                                      zsff::CRecordSignalTree::TreeOpenDefault, 0);
+  if (open.Handle == 0) {
+    RaiseFileError(m_Path + ": record " + std::to_string(record) + " can't be opened: " +
+                   zsff::WideToUtf8(zsff::CRecordSignalTree::LastErrorString()));
+  }
+  zsff::CAbstractRecordSection& section = open.Tree->wRecord(open.Handle);
+  const zsff::CChannelID id = wanted.Id;
+  zsff::MetaDataContainer metaData;
+  zsff::TAG_RECORD_INFO info;
+  float rate = 0.0f;
+  if (!section.IsValidChannel(id)) {
+    throw py::value_error("record " + std::to_string(record) + " has no channel \"" + wanted.Name +
+                          "\"");
+  }
+  const std::string where = m_Path + ", record " + std::to_string(record) + ", " + wanted.Name;
+  if (!section.ReadChannelMetaData(id, metaData, info, false) ||
+      !zsff::CMetaDataChannelReader(metaData).SamplingRate(rate) || !(rate > 0.0f)) {
+    RaiseFileError(where + ": the channel's metadata can't be read: " +
+                   Reason(section, "no sampling rate"));
+  }
+
+  const unsigned long long length = section.SignalLengthSpl(id, false);
+  const unsigned long long first = static_cast<unsigned long long>(std::llround(start * rate));
+  unsigned long long last = stop.is_none()
+                                ? length
+                                : static_cast<unsigned long long>(std::llround(stopSeconds * rate));
+  if (first > length || (last > length && !growing)) {
+    throw py::value_error(where + " holds " + std::to_string(static_cast<double>(length) / rate) +
+                          " s, not up to " +
+                          std::to_string(std::max(start, stopSeconds)) + " s");
+  }
+  if (!section.SetReadPosSpl(id, first)) {
+    RaiseFileError(where + ": can't seek to " + std::to_string(start) + " s: " +
+                   Reason(section, "seek failed"));
+  }
+
+  const std::size_t count = static_cast<std::size_t>(last - first);
+  const py::dtype type = unit != nullptr
+                            ? py::dtype::of<double>()
+                            : StoredType(zsff::CMetaDataChannelReader(metaData).SampleFormat());
+  py::array samples(type, py::array::ShapeContainer{static_cast<py::ssize_t>(count)});
+  const std::size_t itemSize = static_cast<std::size_t>(samples.itemsize());
+  unsigned char* out = static_cast<unsigned char*>(samples.mutable_data());
+  std::size_t done = 0;
+  {
+    py::gil_scoped_release release;
+    while (done < count) {
+      const unsigned long long read =
+          unit != nullptr ? section.ReadSampleBlock(id, out + done * itemSize, count - done, mode)
+                          : section.ReadRawSampleBlock(id, out + done * itemSize, count - done);
+      if (read == 0) break;
+      done += static_cast<std::size_t>(read);
+    }
+  }
+  if (done == count) return samples;
+  // A record being recorded is read as far as it reaches the disk.
+  zsff::CAbstractRecordSection::ReadState_t state = zsff::CAbstractRecordSection::ReadStateNone;
+  if (growing && section.EndOfReading(id, state)) {
+    return samples[py::slice(0, static_cast<py::ssize_t>(done), 1)];
+  }
+  RaiseFileError(where + ": the samples end after " +
+                 std::to_string(static_cast<double>(first + done) / rate) + " s, its metadata gives " +
+                 std::to_string(static_cast<double>(length) / rate) + " s: " +
+                 Reason(section, "a part file is cut short"));
+}
+
+py::tuple MeasurementView::Zoom(const py::object& channel, double start, const py::object& stop,
+                            long long points, const std::string& unit) const {
+  CheckOpen();
+  if (unit != "volts" && unit != "post-analysis") {
+    throw py::value_error("a zoom's unit is \"volts\" or \"post-analysis\", not \"" + unit + "\"");
+  }
+  if (points < 1 || points > 10000000) throw py::value_error("points must be 1 to 10000000");
+  const double stopSeconds = stop.is_none() ? -1.0 : stop.cast<double>();
+  if (!(start >= 0.0) || (!stop.is_none() && !(stopSeconds > start))) {
+    throw py::value_error("start must be at least 0 and stop after start");
+  }
+  const MeasurementSummary summary = Load(m_Path);
+  const zsff::CChannelID id = FindChannel(summary, channel).Id;
+  const std::vector<const RecordSummary*> records = ListedRecords(summary);
+  const bool growing = !records.empty() && records.back()->Recording;
+
+  zsff_tools::ZoomedMeasurement zoomed;
+  zoomed.Tree = OpenTree(m_Path);
+  if (!zoomed.Zoomer.Init(zoomed.Tree.get(), id)) {
+    RaiseFileError(m_Path + ": the records of the measurement can't be opened");
+  }
+  if (unit == "volts") zsff_tools::ZoomInVolts(*zoomed.Tree, zoomed.Zoomer, {id});
+  const double end = zoomed.Zoomer.VectRecordInfo().back().End;
+  const double until = stop.is_none() || (stopSeconds > end && !growing) ? end : stopSeconds;
+  if (!(until > start)) {
+    throw py::value_error("start " + std::to_string(start) + " s lies past the end, " +
+                          std::to_string(end) + " s");
+  }
+  std::vector<float> values;
+  bool zoomedOk;
+  {
+    py::gil_scoped_release release;
+    zoomedOk = zoomed.Zoomer.GetCompressedSignal(id, static_cast<float>(start),
+                                                 static_cast<float>(until),
+                                                 static_cast<unsigned long long>(points), false, 0,
+                                                 values);
+  }
+  if (!zoomedOk) RaiseFileError(m_Path + ": the span can't be zoomed");
+  const std::size_t pairs = values.size() / 2;
+  py::array_t<double> low(pairs);
+  py::array_t<double> high(pairs);
+  double* lowOut = low.mutable_data();
+  double* highOut = high.mutable_data();
+  for (std::size_t i = 0; i < pairs; ++i) {
+    lowOut[i] = values[2 * i];
+    highOut[i] = values[2 * i + 1];
+  }
+  return py::make_tuple(low, high);
+}
+
+}  // namespace zsff_python
