@@ -8,7 +8,9 @@
 #include <zsff/RecordId.h>
 #include <zsff/SignalTypes.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <chrono>
 #include <cstdint>
 #include <map>
@@ -50,6 +52,18 @@ const FormatName& FindFormat(const std::string& name) {
                         name + "\"");
 }
 
+// The analyzer's front-end rate: the fastest channel's. Every channel samples
+// at a whole fraction of it, its time step, in which a ring's offset counts.
+double FrontEndRate(const std::vector<ChannelSetup>& channels) {
+  double fastest = 0.0;
+  for (const ChannelSetup& setup : channels) fastest = std::max(fastest, setup.Rate);
+  return fastest;
+}
+
+unsigned short TimeStep(const ChannelSetup& setup, double frontEndRate) {
+  return static_cast<unsigned short>(std::lround(frontEndRate / setup.Rate));
+}
+
 void CheckSetups(const std::vector<ChannelSetup>& channels) {
   if (channels.empty()) throw py::value_error("a recording needs at least one channel");
   if (channels.size() > 65535) throw py::value_error("at most 65535 channels");
@@ -59,6 +73,11 @@ void CheckSetups(const std::vector<ChannelSetup>& channels) {
     if (!(setup.Rate > 0.0) || setup.Rate > 1e9) {
       throw py::value_error("channel \"" + setup.Name + "\": rate must be above 0 Hz");
     }
+    const double step = FrontEndRate(channels) / setup.Rate;
+    if (std::fabs(step - std::round(step)) > 1e-9 * step || step > 65535.0) {
+      throw py::value_error("channel \"" + setup.Name +
+                            "\": every rate must divide the fastest channel's rate");
+    }
     for (std::size_t j = 0; j < i; ++j) {
       if (channels[j].Name == setup.Name) {
         throw py::value_error("two channels are named \"" + setup.Name + "\"");
@@ -67,7 +86,8 @@ void CheckSetups(const std::vector<ChannelSetup>& channels) {
   }
 }
 
-zsff::MetaDataContainer ChannelMetaData(const ChannelSetup& setup, unsigned short number) {
+zsff::MetaDataContainer ChannelMetaData(const ChannelSetup& setup, unsigned short number,
+                                        unsigned short timeStep) {
   zsff::MetaDataContainer metaData;
   zsff::CMetaDataChannelWriter writer(metaData);
   writer.Name(zsff::Utf8ToWide(setup.Name));
@@ -78,7 +98,7 @@ zsff::MetaDataContainer ChannelMetaData(const ChannelSetup& setup, unsigned shor
   writer.SamplingRate(static_cast<float>(setup.Rate));
   writer.Sensitivity(static_cast<float>(setup.Sensitivity));
   writer.Offset(static_cast<float>(setup.Offset));
-  writer.TimeStep(1);
+  writer.TimeStep(timeStep);
   writer.UncompCoeff(static_cast<float>(setup.Coefficient));
   writer.UncompOffset(0.0f);
   writer.DeviceName(u"zsff Python module");
@@ -88,7 +108,7 @@ zsff::MetaDataContainer ChannelMetaData(const ChannelSetup& setup, unsigned shor
 
 zsff::MetaDataContainer MeasurementMetaData(const std::string& name,
                                             const std::u16string& baseName,
-                                            std::size_t channelCount) {
+                                            const std::vector<ChannelSetup>& channels) {
   zsff::MetaDataContainer metaData;
   zsff::CMetaDataMeasurementWriter writer(metaData);
   writer.ProjectName(u"zsff");
@@ -96,7 +116,9 @@ zsff::MetaDataContainer MeasurementMetaData(const std::string& name,
   writer.Comment(u"Recorded from Python");
   writer.TavroxVersion("zsff " ZSFF_VERSION);
   writer.SignalFileName(baseName);
-  writer.NumberOfChannels(static_cast<long>(channelCount));
+  writer.NumberOfChannels(static_cast<long>(channels.size()));
+  writer.SamplingFrontEnd(static_cast<float>(FrontEndRate(channels)));
+  writer.Sampling1(static_cast<float>(FrontEndRate(channels)));
   writer.AddAnalyzer(std::to_string(kDeviceSerial), "Python", "", "");
   writer.AddMeasProperty("Generator", u"Generator", u"zsff Python module");
   return metaData;
@@ -162,7 +184,7 @@ void MeasurementRecording::Begin(const std::string& directory, const std::string
         m_Tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait);
     if (!lock) Fail("cannot lock it");
     if (!m_Tree->SaveMetaDataMeasurement(lock.get(),
-                                         MeasurementMetaData(name, baseName, channels.size()),
+                                         MeasurementMetaData(name, baseName, channels),
                                          true)) {
       Fail("cannot write its measurement file");
     }
@@ -179,11 +201,13 @@ void MeasurementRecording::Begin(const std::string& directory, const std::string
   for (std::size_t i = 0; i < channels.size(); ++i) {
     const unsigned short number = static_cast<unsigned short>(i + 1);
     const zsff::CChannelID id(number, kAnalyzerIndex, kDeviceSerial);
-    if (!section.AddChannel(id, ChannelMetaData(channels[i], number))) {
+    const unsigned short step = TimeStep(channels[i], FrontEndRate(channels));
+    if (!section.AddChannel(id, ChannelMetaData(channels[i], number, step))) {
       Fail("cannot add channel \"" + channels[i].Name + "\"");
     }
     zsff::TAG_RECORD_INFO info;  // a start date of 0: the library stamps the current time
     info.RecordNumber = 1;
+    info.TimeStep = step;
     info.UncompactCoeff = static_cast<float>(channels[i].Coefficient);
     infos[id] = info;
     m_Ids.push_back(id);
@@ -246,9 +270,11 @@ py::array_t<T, py::array::c_style> AsStored(const py::array& samples, bool integ
 
 }  // namespace
 
-void MeasurementRecording::Write(const py::object& channel, const py::array& samples) {
+void MeasurementRecording::Write(const py::object& channel, const py::object& values) {
   if (!m_Tree) RaiseError(m_Directory.string() + ": the recording was closed");
   const std::size_t index = ChannelIndex(channel);
+  const py::array samples = py::array::ensure(values);
+  if (!samples) throw py::type_error("samples must be a numpy array or a sequence of numbers");
   if (samples.ndim() != 1) {
     throw py::value_error("samples must be a one-dimensional array, not of " +
                           std::to_string(samples.ndim()) + " dimensions");

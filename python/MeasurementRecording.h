@@ -45,8 +45,9 @@ class MeasurementRecording {
   std::string Path() const { return m_Directory.string(); }
   bool Closed() const { return !m_Tree; }
 
-  // Appends `samples` (one-dimensional) to `channel`, a name or an index.
-  void Write(const pybind11::object& channel, const pybind11::array& samples);
+  // Appends `samples` (a one-dimensional array, or what numpy makes one of) to
+  // `channel`, a name or an index.
+  void Write(const pybind11::object& channel, const pybind11::object& samples);
   // Stops the record and finishes the measurement; raises when the stop fails,
   // leaving the header for the end-up.
   void Close();

@@ -249,7 +249,14 @@ py::array MeasurementView::ReadSamples(const py::object& channel, long record, d
                    Reason(section, "no sampling rate"));
   }
 
-  const unsigned long long length = section.SignalLengthSpl(id, false);
+  if (!section.SetReadPos(id, start)) {
+    RaiseFileError(where + ": can't seek to " + std::to_string(start) + " s: " +
+                   Reason(section, "seek failed"));
+  }
+  // What the record keeps, which a ring's time to stop shortens too: known once
+  // the reader stands in the record.
+  const unsigned long long length =
+      static_cast<unsigned long long>(std::llround(section.SignalLength(id, false) * rate));
   const unsigned long long first = static_cast<unsigned long long>(std::llround(start * rate));
   unsigned long long last = stop.is_none()
                                 ? length
@@ -258,10 +265,6 @@ py::array MeasurementView::ReadSamples(const py::object& channel, long record, d
     throw py::value_error(where + " holds " + std::to_string(static_cast<double>(length) / rate) +
                           " s, not up to " +
                           std::to_string(std::max(start, stopSeconds)) + " s");
-  }
-  if (!section.SetReadPosSpl(id, first)) {
-    RaiseFileError(where + ": can't seek to " + std::to_string(start) + " s: " +
-                   Reason(section, "seek failed"));
   }
 
   const std::size_t count = static_cast<std::size_t>(last - first);
