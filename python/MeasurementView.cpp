@@ -12,60 +12,28 @@
 #include <memory>
 #include <vector>
 
+#include "EnvelopeView.h"
 #include "Errors.h"
-#include "Measurement.h"
+#include "MeasurementOutline.h"
 #include "OpenTree.h"
-#include "PostAnalysis.h"
 #include "foundation/TextConversion.h"
 
 namespace py = pybind11;
 namespace fs = std::filesystem;
-using zsff_tools::ChannelSummary;
-using zsff_tools::MeasurementSummary;
-using zsff_tools::RecordSummary;
+using zsff_tools::ChannelOutline;
+using zsff_tools::MarkerOutline;
+using zsff_tools::MeasurementOutline;
+using zsff_tools::RecordOutline;
 
 namespace zsff_python {
 
 namespace {
 
-MeasurementSummary Load(const std::string& path) {
-  MeasurementSummary summary;
+MeasurementOutline Load(const std::string& path) {
+  MeasurementOutline outline;
   std::string error;
-  if (!zsff_tools::LoadMeasurement(path, summary, error)) RaiseFileError(error);
-  return summary;
-}
-
-// The records of the measurement's list, in its order; directories it doesn't
-// list are left to the end-up.
-std::vector<const RecordSummary*> ListedRecords(const MeasurementSummary& summary) {
-  std::vector<const RecordSummary*> records;
-  for (const RecordSummary& record : summary.Records) {
-    if (record.InMetaData) records.push_back(&record);
-  }
-  return records;
-}
-
-// A record being recorded is as long as its longest channel is now.
-double DurationOf(const RecordSummary& record) {
-  if (!record.Recording) return record.Duration;
-  double longest = record.Duration;
-  for (const ChannelSummary& channel : record.Channels) longest = std::max(longest, channel.Duration);
-  return longest;
-}
-
-// Every record of a measurement has the channels of the first.
-const std::vector<ChannelSummary>& ChannelsOf(const MeasurementSummary& summary) {
-  static const std::vector<ChannelSummary> none;
-  const std::vector<const RecordSummary*> records = ListedRecords(summary);
-  return records.empty() ? none : records.front()->Channels;
-}
-
-const char* FormatName(const std::string& stored) {
-  if (stored == "SIFloat") return "float32";
-  if (stored == "SIDouble") return "float64";
-  if (stored == "Compact16") return "int16";
-  if (stored == "Raw32") return "int32";
-  return "unknown";
+  if (!zsff_tools::LoadOutline(path, outline, error)) RaiseFileError(error);
+  return outline;
 }
 
 py::dtype StoredType(zsff::SampleFormat_t format) {
@@ -87,8 +55,7 @@ zsff::SampleReadMode_t ReadMode(const std::string& unit) {
 }
 
 // The channel `which` names: its name (str) or its index (int) among the channels.
-const ChannelSummary& FindChannel(const MeasurementSummary& summary, const py::object& which) {
-  const std::vector<ChannelSummary>& channels = ChannelsOf(summary);
+const ChannelOutline& FindChannel(const MeasurementOutline& outline, const py::object& which) {
   if (py::isinstance<py::bool_>(which) ||
       !(py::isinstance<py::int_>(which) || py::isinstance<py::str>(which))) {
     throw py::type_error("a channel is named by its name (str) or its index (int), not " +
@@ -96,17 +63,16 @@ const ChannelSummary& FindChannel(const MeasurementSummary& summary, const py::o
   }
   if (py::isinstance<py::int_>(which)) {
     const long long index = which.cast<long long>();
-    if (index < 0 || index >= static_cast<long long>(channels.size())) {
+    if (index < 0 || index >= static_cast<long long>(outline.Channels.size())) {
       throw py::value_error("no channel " + std::to_string(index) + ": the measurement has " +
-                            std::to_string(channels.size()) + " channels");
+                            std::to_string(outline.Channels.size()) + " channels");
     }
-    return channels[static_cast<std::size_t>(index)];
+    return outline.Channels[static_cast<std::size_t>(index)];
   }
   const std::string name = which.cast<std::string>();
-  for (const ChannelSummary& channel : channels) {
-    if (channel.Name == name) return channel;
-  }
-  throw py::value_error("no channel named \"" + name + "\" in " + summary.Path);
+  const ChannelOutline* channel = zsff_tools::FindChannel(outline, name);
+  if (channel == nullptr) throw py::value_error("no channel named \"" + name + "\" in " + outline.Path);
+  return *channel;
 }
 
 // The tree and the record a read works on, closed however the read ends.
@@ -133,18 +99,14 @@ std::string Reason(const zsff::CAbstractRecordSection& section, const char* fall
 }
 
 py::object DateTime(long long fileTime) {
-  // File times count 100 ns from 1601; Unix time from 1970.
-  constexpr long long kUnixEpoch = 116444736000000000LL;
-  const double seconds = static_cast<double>(fileTime - kUnixEpoch) / 1e7;
   const py::module_ datetime = py::module_::import("datetime");
-  return datetime.attr("datetime").attr("fromtimestamp")(
-      seconds, datetime.attr("timezone").attr("utc"));
+  return datetime.attr("datetime").attr("fromtimestamp")(zsff_tools::UnixSeconds(fileTime),
+                                                        datetime.attr("timezone").attr("utc"));
 }
 
 }  // namespace
 
-MeasurementView::MeasurementView(const std::string& directory)
-    : m_Path(Load(directory).Path) {}
+MeasurementView::MeasurementView(const std::string& directory) : m_Path(Load(directory).Path) {}
 
 void MeasurementView::CheckOpen() const {
   if (m_Closed) RaiseError(m_Path + ": the measurement was closed");
@@ -154,45 +116,36 @@ std::string MeasurementView::Name() const { return fs::path(m_Path).filename().s
 
 double MeasurementView::Duration() const {
   CheckOpen();
-  const MeasurementSummary summary = Load(m_Path);
-  double total = 0.0;
-  for (const RecordSummary* record : ListedRecords(summary)) total += DurationOf(*record);
-  return total;
+  return Load(m_Path).Duration;
 }
 
 py::list MeasurementView::Records() const {
   CheckOpen();
-  const MeasurementSummary summary = Load(m_Path);
   py::list out;
-  int number = 0;
-  for (const RecordSummary* record : ListedRecords(summary)) {
-    out.append(RecordInfo{++number, DateTime(record->AbsDate), DurationOf(*record),
-                          record->Recording});
+  for (const RecordOutline& record : Load(m_Path).Records) {
+    out.append(RecordInfo{record.Number, DateTime(record.StartDate), record.Duration,
+                          record.Recording});
   }
   return out;
 }
 
 py::list MeasurementView::Channels() const {
   CheckOpen();
-  const MeasurementSummary summary = Load(m_Path);
   py::list out;
-  int index = 0;
-  for (const ChannelSummary& channel : ChannelsOf(summary)) {
-    out.append(ChannelInfo{channel.Name, channel.Unit, channel.SamplingRate,
-                           FormatName(channel.Format), index++,
-                           static_cast<int>(channel.Id.ChannelNumber())});
+  for (const ChannelOutline& channel : Load(m_Path).Channels) {
+    out.append(ChannelInfo{channel.Name, channel.Unit, channel.Rate, channel.Format,
+                           channel.Index, static_cast<int>(channel.Id.ChannelNumber())});
   }
   return out;
 }
 
 py::list MeasurementView::Markers() const {
   CheckOpen();
-  const MeasurementSummary summary = Load(m_Path);
-  if (!summary.MarkersError.empty()) RaiseFileError(summary.Path + ": " + summary.MarkersError);
+  const MeasurementOutline outline = Load(m_Path);
+  if (!outline.MarkersError.empty()) RaiseFileError(outline.Path + ": " + outline.MarkersError);
   py::list out;
-  for (const zsff::MetaDataMarker& marker : summary.Markers) {
-    out.append(MarkerInfo{marker.relativeDate(), marker.relativeDateFromRun() - marker.relativeDate(),
-                          zsff::WideToUtf8(marker.comment())});
+  for (const MarkerOutline& marker : outline.Markers) {
+    out.append(MarkerInfo{marker.Position, marker.Duration, marker.Name});
   }
   return out;
 }
@@ -215,14 +168,13 @@ py::array MeasurementView::ReadSamples(const py::object& channel, long record, d
   if (!(start >= 0.0) || (!stop.is_none() && !(stopSeconds >= start))) {
     throw py::value_error("start must be at least 0 and stop at least start");
   }
-  const MeasurementSummary summary = Load(m_Path);
-  const ChannelSummary& wanted = FindChannel(summary, channel);
-  const std::vector<const RecordSummary*> records = ListedRecords(summary);
-  if (record < 1 || record > static_cast<long>(records.size())) {
+  const MeasurementOutline outline = Load(m_Path);
+  const ChannelOutline& wanted = FindChannel(outline, channel);
+  if (record < 1 || record > static_cast<long>(outline.Records.size())) {
     throw py::value_error("no record " + std::to_string(record) + ": " + m_Path + " holds " +
-                          std::to_string(records.size()) + " records, numbered from 1");
+                          std::to_string(outline.Records.size()) + " records, numbered from 1");
   }
-  const bool growing = records[static_cast<std::size_t>(record - 1)]->Recording;
+  const bool growing = outline.Records[static_cast<std::size_t>(record - 1)].Recording;
 
   OpenRecord open;
   open.Tree = OpenTree(m_Path);
@@ -298,43 +250,34 @@ py::array MeasurementView::ReadSamples(const py::object& channel, long record, d
 }
 
 py::tuple MeasurementView::Zoom(const py::object& channel, double start, const py::object& stop,
-                            long long points, const std::string& unit) const {
+                                long long points, const std::string& unit) const {
   CheckOpen();
-  if (unit != "volts" && unit != "post-analysis") {
-    throw py::value_error("a zoom's unit is \"volts\" or \"post-analysis\", not \"" + unit + "\"");
+  zsff_tools::EnvelopeUnit scaling;
+  if (!zsff_tools::ParseEnvelopeUnit(unit, scaling)) {
+    throw py::value_error("unit must be \"volts\", \"recorded\" or \"post-analysis\", not \"" +
+                          unit + "\"");
   }
   if (points < 1 || points > 10000000) throw py::value_error("points must be 1 to 10000000");
   const double stopSeconds = stop.is_none() ? -1.0 : stop.cast<double>();
   if (!(start >= 0.0) || (!stop.is_none() && !(stopSeconds > start))) {
     throw py::value_error("start must be at least 0 and stop after start");
   }
-  const MeasurementSummary summary = Load(m_Path);
-  const zsff::CChannelID id = FindChannel(summary, channel).Id;
-  const std::vector<const RecordSummary*> records = ListedRecords(summary);
-  const bool growing = !records.empty() && records.back()->Recording;
-
-  zsff_tools::ZoomedMeasurement zoomed;
-  zoomed.Tree = OpenTree(m_Path);
-  if (!zoomed.Zoomer.Init(zoomed.Tree.get(), id)) {
-    RaiseFileError(m_Path + ": the records of the measurement can't be opened");
-  }
-  if (unit == "volts") zsff_tools::ZoomInVolts(*zoomed.Tree, zoomed.Zoomer, {id});
-  const double end = zoomed.Zoomer.VectRecordInfo().back().End;
-  const double until = stop.is_none() || (stopSeconds > end && !growing) ? end : stopSeconds;
-  if (!(until > start)) {
-    throw py::value_error("start " + std::to_string(start) + " s lies past the end, " +
-                          std::to_string(end) + " s");
-  }
+  const zsff::CChannelID id = FindChannel(Load(m_Path), channel).Id;
+  zsff_tools::EnvelopeView view(scaling);
+  std::string error;
+  if (!view.Open(m_Path, error)) RaiseFileError(error);
   std::vector<float> values;
-  bool zoomedOk;
+  double until = 0.0;
+  bool zoomed;
   {
     py::gil_scoped_release release;
-    zoomedOk = zoomed.Zoomer.GetCompressedSignal(id, static_cast<float>(start),
-                                                 static_cast<float>(until),
-                                                 static_cast<unsigned long long>(points), false, 0,
-                                                 values);
+    zoomed = view.Zoom(id, start, stopSeconds, static_cast<unsigned long long>(points), values,
+                       until, error);
   }
-  if (!zoomedOk) RaiseFileError(m_Path + ": the span can't be zoomed");
+  if (!zoomed) {
+    if (error.find("past the end") != std::string::npos) throw py::value_error(error);
+    RaiseFileError(error);
+  }
   const std::size_t pairs = values.size() / 2;
   py::array_t<double> low(pairs);
   py::array_t<double> high(pairs);

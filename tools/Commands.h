@@ -60,6 +60,9 @@ int RunRemoveChannel(const std::vector<std::string>& args);
 int RunClean(const std::vector<std::string>& args);
 int RunCopy(const std::vector<std::string>& args);
 int RunEndup(const std::vector<std::string>& args);
+#ifdef ZSFF_HAS_SERVE
+int RunServe(const std::vector<std::string>& args);
+#endif
 #ifdef ZSFF_HAS_SFTP
 int RunUpload(const std::vector<std::string>& args);
 int RunDownload(const std::vector<std::string>& args);

@@ -125,6 +125,12 @@ const std::vector<Command>& Commands() {
        "copy the measurement in SRC whole into the new directory DST, as a measurement of its own",
        "  DST must be missing or empty; the host's files named after SRC take DST's name\n",
        RunCopy},
+#ifdef ZSFF_HAS_SERVE
+      {"serve", "[options] DIR", "show a measurement in the browser, served on this machine",
+       "  --port P      the port to listen on (default 8080; 0: any free one)\n"
+       "  --bind A      the address to listen on (default 127.0.0.1: this machine only)\n",
+       RunServe},
+#endif
 #ifdef ZSFF_HAS_SFTP
       {"upload", "[options] DIR sftp://USER@HOST[:PORT]/PATH",
        "send the measurement in DIR to the server's directory PATH, as PATH/Record_<base>",

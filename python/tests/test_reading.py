@@ -109,6 +109,11 @@ def test_zoom_is_the_envelope_of_the_samples(demo):
         # The envelope comes as 32-bit floats.
         assert lo.min() == np.float32(everything.min())
         assert hi.max() == np.float32(everything.max())
+    # In the other units the envelope holds the values read in them.
+    for unit in ("recorded", "post-analysis"):
+        lo, hi = m.zoom("Harmonics", points=50, unit=unit)
+        values = np.concatenate([m.read("Harmonics", record=r.number, unit=unit) for r in m.records])
+        assert (lo.min(), hi.max()) == (np.float32(values.min()), np.float32(values.max()))
     # The same pairs as the tool gives.
     out = run_tool("zoom", demo, "--channel", 4, "--points", 300, "--json").stdout
     pairs = json.loads(out)["pairs"]
