@@ -121,3 +121,8 @@ def test_zoom_is_the_envelope_of_the_samples(demo):
     # The tool prints the 32-bit values with the digits that give them back.
     np.testing.assert_array_equal(lo, np.float32([p[0] for p in pairs]))
     np.testing.assert_array_equal(hi, np.float32([p[1] for p in pairs]))
+    # A narrow zoom sees the samples themselves, one a point.
+    x = m.read(0, record=1, start=0.5, stop=0.5 + 100 / 51200)
+    lo, hi = m.zoom(0, start=0.5, stop=0.5 + 100 / 51200, points=100)
+    np.testing.assert_array_equal(lo, np.float32(x))
+    np.testing.assert_array_equal(hi, np.float32(x))
