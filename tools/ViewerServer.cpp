@@ -62,6 +62,9 @@ void ViewerServer::Routes() {
       response.set_content(std::string(file.Content), file.Type);
     });
   }
+  // Browsers ask for an icon; there is none, and that is no error.
+  m_Server->Get("/favicon.ico",
+                [](const httplib::Request&, httplib::Response& response) { response.status = 204; });
   m_Server->Get("/api/measurement", [this](const httplib::Request& request,
                                            httplib::Response& response) {
     Measurement(request, response);

@@ -106,7 +106,9 @@ async function draw() {
   drawAxis();
   await Promise.all(strips.map(async (strip) => {
     const points = Math.min(100000, pixels(strip.canvas).width);
-    const query = `channel=${strip.index}&start=${view.start}&end=${view.end}&points=${points}`;
+    // In the channel's own unit, which its label names.
+    const query = `channel=${strip.index}&start=${view.start}&end=${view.end}&points=${points}` +
+      "&unit=recorded";
     const response = await fetch(`/api/zoom?${query}`);
     const answer = await response.json();
     if (mine !== generation) return;
