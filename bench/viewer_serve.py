@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """How fast `zsff serve` answers a viewer.
 
-Records one hour of one float32 channel at 51200 Hz and 16 channels of 10 minutes
+Records one hour of one float32 channel at 51200 Hz and 16 channels of 2 minutes
 with the Python module, serves each with `zsff serve`, and measures, warm:
 - one zoom request of 1000 points over the whole hour (median of 200), against the
   server's floor: the median of a request for the outline's smallest answer;
@@ -73,7 +73,7 @@ def main():
         finally:
             server.send_signal(signal.SIGINT)
             server.wait()
-        sixteen = record(parent, "Sixteen", 16, 600)
+        sixteen = record(parent, "Sixteen", 16, 120)
         server, address = serve(tool, sixteen)
         try:
             with concurrent.futures.ThreadPoolExecutor(16) as pool:
