@@ -2,7 +2,7 @@
 // as a display draws it: the library's zoomer, with the scaling a viewer asks
 // for put over every record it holds. The measurement and its records stay open
 // between requests; when its list of records changes (a recording starts or
-// stops a record), the next request binds them anew.
+// stops a record), the zoomer binds them anew and the scaling follows.
 #pragma once
 
 #include <zsff/ChannelId.h>
@@ -37,9 +37,10 @@ class EnvelopeView {
             std::string& error);
 
  private:
-  // Binds the records again when the list changed since the last request, and
-  // puts the scaling of the unit over `channel` in each.
-  bool Prepare(const zsff::CChannelID& channel, bool& growing, std::string& error);
+  // The handles of the records the zoomer holds: new ones tell it bound them anew.
+  std::vector<int> Handles() const;
+  // Puts the scaling of the unit over `channel` in each record the zoomer holds.
+  void Scale(const zsff::CChannelID& channel);
 
   EnvelopeUnit m_Unit;
   std::string m_Directory;

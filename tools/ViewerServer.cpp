@@ -86,7 +86,31 @@ void ViewerServer::Measurement(const httplib::Request&, httplib::Response& respo
   MeasurementOutline outline;
   std::string error;
   if (!LoadOutline(m_Directory, outline, error)) return Refuse(response, 500, error);
+  Remember(outline);
   Answer(response, 200, OutlineToJson(outline));
+}
+
+void ViewerServer::Remember(const MeasurementOutline& outline) {
+  std::vector<zsff::CChannelID> channels;
+  for (const ChannelOutline& channel : outline.Channels) channels.push_back(channel.Id);
+  const std::lock_guard<std::mutex> guard(m_ChannelsLock);
+  m_Channels = std::move(channels);
+}
+
+bool ViewerServer::ChannelAt(std::size_t index, zsff::CChannelID& id, std::string& error) {
+  for (int look = 0; look < 2; ++look) {
+    {
+      const std::lock_guard<std::mutex> guard(m_ChannelsLock);
+      if (index < m_Channels.size()) {
+        id = m_Channels[index];
+        return true;
+      }
+    }
+    // Not known yet, or a measurement whose first record has just begun: look again once.
+    MeasurementOutline outline;
+    if (look == 0 && LoadOutline(m_Directory, outline, error)) Remember(outline);
+  }
+  return false;
 }
 
 void ViewerServer::Zoom(const httplib::Request& request, httplib::Response& response) {
@@ -105,19 +129,17 @@ void ViewerServer::Zoom(const httplib::Request& request, httplib::Response& resp
   if (!(start >= 0.0) || !(end > start)) {
     return Refuse(response, 400, "end must lie after start, and start at 0 or later");
   }
-  MeasurementOutline outline;
   std::string error;
-  if (!LoadOutline(m_Directory, outline, error)) return Refuse(response, 500, error);
-  if (channel < 0.0 || channel != std::floor(channel) ||
-      channel >= static_cast<double>(outline.Channels.size())) {
+  zsff::CChannelID id;
+  if (channel < 0.0 || channel != std::floor(channel) || channel > 65535.0 ||
+      !ChannelAt(static_cast<std::size_t>(channel), id, error)) {
     return Refuse(response, 404, "no channel " + request.get_param_value("channel"));
   }
   EnvelopeView* view = ViewOf(unit, error);
   if (view == nullptr) return Refuse(response, 500, error);
   std::vector<float> pairs;
   double until = 0.0;
-  if (!view->Zoom(outline.Channels[static_cast<std::size_t>(channel)].Id, start, end,
-                  static_cast<unsigned long long>(points), pairs, until, error)) {
+  if (!view->Zoom(id, start, end, static_cast<unsigned long long>(points), pairs, until, error)) {
     return Refuse(response, error.find("past the end") != std::string::npos ? 400 : 500, error);
   }
   Answer(response, 200, ZoomToJson(start, until, static_cast<unsigned long long>(points), pairs));

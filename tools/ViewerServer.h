@@ -10,8 +10,10 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "EnvelopeView.h"
+#include "MeasurementOutline.h"
 
 namespace httplib {
 class Server;
@@ -41,6 +43,10 @@ class ViewerServer {
   void Routes();
   void Measurement(const httplib::Request& request, httplib::Response& response);
   void Zoom(const httplib::Request& request, httplib::Response& response);
+  // The channels of the measurement by their index, as the last outline listed
+  // them: they stay while a measurement is recorded, so a zoom needn't look.
+  void Remember(const MeasurementOutline& outline);
+  bool ChannelAt(std::size_t index, zsff::CChannelID& id, std::string& error);
   // The calling thread's view of the measurement in `unit`, opened on first use;
   // null with `error` set when the measurement can't be opened.
   EnvelopeView* ViewOf(EnvelopeUnit unit, std::string& error);
@@ -48,6 +54,8 @@ class ViewerServer {
   std::string m_Directory;
   std::unique_ptr<httplib::Server> m_Server;
   int m_Port = 0;
+  std::mutex m_ChannelsLock;
+  std::vector<zsff::CChannelID> m_Channels;
   std::mutex m_ViewsLock;  // guards the map, not the views: each belongs to one thread
   std::map<std::pair<std::thread::id, EnvelopeUnit>, std::unique_ptr<EnvelopeView>> m_Views;
 };
