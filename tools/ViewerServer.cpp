@@ -38,6 +38,8 @@ bool NumberParameter(const httplib::Request& request, const char* name, double& 
 
 ViewerServer::ViewerServer(std::string directory)
     : m_Directory(std::move(directory)), m_Server(std::make_unique<httplib::Server>()) {
+  // A page keeps one connection per strip busy while it pans.
+  m_Server->set_keep_alive_max_count(100000);
   Routes();
 }
 
