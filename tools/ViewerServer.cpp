@@ -38,7 +38,9 @@ bool NumberParameter(const httplib::Request& request, const char* name, double& 
 
 ViewerServer::ViewerServer(std::string directory)
     : m_Directory(std::move(directory)), m_Server(std::make_unique<httplib::Server>()) {
-  // A page keeps one connection per strip busy while it pans.
+  // A thread serves one connection at a time, and a page keeps a connection per
+  // strip (a browser up to six per server) busy while it pans.
+  m_Server->new_task_queue = [] { return new httplib::ThreadPool(16); };
   m_Server->set_keep_alive_max_count(100000);
   Routes();
 }
