@@ -74,6 +74,11 @@ bool MakeAbsoluteStrippedPath(const std::string& path, std::string& absolute) {
   return true;
 }
 
+bool IsPlainName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." &&
+         name.find_first_of("/\\") == std::string::npos;
+}
+
 std::size_t WideLength(const std::string& utf8) {
   std::size_t units = 0;
   for (unsigned char c : utf8) {

@@ -31,6 +31,11 @@ bool IsDeletableTree(const std::string& absoluteStripped);
 // already ends in one.
 std::string JoinPath(const std::string& directory, const std::string& name);
 
+// A name that stays in its directory: not empty, not "." or "..", no
+// separator. What a server lists as anything else is not followed, and a
+// transfer refuses it.
+bool IsPlainName(const std::string& name);
+
 // Whether a directory entry called `name` is listed for `pattern`: '*' matches
 // any run of characters, '?' one, "*.*" every name. A file also has to pass
 // the five-character rule: for a pattern "*.abc" (no dot among a, b, c), a

@@ -2,6 +2,7 @@
 // key alone (see SftpConnection.h).
 #include "sftp/SftpConnection.h"
 
+#include "foundation/PathRules.h"
 #include "sftp/SftpPaths.h"
 
 #include <utility>
@@ -63,7 +64,7 @@ bool CSftpConnection::List(const std::string& path, std::vector<Entry>& entries)
     const bool isDirectory = attributes->type == SSH_FILEXFER_TYPE_DIRECTORY;
     sftp_attributes_free(attributes);
     if (name == "." || name == "..") continue;
-    if (!sftp::IsPlainName(name)) {
+    if (!IsPlainName(name)) {
       m_Error = "refused a name the server lists in " + path + ", which leads out of it: " + name;
       result = false;
       break;

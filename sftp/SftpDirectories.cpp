@@ -122,7 +122,7 @@ bool CSftpFileAccess::CopyFileList(const std::u16string& sourceDirectory,
   for (const std::u16string& name : fileNames) {
     const std::string plain = WideToUtf8(name);
     // The remaining files are still worth copying.
-    if (!sftp::IsPlainName(plain) ||
+    if (!IsPlainName(plain) ||
         !CopyRemoteFile(sftp::Join(from, plain), sftp::Join(to, plain)))
       result = false;
   }

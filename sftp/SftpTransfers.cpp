@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "foundation/PathRules.h"
 #include "foundation/TextConversion.h"
 #include "sftp/SftpConnection.h"
 #include "sftp/SftpPaths.h"
@@ -227,7 +228,7 @@ bool CSftpFileAccess::UploadFile(const std::u16string& sourceDirectory,
                                  const std::u16string& destinationDirectory, unsigned short) {
   Guard guard(m_Lock);
   const std::string name = WideToUtf8(fileName);
-  if (!sftp::IsPlainName(name)) return false;
+  if (!IsPlainName(name)) return false;
   return Upload(sftp::Join(WideToUtf8(sourceDirectory), name),
                 sftp::Join(m_Connection->RemotePath(WideToUtf8(destinationDirectory)), name));
 }
@@ -237,7 +238,7 @@ bool CSftpFileAccess::DownloadFile(const std::u16string& sourceDirectory,
                                    const std::u16string& destinationDirectory) {
   Guard guard(m_Lock);
   const std::string name = WideToUtf8(fileName);
-  if (!sftp::IsPlainName(name)) {
+  if (!IsPlainName(name)) {
     m_Connection->SetError("refused to download a name that leads out of the destination: " + name);
     return false;
   }
