@@ -62,7 +62,8 @@ function(zsff_add_library)
   target_link_libraries(ZentrelSignalFlatFormat PUBLIC Threads::Threads)
 endfunction()
 
-# The GoogleTest program <name> of `sources`, linked with `libraries`.
+# The GoogleTest program <name> of `sources`, linked with `libraries`. Its tests
+# take the CTest properties in ZSFF_TEST_PROPERTIES_<name> besides the timeout.
 function(zsff_add_test_program name sources libraries)
   add_executable(${name} ${sources} ${CMAKE_CURRENT_SOURCE_DIR}/tests/TestMain.cpp)
   zsff_apply_flags(${name})
@@ -71,7 +72,8 @@ function(zsff_add_test_program name sources libraries)
     target_include_directories(${name} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
   endif()
   target_link_libraries(${name} PRIVATE ${libraries} GTest::gtest)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 300 ${ZSFF_TEST_PROPERTIES_${name}})
 endfunction()
 
 # One test program per module declared so far that has a tests/<module> folder.

@@ -145,6 +145,7 @@ TYPED_TEST(StoreDirectories, ListOfEmptyOrMissingDirectories) {
   EXPECT_TRUE(files.empty());
 
   for (const std::u16string& bad : {this->Wide("missing"), this->Wide("file.txt"), std::u16string()}) {
+    if (bad.empty() && zsff_test::kEmptyPathIsRoot<TypeParam>) continue;
     dirs = {u"stale"};
     files = {u"stale"};
     EXPECT_FALSE(store.ListDirectory(bad, dirs, files, u"*"));

@@ -14,6 +14,9 @@
 
 #include "TempDir.h"
 #include "foundation/LocalFileAccess.h"
+#ifdef ZSFF_STORE_TESTS_ON_CEPH
+#include "ceph/CephCluster.h"
+#endif
 
 namespace zsff_test {
 
@@ -103,12 +106,25 @@ class StoreTest : public ::testing::Test {
   Store m_Store;
 };
 
+// A store the tree reaches as a remote one lists its root for the empty path,
+// where the others list nothing.
+template <typename Store>
+constexpr bool kEmptyPathIsRoot = false;
+
+// The CephFS store's test program runs these tests over it alone.
+#ifdef ZSFF_STORE_TESTS_ON_CEPH
+template <>
+constexpr bool kEmptyPathIsRoot<CephTestStore> = true;
+using Stores = ::testing::Types<CephTestStore>;
+#else
 using Stores = ::testing::Types<zsff::CLocalFileAccess, zsff::CMemoryFileAccess>;
+#endif
 
 struct StoreName {
   template <typename Store>
   static std::string GetName(int) {
-    return std::is_same_v<Store, zsff::CLocalFileAccess> ? "Local" : "Memory";
+    if (std::is_same_v<Store, zsff::CLocalFileAccess>) return "Local";
+    return std::is_same_v<Store, zsff::CMemoryFileAccess> ? "Memory" : "Ceph";
   }
 };
 

@@ -1,0 +1,309 @@
+// The CephFS store's files by path and by handle (see CephFileAccess.h).
+//
+// Transfers go straight to ceph_read()/ceph_write() at the handle's position:
+// a block of samples is one call, and libcephfs keeps what other clients read
+// coherent with it through the capabilities the metadata server hands out.
+#include <zsff/CephFileAccess.h>
+
+#include <cephfs/libcephfs.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+namespace zsff {
+
+namespace {
+
+// 1970-01-01 as a file time.
+constexpr long long kUnixEpochAsFileTime = 116444736000000000LL;
+
+int OpenFlags(FileOpenMode_t mode) {
+  switch (mode) {
+    case FileModeCreate:
+      return O_WRONLY | O_CREAT | O_TRUNC;
+    case FileModeReadWrite:
+      return O_RDWR | O_CREAT;
+    case FileModeAppend:
+      return O_WRONLY;
+    case FileModeRead:
+      return O_RDONLY;
+    case FileModeCreateNew:
+      return O_RDWR | O_CREAT | O_EXCL;
+  }
+  return -1;
+}
+
+// The status of what `path` names; false when nothing does or the store isn't
+// mounted.
+bool Status(ceph_mount_info* mount, const std::string& path, struct ceph_statx& status,
+            unsigned int want) {
+  return mount != nullptr && !path.empty() &&
+         ceph_statx(mount, path.c_str(), &status, want | CEPH_STATX_MODE, AT_SYMLINK_NOFOLLOW) ==
+             0;
+}
+
+}  // namespace
+
+// --- Files by path ---------------------------------------------------------------
+
+bool CCephFileAccess::Unlink(const std::string& full) {
+  ceph_mount_info* mount = m_Mount.load();
+  return mount != nullptr && !full.empty() && ceph_unlink(mount, full.c_str()) == 0;
+}
+
+bool CCephFileAccess::DeleteFile(const std::string& path) { return Unlink(CephPath(path)); }
+
+bool CCephFileAccess::DeleteFile(const std::u16string& path) { return Unlink(CephPath(path)); }
+
+bool CCephFileAccess::FileExists(const std::string& path) {
+  struct ceph_statx status {};
+  return Status(m_Mount.load(), CephPath(path), status, 0);
+}
+
+bool CCephFileAccess::FileExists(const std::u16string& path) {
+  struct ceph_statx status {};
+  return Status(m_Mount.load(), CephPath(path), status, 0);
+}
+
+bool CCephFileAccess::RenameFile(const std::u16string& oldPath, const std::u16string& newPath) {
+  const std::string from = CephPath(oldPath);
+  const std::string to = CephPath(newPath);
+  ceph_mount_info* mount = m_Mount.load();
+  struct ceph_statx status {};
+  if (to.empty() || !Status(mount, from, status, 0)) return false;
+  if (S_ISDIR(status.stx_mode)) {
+    // No link for a directory: check, then rename. Only the tree renames
+    // directories, under the measurement's lock.
+    struct ceph_statx target {};
+    if (Status(mount, to, target, 0)) return false;
+    const int result = ceph_rename(mount, from.c_str(), to.c_str());
+    return result == 0 || Failed("cannot rename " + from + " to " + to, result);
+  }
+  // rename() would replace a file at `to`; a link to it can't, and is refused
+  // by the metadata server even against another client's link. A crash before
+  // the unlink leaves the file under both names; the next rename of it (the
+  // end-up's, for the header) finishes the one cut short.
+  int result = ceph_link(mount, from.c_str(), to.c_str());
+  const bool linked = result == 0;
+  if (result == -EEXIST) {
+    struct ceph_statx target {};
+    if (!Status(mount, from, status, CEPH_STATX_INO) || !Status(mount, to, target, CEPH_STATX_INO) ||
+        status.stx_ino != target.stx_ino)
+      return false;
+  } else if (!linked) {
+    return Failed("cannot link " + to, result);
+  }
+  result = ceph_unlink(mount, from.c_str());
+  if (result == 0) return true;
+  if (linked) ceph_unlink(mount, to.c_str());
+  return Failed("cannot rename " + from + " to " + to, result);
+}
+
+bool CCephFileAccess::ReplaceFile(const std::u16string& from, const std::u16string& to) {
+  const std::string source = CephPath(from);
+  const std::string target = CephPath(to);
+  ceph_mount_info* mount = m_Mount.load();
+  return mount != nullptr && !source.empty() && !target.empty() &&
+         ceph_rename(mount, source.c_str(), target.c_str()) == 0;
+}
+
+bool CCephFileAccess::FileSize(const std::string& path, unsigned long long& size) {
+  long long lastWrite = 0;
+  return SizeAndTime(CephPath(path), size, lastWrite);
+}
+
+bool CCephFileAccess::FileSize(const std::u16string& path, unsigned long long& size) {
+  long long lastWrite = 0;
+  return SizeAndTime(CephPath(path), size, lastWrite);
+}
+
+bool CCephFileAccess::FileSizeAndTime(const std::u16string& path, unsigned long long& size,
+                                      long long& lastWrite) {
+  return SizeAndTime(CephPath(path), size, lastWrite);
+}
+
+bool CCephFileAccess::SizeAndTime(const std::string& full, unsigned long long& size,
+                                  long long& lastWrite) {
+  size = 0;
+  lastWrite = 0;
+  struct ceph_statx status {};
+  if (!Status(m_Mount.load(), full, status, CEPH_STATX_SIZE | CEPH_STATX_MTIME) ||
+      S_ISDIR(status.stx_mode))
+    return false;
+  size = status.stx_size;
+  lastWrite = kUnixEpochAsFileTime + static_cast<long long>(status.stx_mtime.tv_sec) * 10000000LL +
+              static_cast<long long>(status.stx_mtime.tv_nsec) / 100;
+  return true;
+}
+
+// --- Open files --------------------------------------------------------------------
+
+bool CCephFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
+                               unsigned int& handle) {
+  return Open(CephPath(path), mode, handle);
+}
+
+bool CCephFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
+                               unsigned int& handle) {
+  return Open(CephPath(path), mode, handle);
+}
+
+bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigned int& handle) {
+  // Every attempt consumes a number, so a number is never seen twice.
+  unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+  const int flags = OpenFlags(mode);
+  if (flags < 0) return false;
+  if (full.empty()) {
+    SetLastError(FileErrorBadPath);
+    return false;
+  }
+  ceph_mount_info* mount = m_Mount.load();
+  const int fd = mount ? ceph_open(mount, full.c_str(), flags, 0666) : -ENOTCONN;
+  if (fd < 0) {
+    if (fd != -ENOENT && fd != -EEXIST) Failed("cannot open " + full, fd);
+    SetLastError(FileErrorOpen);
+    return false;
+  }
+  // Only a read-only open can reach a directory; it is not a file.
+  struct ceph_statx status {};
+  if (ceph_fstatx(mount, fd, &status, CEPH_STATX_MODE, 0) != 0 || S_ISDIR(status.stx_mode) ||
+      (mode == FileModeAppend && ceph_lseek(mount, fd, 0, SEEK_END) < 0)) {
+    ceph_close(mount, fd);
+    SetLastError(FileErrorOpen);
+    return false;
+  }
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    // Only after 2^32 opens can the counter come back to a number still open.
+    while (number == 0 || !m_Files.emplace(number, fd).second)
+      number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+  }
+  handle = number;
+  return true;
+}
+
+int CCephFileAccess::Descriptor(unsigned int handle) {
+  {
+    std::shared_lock<std::shared_mutex> guard(m_FilesLock);
+    const auto found = m_Files.find(handle);
+    if (found != m_Files.end()) return found->second;
+  }
+  SetLastError(FileErrorBadHandle);
+  return -1;
+}
+
+bool CCephFileAccess::SeekFile(unsigned int handle, long long offset, int origin) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  const int whence = origin == 0 ? SEEK_SET : origin == 1 ? SEEK_CUR : origin == 2 ? SEEK_END : -1;
+  if (whence < 0 || ceph_lseek(m_Mount.load(), fd, offset, whence) < 0) {
+    SetLastError(FileErrorSeek);
+    return false;
+  }
+  return true;
+}
+
+bool CCephFileAccess::TellFile(unsigned int handle, unsigned long long& position) {
+  position = 0;
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  const int64_t at = ceph_lseek(m_Mount.load(), fd, 0, SEEK_CUR);
+  if (at < 0) {
+    SetLastError(FileErrorSeek);
+    return false;
+  }
+  position = static_cast<unsigned long long>(at);
+  return true;
+}
+
+bool CCephFileAccess::WriteFile(unsigned int handle, const void* buffer, unsigned int size,
+                                unsigned int& written) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  if (buffer == nullptr && size != 0) {
+    SetLastError(FileErrorWrite);
+    return false;
+  }
+  ceph_mount_info* mount = m_Mount.load();
+  const char* from = static_cast<const char*>(buffer);
+  unsigned int done = 0;
+  while (done < size) {
+    const int n = ceph_write(mount, fd, from + done, size - done, -1);
+    if (n <= 0) {
+      if (n < 0) Failed("cannot write", n);
+      SetLastError(FileErrorWrite);
+      return false;
+    }
+    done += static_cast<unsigned int>(n);
+  }
+  written = size;
+  return true;
+}
+
+bool CCephFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int size,
+                               unsigned int& bytesRead) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  if (buffer == nullptr && size != 0) {
+    SetLastError(FileErrorRead);
+    return false;
+  }
+  ceph_mount_info* mount = m_Mount.load();
+  char* to = static_cast<char*>(buffer);
+  unsigned int done = 0;
+  while (done < size) {
+    const int n = ceph_read(mount, fd, to + done, size - done, -1);
+    if (n <= 0) {
+      if (n < 0) Failed("cannot read", n);
+      SetLastError(n == 0 ? FileErrorEndOfFile : FileErrorRead);
+      return false;
+    }
+    done += static_cast<unsigned int>(n);
+  }
+  bytesRead = size;
+  return true;
+}
+
+bool CCephFileAccess::SetEndOfFile(unsigned int handle) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  ceph_mount_info* mount = m_Mount.load();
+  const int64_t at = ceph_lseek(mount, fd, 0, SEEK_CUR);
+  const int result = at < 0 ? static_cast<int>(at) : ceph_ftruncate(mount, fd, at);
+  if (result != 0) {
+    Failed("cannot set the end of a file", result);
+    SetLastError(FileErrorWrite);
+    return false;
+  }
+  return true;
+}
+
+bool CCephFileAccess::CloseFile(unsigned int handle, bool) {
+  int fd;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    const auto found = m_Files.find(handle);
+    if (found == m_Files.end()) {
+      guard.unlock();
+      SetLastError(FileErrorBadHandle);
+      return false;
+    }
+    fd = found->second;
+    m_Files.erase(found);
+  }
+  ceph_close(m_Mount.load(), fd);
+  return true;
+}
+
+bool CCephFileAccess::CloseAllFiles() {
+  std::map<unsigned int, int> files;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
+    files.swap(m_Files);
+  }
+  for (const auto& entry : files) ceph_close(m_Mount.load(), entry.second);
+  return true;
+}
+
+}  // namespace zsff
