@@ -37,8 +37,12 @@ function(zsff_add_module module)
     add_library(zsff_${module} OBJECT ${sources})
     zsff_apply_flags(zsff_${module})
     target_include_directories(zsff_${module}
-      PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include
+      PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include ${PROJECT_BINARY_DIR}/include
       PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+    # Hidden unless a public header marks it ZSFF_API: the shared library
+    # exports the public interface only. The same objects make the static one.
+    set_target_properties(zsff_${module} PROPERTIES
+      CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     if(RAPIDJSON_INCLUDE_DIRS)
       target_include_directories(zsff_${module} SYSTEM PRIVATE ${RAPIDJSON_INCLUDE_DIRS})
     endif()
@@ -51,15 +55,38 @@ function(zsff_add_module module)
   set(ZSFF_MODULE_CLOSURE_${module} ${closure} PARENT_SCOPE)
 endfunction()
 
-# The single static library a host links, gathering every module declared so far.
+# The static library a host links, gathering every module declared so far, and
+# with BUILD_SHARED_LIBS the shared one beside it, of the same objects. The tool,
+# the tests and the Python module use the static one: they reach internals that
+# the shared one keeps hidden.
 function(zsff_add_library)
   get_property(objects GLOBAL PROPERTY ZSFF_LIBRARY_OBJECTS)
+  set(targets ZentrelSignalFlatFormat)
   add_library(ZentrelSignalFlatFormat STATIC ${objects})
   add_library(zsff::ZentrelSignalFlatFormat ALIAS ZentrelSignalFlatFormat)
-  set_target_properties(ZentrelSignalFlatFormat PROPERTIES LINKER_LANGUAGE CXX)
-  zsff_apply_flags(ZentrelSignalFlatFormat)
-  target_include_directories(ZentrelSignalFlatFormat PUBLIC ${CMAKE_CURRENT_SOURCE_DIR}/include)
-  target_link_libraries(ZentrelSignalFlatFormat PUBLIC Threads::Threads)
+  if(BUILD_SHARED_LIBS)
+    add_library(ZentrelSignalFlatFormat_shared SHARED ${objects})
+    # Before 1.0 any minor version may change the interface, so it is part of the soname.
+    set_target_properties(ZentrelSignalFlatFormat_shared PROPERTIES
+      OUTPUT_NAME ZentrelSignalFlatFormat
+      VERSION ${PROJECT_VERSION}
+      SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    target_link_options(ZentrelSignalFlatFormat_shared PRIVATE -Wl,--no-undefined
+      -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/cmake/zsff.map)
+    set_property(TARGET ZentrelSignalFlatFormat_shared APPEND PROPERTY
+      LINK_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/cmake/zsff.map)
+    list(APPEND targets ZentrelSignalFlatFormat_shared)
+  endif()
+  foreach(target ${targets})
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
+    zsff_apply_flags(${target})
+    target_include_directories(${target} PUBLIC
+      $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include>
+      $<BUILD_INTERFACE:${PROJECT_BINARY_DIR}/include>
+      $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+    target_link_libraries(${target} PUBLIC Threads::Threads)
+  endforeach()
+  set(ZSFF_LIBRARY_TARGETS ${targets} PARENT_SCOPE)
 endfunction()
 
 # The GoogleTest program <name> of `sources`, linked with `libraries`. Its tests

@@ -20,6 +20,7 @@
 #include <string>
 #include <utility>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -46,7 +47,7 @@ enum SampleReadMode_t {
   SampleReadPostAnalysisDouble = 5,  // as SampleReadPostAnalysis, 64-bit float
 };
 
-class CAbstractRecordSection {
+class ZSFF_API CAbstractRecordSection {
  public:
   // How a section was opened.
   enum OpenMode_t {

@@ -3,10 +3,11 @@
 
 #include <set>
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
-class CAnalyzerInfo {
+class ZSFF_API CAnalyzerInfo {
  public:
   // Index 0, all empty.
   CAnalyzerInfo() = default;

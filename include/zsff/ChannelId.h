@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -11,7 +12,7 @@ namespace zsff {
 // Bits 15..0:  ChannelNumber, the channel on that analyzer.
 //
 // A plain value: no ownership, nothing virtual. Only FromFilePath throws.
-class CChannelID {
+class ZSFF_API CChannelID {
  public:
   CChannelID() = default;
   CChannelID(unsigned long long value) : m_Value(value) {}

@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -21,7 +22,7 @@ namespace zsff {
 // The exception is every getter whose output is an 8-bit string: the key holds wide text
 // that is handed out converted to the system code page, and the output is always
 // assigned, empty when the key is missing or holds no text.
-class CMetaDataChannelReader {
+class ZSFF_API CMetaDataChannelReader {
  public:
   explicit CMetaDataChannelReader(const MetaDataContainer& container) : m_Container(container) {}
 
@@ -117,7 +118,7 @@ class CMetaDataChannelReader {
 // Some names differ from the reader's on purpose and stay so: UncompCoeff and
 // UncompOffset write what UncompactCoeff and UncompactOffset read, and StartDate
 // writes what StartOfRecord reads.
-class CMetaDataChannelWriter {
+class ZSFF_API CMetaDataChannelWriter {
  public:
   explicit CMetaDataChannelWriter(MetaDataContainer& container) : m_Container(container) {}
 

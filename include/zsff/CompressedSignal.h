@@ -3,6 +3,8 @@
 // beside each part or, for short spans, from raw samples.
 #pragma once
 
+#include <zsff/Export.h>
+
 namespace zsff {
 
 enum CompressStatus_t {
@@ -12,7 +14,7 @@ enum CompressStatus_t {
 };
 
 // What a finished or running request holds. Values come in (min, max) pairs.
-struct CompressedSignalInfo_t {
+struct ZSFF_API CompressedSignalInfo_t {
   CompressedSignalInfo_t() = default;  // all 0: the description of no request
   explicit CompressedSignalInfo_t(float samplingRate) : SamplingRate(samplingRate) {}
 

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -22,6 +23,6 @@ using DiagnosticSink = std::function<void(DiagnosticLevel_t level, const std::st
 // the default, standard error. Callable from any thread. Lines are delivered one at
 // a time, on the thread that reports them; once this returns, the previous sink is
 // never called again. A sink must not call SetDiagnosticSink itself.
-void SetDiagnosticSink(DiagnosticSink sink);
+ZSFF_API void SetDiagnosticSink(DiagnosticSink sink);
 
 }  // namespace zsff

@@ -5,12 +5,13 @@
 #pragma once
 
 #include <zsff/AbstractRecordSection.h>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // Holds no state but an id of 0: no file is touched, nothing is allocated, and
 // the object may be shared by any number of threads.
-class CDummyRecordSection : public CAbstractRecordSection {
+class ZSFF_API CDummyRecordSection : public CAbstractRecordSection {
  public:
   CDummyRecordSection() = default;
   CDummyRecordSection(const CDummyRecordSection&) = default;

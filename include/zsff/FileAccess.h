@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -49,7 +50,7 @@ enum FileOpenMode_t : unsigned int {
 // another thread is still using. The last error is per store, not per thread.
 //
 // No operation throws, except for the standard library's out-of-memory failure.
-class CAbstractFileAccess {
+class ZSFF_API CAbstractFileAccess {
  public:
   CAbstractFileAccess() = default;
   // Copying copies the pending error code.

@@ -3,11 +3,13 @@
 // markers file as "Index" (sequence) and "Record" (scope).
 #pragma once
 
+#include <zsff/Export.h>
+
 namespace zsff {
 
 // A plain 4-byte value. Both words 0 is not a valid marker id: the metadata
 // container refuses to add it.
-class CMarkerId {
+class ZSFF_API CMarkerId {
  public:
   CMarkerId() = default;
   CMarkerId(unsigned short sequence, unsigned short scope) : m_Sequence(sequence), m_Scope(scope) {}

@@ -13,6 +13,7 @@
 #include <string>
 #include <utility>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -20,7 +21,7 @@ namespace zsff {
 // kind that can be read as the output's (MetaDataContainer::FindMetadata, with its
 // widenings) and otherwise leaves the output as it was; GetcppStringValue alone always
 // assigns its output.
-class MetaDataReader {
+class ZSFF_API MetaDataReader {
  public:
   explicit MetaDataReader(const MetaDataContainer& container) : m_Container(container) {}
 
@@ -44,7 +45,7 @@ class MetaDataReader {
 };
 
 // Any key, named by the caller. Each setter replaces what the key held, of any kind.
-class CMetaDataWriter {
+class ZSFF_API CMetaDataWriter {
  public:
   explicit CMetaDataWriter(MetaDataContainer& container) : m_Container(container) {}
 
@@ -67,7 +68,7 @@ class CMetaDataWriter {
 // Reads a measurement's metadata. The getters behave as MetaDataReader's: false with
 // the output untouched for a missing key, except those with an 8-bit string output,
 // which always assign it (empty when the key is missing).
-class MetaDataMeasurementReader {
+class ZSFF_API MetaDataMeasurementReader {
  public:
   explicit MetaDataMeasurementReader(const MetaDataContainer& container) : m_Container(container) {}
 
@@ -108,7 +109,7 @@ class MetaDataMeasurementReader {
 
 // Writes a measurement's metadata. Each setter replaces what the key held by a value of
 // the key's own kind; text given as an 8-bit string is stored as wide text.
-class CMetaDataMeasurementWriter {
+class ZSFF_API CMetaDataMeasurementWriter {
  public:
   explicit CMetaDataMeasurementWriter(MetaDataContainer& container) : m_Container(container) {}
 
@@ -152,7 +153,7 @@ class CMetaDataMeasurementWriter {
 };
 
 // Reads the markers of a measurement.
-class MetaDataMarkerReader {
+class ZSFF_API MetaDataMarkerReader {
  public:
   explicit MetaDataMarkerReader(const MetaDataContainer& container) : m_Container(container) {}
 
@@ -165,7 +166,7 @@ class MetaDataMarkerReader {
 };
 
 // Adds, edits and removes the markers of a measurement.
-class CMetaDataMarkerWriter {
+class ZSFF_API CMetaDataMarkerWriter {
  public:
   explicit CMetaDataMarkerWriter(MetaDataContainer& container) : m_Container(container) {}
 

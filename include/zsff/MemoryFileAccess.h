@@ -11,6 +11,7 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -28,7 +29,7 @@ namespace zsff {
 //
 // Threads: every call may come from any thread; one lock serialises them all.
 // Nothing is ever written anywhere else: the files go with the store.
-class CMemoryFileAccess : public CAbstractFileAccess {
+class ZSFF_API CMemoryFileAccess : public CAbstractFileAccess {
  public:
   CMemoryFileAccess();
   ~CMemoryFileAccess() override;

@@ -3,11 +3,12 @@
 
 #include <string>
 #include <utility>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // Four 8-bit strings; MetaDataContainer::AddAnalyzer keys them by the serial number.
-class MetaDataAnalyzer {
+class ZSFF_API MetaDataAnalyzer {
  public:
   MetaDataAnalyzer() = default;
   MetaDataAnalyzer(std::string analyzerSerialNumber, std::string analyzerShortName,

@@ -16,6 +16,7 @@
 #include <string>
 #include <utility>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -23,7 +24,7 @@ namespace zsff {
 // Nothing here fails other than by its bool result, and no operation throws but
 // for memory exhaustion. A failed Find... leaves its output argument as it was,
 // so callers preset a default and read through.
-class MetaDataContainer {
+class ZSFF_API MetaDataContainer {
  public:
   MetaDataContainer() = default;
   MetaDataContainer(const MetaDataContainer&) = default;

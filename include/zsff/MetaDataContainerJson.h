@@ -11,6 +11,7 @@
 
 #include <memory>
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -19,7 +20,7 @@ class MetaDataContainer;
 // Not safe for two threads at once, even through the const operations: every
 // conversion reuses the object's one document and may record a message. The
 // object owns its document; it is not copyable, since two copies would share it.
-class MetaDataContainerJson {
+class ZSFF_API MetaDataContainerJson {
  public:
   MetaDataContainerJson();
   virtual ~MetaDataContainerJson();

@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -18,7 +19,7 @@ class CAbstractFileAccess;
 // left behind by a crash blocks every later attempt until something else deletes it.
 //
 // An object must not be shared between threads while ChangePath runs.
-class MetaDataFileLock {
+class ZSFF_API MetaDataFileLock {
  public:
   // How the constructor takes the lock. Any other value behaves as LockWait.
   enum Mode {

@@ -8,6 +8,7 @@
 #include <zsff/RecordInfo.h>
 
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -27,7 +28,7 @@ class MetaDataContainer;
 // library's long-lived objects keep one per file they poll, so that a file whose
 // size and time haven't moved isn't read and parsed again.
 
-class CMetaDataFileReader {
+class ZSFF_API CMetaDataFileReader {
  public:
   explicit CMetaDataFileReader(CAbstractFileAccess* access = nullptr,
                                CMetaDataFileCache* cache = nullptr);
@@ -52,7 +53,7 @@ class CMetaDataFileReader {
 
 // A channel's metadata. `tmp` is the channel's temporary record file (borrowed,
 // may be null); it lies in `directory` beside the ".zrm" and ".zrs" files.
-class CMetaDataHeaderFileReader : public CMetaDataFileReader {
+class ZSFF_API CMetaDataHeaderFileReader : public CMetaDataFileReader {
  public:
   CMetaDataHeaderFileReader(CTmpRecordFile* tmp, CAbstractFileAccess* access,
                             CMetaDataFileCache* cache = nullptr);

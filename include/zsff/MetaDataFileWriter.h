@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -20,7 +21,7 @@ class MetaDataContainer;
 // short-lived, copyable, and hold no lock: writers of a measurement's metadata
 // take the metadata file lock before they call here.
 
-class CMetaDataFileWriter {
+class ZSFF_API CMetaDataFileWriter {
  public:
   explicit CMetaDataFileWriter(CAbstractFileAccess* access = nullptr);
   virtual ~CMetaDataFileWriter();
@@ -40,7 +41,7 @@ class CMetaDataFileWriter {
   mutable std::u16string m_LastError;
 };
 
-class CMetaDataHeaderFileWriter : public CMetaDataFileWriter {
+class ZSFF_API CMetaDataHeaderFileWriter : public CMetaDataFileWriter {
  public:
   CMetaDataHeaderFileWriter(CTmpRecordFile* tmp, CAbstractFileAccess* access);
 

@@ -5,10 +5,11 @@
 
 #include <string>
 #include <utility>
+#include <zsff/Export.h>
 
 namespace zsff {
 
-class MetaDataMarker {
+class ZSFF_API MetaDataMarker {
  public:
   // Id 0, both dates 0.0, both texts empty.
   MetaDataMarker() = default;

@@ -3,12 +3,13 @@
 
 #include <string>
 #include <utility>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // An entry of MetaDataContainer's PhysicalQuantityMap. The map's key and
 // QuantityId normally agree, but the file form trusts the key alone.
-class MetaDataQuantity {
+class ZSFF_API MetaDataQuantity {
  public:
   // OperatorType 0, both keys empty. QuantityId carries no meaning until set; it is
   // zeroed so that a fresh entry copies cleanly.

@@ -1,12 +1,14 @@
 // One entry of a measurement's list of records.
 #pragma once
 
+#include <zsff/Export.h>
+
 namespace zsff {
 
 // A plain value. Inside a MetaDataContainer the list is kept sorted by RecordId and
 // each RelDate is the sum of the durations of the records before it; the container
 // maintains that, this class does not.
-class MetaDataRecord {
+class ZSFF_API MetaDataRecord {
  public:
   // Every field zero. (RecordId and LastPartNumber carry no meaning until set, but
   // are zeroed all the same so that copying a fresh record reads nothing undefined.)

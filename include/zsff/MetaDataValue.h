@@ -4,6 +4,7 @@
 
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -11,7 +12,7 @@ namespace zsff {
 // A getter never looks at the type and never converts; it returns its own field as
 // it stands (zero, empty, or whatever clear() left behind). Conversions between
 // kinds live in MetaDataContainer::FindMetadata alone.
-class MetaDataValue {
+class ZSFF_API MetaDataValue {
  public:
   enum EMetaDataType {
     TypeUndefined = 0,

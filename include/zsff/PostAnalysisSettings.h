@@ -5,13 +5,14 @@
 
 #include <map>
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // Unset values are a Sensitivity of 0, an Offset of 1e38 (not 0, which is a valid
 // offset, and not a NaN, which does not survive every file form), a RangeInfo of 0
 // and empty texts; post-analysis leaves the channel's own value where a field is unset.
-class CPostAnalysisSettings {
+class ZSFF_API CPostAnalysisSettings {
  public:
   // The float 1e38, bit pattern 0x7E967699: the metadata's "offset not set".
   static constexpr float UnsetOffset = 1e38f;

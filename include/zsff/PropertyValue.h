@@ -3,12 +3,13 @@
 
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // A plain value. The write... accessors hand out the field itself so that a reader
 // of the file form can fill it in place.
-class CPropertyValue {
+class ZSFF_API CPropertyValue {
  public:
   enum EPropertyType {
     PropertyUndefined = 0,

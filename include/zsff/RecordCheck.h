@@ -5,10 +5,11 @@
 #include <zsff/ChannelId.h>
 
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
-struct CheckRecordRet {
+struct ZSFF_API CheckRecordRet {
   bool Ok = false;               // the record could be checked
   unsigned short FirstPart = 0;  // first part holding common signal
   unsigned short LastPart = 0;   // last part holding common signal

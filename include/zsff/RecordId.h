@@ -5,6 +5,7 @@
 #pragma once
 
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -16,7 +17,7 @@ namespace zsff {
 //
 // A plain value: no ownership, nothing virtual, nothing throws. Only s_LastBase
 // is shared, and it is not guarded: draw bases from one thread.
-class CRecordId {
+class ZSFF_API CRecordId {
  public:
   CRecordId() = default;
   CRecordId(unsigned long long value) : m_Value(value) {}

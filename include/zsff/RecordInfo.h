@@ -3,13 +3,15 @@
 // interface can name it without pulling in the temporary record file.
 #pragma once
 
+#include <zsff/Export.h>
+
 namespace zsff {
 
 // A record's dates and scaling, as the sections and the tree hand them around.
 // Exactly 40 bytes in this order without gaps; the temporary record file stores
 // the same fields, but is always encoded field by field (little-endian), never by
 // copying this structure.
-struct TAG_RECORD_INFO {
+struct ZSFF_API TAG_RECORD_INFO {
   long long AbsoluteDate = 0;       // "RecordStartDate": file time, 100 ns ticks since 1601
   long long RelativeDate = 0;       // "RecordRelativeDate": front-end samples, shifted left 16
   double CumulativeDate = 0.0;      // "RecordCumulativeDate"

@@ -25,9 +25,10 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff_test {
-class RecordSectionProbe;  // lets the section's tests construct sections without a tree
+class ZSFF_API RecordSectionProbe;  // lets the section's tests construct sections without a tree
 }
 
 namespace zsff {
@@ -40,12 +41,12 @@ class CSectionRecorder;
 
 // A channel directory of a record: its full path, and the channel's file name
 // (CChannelID::ToFileName) to which ".zrm" is added for its metadata.
-struct TAG_PATH_NAME {
+struct ZSFF_API TAG_PATH_NAME {
   std::u16string Path;
   std::u16string Name;
 };
 
-class CRecordSection : public CAbstractRecordSection {
+class ZSFF_API CRecordSection : public CAbstractRecordSection {
  public:
   // Deletes the record directory when the record holds nothing worth keeping (made
   // by this section and left without channels, armed but never written, or

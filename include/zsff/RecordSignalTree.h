@@ -32,9 +32,10 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff_test {
-class RecordSignalTreeProbe;  // lets the tree's tests reach its private searches and updates
+class ZSFF_API RecordSignalTreeProbe;  // lets the tree's tests reach its private searches and updates
 }
 
 namespace zsff {
@@ -56,7 +57,7 @@ class CTreeSectionOwner;
 
 // A recursive lock with the shape of a standard mutex, so that std::lock_guard and
 // std::unique_lock take it. Its owner may take it again.
-class CCriticalSectionWrapper {
+class ZSFF_API CCriticalSectionWrapper {
  public:
   void lock() { m_Mutex.lock(); }
   bool try_lock() { return m_Mutex.try_lock(); }
@@ -66,7 +67,7 @@ class CCriticalSectionWrapper {
   std::recursive_mutex m_Mutex;
 };
 
-class CRecordSignalTree {
+class ZSFF_API CRecordSignalTree {
  public:
   // ---- Types ---------------------------------------------------------------------
 

@@ -23,12 +23,13 @@
 #include <map>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 class CAbstractRecordSection;
 
-class CRecordZoomer {
+class ZSFF_API CRecordZoomer {
  public:
   // One record of the tree, in tree order, and its share of the current request.
   struct RecordInfo_t {

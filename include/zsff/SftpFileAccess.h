@@ -14,13 +14,14 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <zsff/Export.h>
 
 namespace zsff {
 
 // Where the store lies: sftp://USER@HOST[:PORT]/PATH. PATH is the store's root:
 // relative paths handed to the store lie below it; absolute ones are taken as
 // they are. An empty PATH is the user's login directory.
-struct SftpLocation {
+struct ZSFF_API SftpLocation {
   std::string User;
   std::string Host;
   int Port = 22;
@@ -33,7 +34,7 @@ struct SftpLocation {
 
 // How the store proves the server and itself. No password is ever taken: the
 // user is authenticated by a key, from the agent or from a file.
-struct SftpOptions {
+struct ZSFF_API SftpOptions {
   // The known-hosts file the server's key is checked against; empty for
   // ~/.ssh/known_hosts.
   std::string KnownHostsFile;
@@ -62,7 +63,7 @@ class CSftpConnection;
 // writes each file in place.
 //
 // Threads: one session serves every caller, one call at a time.
-class CSftpFileAccess : public CAbstractFileAccess {
+class ZSFF_API CSftpFileAccess : public CAbstractFileAccess {
  public:
   CSftpFileAccess(SftpLocation location, SftpOptions options);
   ~CSftpFileAccess() override;

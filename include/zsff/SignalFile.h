@@ -10,6 +10,7 @@
 #include <zsff/SignalTypes.h>
 
 #include <string>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -22,7 +23,7 @@ class CTmpRecordFile;
 // The object borrows the file access object and the temporary record file (both
 // may be null) and never owns them. It takes no lock; a reader and a writer on
 // the same file may run on two threads because the store shares files.
-class CSignalFileAccess {
+class ZSFF_API CSignalFileAccess {
  public:
   // `directory` and `baseName` are UTF-8; the file is directory, the store's
   // separator, baseName, ".zrs". `analyzerIndex` is handed to SelectAnalyzer
@@ -140,7 +141,7 @@ class CSignalFileAccess {
 // Reads one part file. Closed after construction; SetReadPos, SetReadPosSpl and
 // ReadSampleBlock open it on demand. The file is opened for reading only and
 // never created; a reader may stand on a file that a writer is still filling.
-class CSignalFileReader : public CSignalFileAccess {
+class ZSFF_API CSignalFileReader : public CSignalFileAccess {
  public:
   // `metaDataFileName` is the channel's metadata file name without ".zrm", in
   // `directory`; it is read only when the sampling rate is still 0 at opening.
@@ -194,7 +195,7 @@ class CSignalFileReader : public CSignalFileAccess {
 
 // Writes one part file. The file is created (an existing one truncated) by the
 // first WriteSampleBlock. Always works on analyzer 0.
-class CSignalFileWriter : public CSignalFileReader {
+class ZSFF_API CSignalFileWriter : public CSignalFileReader {
  public:
   CSignalFileWriter(const std::string& directory, const std::string& baseName,
                     const std::u16string& metaDataFileName, CAbstractFileAccess* access,

@@ -9,6 +9,7 @@
 
 #include <string>
 #include <utility>
+#include <zsff/Export.h>
 
 namespace zsff {
 
@@ -27,7 +28,7 @@ class MetaDataContainer;
 // The object borrows the file access, which must outlive it. It has no lock and
 // belongs to the channel that made it. Failures are reported by the results below;
 // diagnostics of Read and Delete go to the diagnostic sink and are not kept.
-class CTmpRecordFile {
+class ZSFF_API CTmpRecordFile {
  public:
   // Nothing is touched on disk. The path is `directory`, the store's
   // PathSeparator and "TmpRecord.zrm" (the separator is there even for an empty
