@@ -7,6 +7,7 @@
 #include <zsff/MetaDataFileLock.h>
 #include <zsff/RecordId.h>
 #include <zsff/SignalTypes.h>
+#include <zsff/Version.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -114,7 +115,7 @@ zsff::MetaDataContainer MeasurementMetaData(const std::string& name,
   writer.ProjectName(u"zsff");
   writer.MeasurementName(zsff::Utf8ToWide(name));
   writer.Comment(u"Recorded from Python");
-  writer.TavroxVersion("zsff " ZSFF_VERSION);
+  writer.TavroxVersion("zsff " ZSFF_VERSION_STRING);
   writer.SignalFileName(baseName);
   writer.NumberOfChannels(static_cast<long>(channels.size()));
   writer.SamplingFrontEnd(static_cast<float>(FrontEndRate(channels)));

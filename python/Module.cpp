@@ -3,6 +3,7 @@
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
+#include <zsff/Version.h>
 
 #include "Errors.h"
 #include "MeasurementRecording.h"
@@ -130,7 +131,7 @@ void DefineRecording(py::module_& m) {
 
 PYBIND11_MODULE(zsff, m) {
   m.doc() = "Measurements of the zsff signal library as numpy arrays.";
-  m.attr("__version__") = ZSFF_VERSION;
+  m.attr("__version__") = zsff::LibraryVersion();
   zsff_python::DefineErrors(m);
   DefineListings(m);
   DefineMeasurement(m);

@@ -86,7 +86,7 @@ zsff::MetaDataContainer MeasurementMetaData(const Options& options, const std::u
     writer.UserName(zsff::Utf8ToWide(user));
   }
   writer.Comment(u"Synthetic signals written by zsff record");
-  writer.TavroxVersion("zsff 0.1");
+  writer.TavroxVersion("zsff " ZSFF_VERSION_STRING);
   writer.SignalFileName(baseName);
   writer.NumberOfChannels(static_cast<long>(channelCount));
   writer.SamplingFrontEnd(static_cast<float>(kDemoSamplingRate));

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include <zsff/Version.h>
+
 #include "Commands.h"
 #include "Interrupts.h"
 #include "Verbosity.h"
@@ -255,7 +257,7 @@ int main(int argc, char** argv) {
     return ExitOk;
   }
   if (words[0] == "--version") {
-    std::printf("zsff %s\n", ZSFF_VERSION);
+    std::printf("zsff %s\n", zsff::LibraryVersion());
     return ExitOk;
   }
   const Command* command = FindCommand(words[0]);

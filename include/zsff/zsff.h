@@ -34,3 +34,4 @@
 #include <zsff/SignalFile.h>
 #include <zsff/SignalTypes.h>
 #include <zsff/TmpRecordFile.h>
+#include <zsff/Version.h>
