@@ -3,7 +3,7 @@
 # Does nothing when everything is there.
 set -eu
 
-packages="g++ clang cmake ninja-build make rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libclang-rt-14-dev libssh-dev openssh-server python3-dev python3-pybind11 python3-numpy python3-pytest libcpp-httplib-dev chromium libcephfs-dev ceph-mon ceph-osd ceph-mds ceph-common"
+packages="g++ clang cmake ninja-build make binutils file pkgconf dpkg-dev rapidjson-dev libgtest-dev libgmock-dev libbenchmark-dev libpng-dev libclang-rt-14-dev libssh-dev openssh-server python3-dev python3-pybind11 python3-numpy python3-pytest libcpp-httplib-dev chromium libcephfs-dev ceph-mon ceph-osd ceph-mds ceph-common"
 missing=""
 for p in $packages; do
   if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
