@@ -6,11 +6,15 @@ include(CMakePackageConfigHelpers)
 
 set(ZSFF_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zsff)
 set(ZSFF_WITH_SFTP ${libssh_FOUND})
+set(ZSFF_WITH_CEPH ${ZSFF_CEPH})
 
-# The headers, except the SFTP store's when it isn't built.
+# The headers, except those of the stores that aren't built.
 set(excluded_headers "")
 if(NOT ZSFF_WITH_SFTP)
-  set(excluded_headers PATTERN SftpFileAccess.h EXCLUDE)
+  list(APPEND excluded_headers PATTERN SftpFileAccess.h EXCLUDE)
+endif()
+if(NOT ZSFF_WITH_CEPH)
+  list(APPEND excluded_headers PATTERN CephFileAccess.h EXCLUDE)
 endif()
 install(DIRECTORY include/zsff DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${excluded_headers})
 install(FILES ${PROJECT_BINARY_DIR}/include/zsff/Version.h
@@ -44,16 +48,21 @@ install(FILES ${PROJECT_BINARY_DIR}/zsffConfig.cmake ${PROJECT_BINARY_DIR}/zsffC
 # zsff.pc names the prefix the files are installed under, known only at install
 # time (cmake --install --prefix, or CPack's /usr).
 set(pc_cflags "")
-set(pc_private "-pthread")
+set(pc_private "")
 if(ZSFF_WITH_SFTP)
-  set(pc_cflags " -DZSFF_HAS_SFTP")
-  set(pc_private "-lssh -pthread")
+  string(APPEND pc_cflags " -DZSFF_HAS_SFTP")
+  string(APPEND pc_private " -lssh")
 endif()
+if(ZSFF_WITH_CEPH)
+  string(APPEND pc_cflags " -DZSFF_HAS_CEPH")
+  string(APPEND pc_private " -lcephfs")
+endif()
+string(APPEND pc_private " -pthread")
 if(ZSFF_SHARED)
   set(pc_libs "")
-  set(pc_libs_private "Libs.private: ${pc_private}")
+  set(pc_libs_private "Libs.private:${pc_private}")
 else()
-  set(pc_libs " ${pc_private}")
+  set(pc_libs "${pc_private}")
   set(pc_libs_private "")
 endif()
 set(prefix "@prefix@")  # filled in at install time, below
@@ -68,7 +77,8 @@ if(TARGET zsff)
 endif()
 
 # One .deb with the library, its headers and the tool; dpkg-shlibdeps declares
-# the run-time packages. Linking the static library needs libssh-dev as well.
+# the run-time packages. Linking the static library needs the -dev packages of
+# the stores' libraries as well.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zsff)
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
@@ -81,7 +91,12 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_STRIP_FILES ON)
+set(suggests "")
 if(ZSFF_WITH_SFTP)
-  set(CPACK_DEBIAN_PACKAGE_SUGGESTS libssh-dev)
+  list(APPEND suggests libssh-dev)
 endif()
+if(ZSFF_WITH_CEPH)
+  list(APPEND suggests libcephfs-dev)
+endif()
+string(REPLACE ";" ", " CPACK_DEBIAN_PACKAGE_SUGGESTS "${suggests}")
 include(CPack)

@@ -5,6 +5,7 @@
 // code that links it).
 #pragma once
 
+#include <zsff/Export.h>
 #include <zsff/FileAccess.h>
 
 #include <atomic>
@@ -24,7 +25,7 @@ namespace zsff {
 // ends in ".conf"; PATH, inside the file system, is the store's root: relative
 // paths handed to the store lie below it, absolute ones are taken as they are.
 // An empty PATH is the file system's root.
-struct CephLocation {
+struct ZSFF_API CephLocation {
   std::string Client = "admin";  // the client's name without "client."
   std::string ConfigPath;
   std::string Path = "/";
@@ -34,7 +35,7 @@ struct CephLocation {
   std::string ToUrl() const;
 };
 
-struct CephOptions {
+struct ZSFF_API CephOptions {
   // Seconds a mount may take before it fails: a cluster that is down would
   // otherwise hold the caller for five minutes.
   int MountTimeout = 10;
@@ -53,7 +54,7 @@ struct CephOptions {
 // renamed by a hard link to the new name and an unlink of the old one.
 //
 // Threads: as the local store; libcephfs serves the threads of one mount.
-class CCephFileAccess : public CAbstractFileAccess {
+class ZSFF_API CCephFileAccess : public CAbstractFileAccess {
  public:
   CCephFileAccess(CephLocation location, CephOptions options = CephOptions());
   ~CCephFileAccess() override;
