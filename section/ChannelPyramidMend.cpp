@@ -28,16 +28,19 @@ bool CChannel::MendPyramid(unsigned short part) {
   const unsigned long long samples = m_Layout.PartFileBytes(part) / m_Layout.SampleSize;
   const std::string base = m_Layout.PartBasePath(part);
   // A level short by less than a pair holds the groups still to be closed; one
-  // short by more missed a block. A level that holds nothing is passed over by
-  // views already, as it is when the record was made without a pyramid.
+  // short by more missed a block, or the pairs the writer was gathering. A
+  // pyramid that holds nothing at all is passed over by views already, as it is
+  // when the record was made without one.
   bool whole = true;
   unsigned long long perPair = 1;
+  unsigned long long firstLevelPairs = 0;
   for (int level = 1; level <= levels; ++level) {
     perPair *= CCompressedSignalFileWriter::kCompressionFactor;
     unsigned long long bytes = 0;
     access->FileSize(names::PyramidLevelFile(base, level), bytes);
     const unsigned long long pairs = bytes / (2 * m_Layout.SampleSize);
-    if (pairs != 0 && pairs < samples / perPair) whole = false;
+    if (level == 1) firstLevelPairs = pairs;
+    if (firstLevelPairs != 0 && pairs < samples / perPair) whole = false;
   }
   if (whole) return true;
 

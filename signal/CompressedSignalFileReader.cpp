@@ -129,8 +129,14 @@ void CCompressedSignalFileReader::RefreshLevels() {
     Level& level = m_Levels[index];
     level.Missing = !exists;
     level.FilePairs = exists ? size / (2 * m_SampleSize) : 0;
+    level.TailPairs = 0;
+    // A coarse level of the part being recorded has all the pairs level 1 closed.
+    if (m_InProgress && exists && index > 0 && !m_Levels[0].Missing) {
+      const unsigned long long closed = m_Levels[0].FilePairs / (samplesPerPair / m_CompressionFactor);
+      if (closed > level.FilePairs) level.TailPairs = closed - level.FilePairs;
+    }
     level.Held = false;  // a file that can still change is read anew
-    level.Pairs = !recording || level.Missing ? samples / samplesPerPair : level.FilePairs;
+    level.Pairs = !recording || level.Missing ? samples / samplesPerPair : level.Available();
   }
 }
 
@@ -323,8 +329,8 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
   const unsigned long long values = 2 * plan.PairsToRead;
   // Pairs behind the planned ones, up to the end of the file, that belong to the span.
   unsigned long long behind = 0;
-  if (plan.ThroughEnd && values != 0 && level.FilePairs > first / 2 + plan.PairsToRead) {
-    behind = 2 * (level.FilePairs - first / 2 - plan.PairsToRead);
+  if (plan.ThroughEnd && values != 0 && level.Available() > first / 2 + plan.PairsToRead) {
+    behind = 2 * (level.Available() - first / 2 - plan.PairsToRead);
   }
   m_Ratio = std::trunc(plan.RemainingRatio) * static_cast<double>(plan.Divider);
   const unsigned long long bytes = values * m_SampleSize;
@@ -341,7 +347,8 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
     if (m_Scratch.size() < readBytes) m_Scratch.resize(readBytes);
     target = m_Scratch.data();
   }
-  if (readBytes != 0 && !ReadLevel(level, first * m_SampleSize, target, readBytes)) {
+  if (readBytes != 0 && !ReadPairs(plan.Level, first / 2, (values + behind) / 2,
+                                   static_cast<unsigned char*>(target))) {
     return CompressFailed;
   }
   unsigned long long last = values - 2;
@@ -357,6 +364,51 @@ CompressStatus_t CCompressedSignalFileReader::Get(void* destination,
                             m_Scratch.data() + bytes, behind, m_SampleFormat);
   }
   return CompressReady;
+}
+
+bool CCompressedSignalFileReader::ReadPairs(std::size_t index, unsigned long long firstPair,
+                                            unsigned long long pairs, unsigned char* target) {
+  Level& level = m_Levels[index];
+  const unsigned long long stored =
+      firstPair < level.FilePairs ? std::min(pairs, level.FilePairs - firstPair) : 0;
+  const unsigned long long pairBytes = 2 * m_SampleSize;
+  if (stored != 0 && !ReadLevel(level, firstPair * pairBytes, target, stored * pairBytes)) {
+    return false;
+  }
+  return stored == pairs || CompleteFromFirstLevel(index, firstPair + stored, pairs - stored,
+                                                   target + stored * pairBytes);
+}
+
+bool CCompressedSignalFileReader::CompleteFromFirstLevel(std::size_t index,
+                                                         unsigned long long firstPair,
+                                                         unsigned long long pairs,
+                                                         unsigned char* target) {
+  if (index == 0 || firstPair + pairs > m_Levels[index].Available()) return false;
+  unsigned long long perPair = 1;  // pairs of level 1 per pair of this level
+  for (std::size_t level = 0; level < index; ++level) perPair *= m_CompressionFactor;
+  const unsigned long long values = 2 * pairs * perPair;
+  // Each pair stands for whole groups of every level below it, so a cascade
+  // from an empty carry gives its pairs. A group the writer closed across two
+  // blocks folded its first values the other way round: only equal values of
+  // other bits (signed zeros) or NaNs can come out otherwise until the writer's
+  // own pairs are in the file.
+  bool done = false;
+  reduction::VisitSampleType(m_SampleFormat, [&](auto tag) {
+    using T = decltype(tag);
+    std::vector<T> current(values), next;
+    if (!ReadLevel(m_Levels[0], firstPair * perPair * 2 * sizeof(T), current.data(),
+                   values * sizeof(T))) {
+      return;
+    }
+    for (std::size_t level = 0; level < index; ++level) {
+      reduction::LevelCarry carry;
+      reduction::CascadeStep(current.data(), current.size(), m_CompressionFactor, carry, next);
+      current.swap(next);
+    }
+    std::memcpy(target, current.data(), 2 * pairs * sizeof(T));
+    done = true;
+  });
+  return done;
 }
 
 bool CCompressedSignalFileReader::ReadLevel(Level& level, unsigned long long offset, void* target,

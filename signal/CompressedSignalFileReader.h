@@ -122,12 +122,16 @@ class CCompressedSignalFileReader {
     std::string Path;
     unsigned long long Pairs = 0;      // estimated for a finished part, else measured
     unsigned long long FilePairs = 0;  // what the file held when last looked at
-    bool Missing = false;              // no file
-    bool Held = false;                 // Values holds the file, read whole
+    // Pairs of a coarse level of the part being recorded that its file doesn't
+    // hold yet, though level 1 does: the writer gathers them before writing.
+    unsigned long long TailPairs = 0;
+    bool Missing = false;  // no file
+    bool Held = false;     // Values holds the file, read whole
     std::vector<unsigned char> Values;
 
+    unsigned long long Available() const { return FilePairs + TailPairs; }
     // A level that can serve a view.
-    bool Usable() const { return !Missing && FilePairs != 0; }
+    bool Usable() const { return !Missing && Available() != 0; }
   };
 
   // Levels of a finished part up to this size are held in memory once read.
@@ -143,6 +147,14 @@ class CCompressedSignalFileReader {
                       unsigned long long at, unsigned long long values);
   // Folds what the carry of a raw request still holds into its last pair.
   void FinishRawRequest();
+  // `pairs` pairs of level `index` from `firstPair` into `target`: those beyond
+  // its file computed from level 1. False unless all came.
+  bool ReadPairs(std::size_t index, unsigned long long firstPair, unsigned long long pairs,
+                 unsigned char* target);
+  // `pairs` pairs of level `index` from `firstPair`, all beyond its file, reduced
+  // from the pairs of level 1 they stand for as the writer's cascade does.
+  bool CompleteFromFirstLevel(std::size_t index, unsigned long long firstPair,
+                              unsigned long long pairs, unsigned char* target);
   // `bytes` of the level from `offset` into `target`; false unless all came.
   bool ReadLevel(Level& level, unsigned long long offset, void* target, unsigned long long bytes);
   // One open, seek, read and close of the level's file; false unless all came.

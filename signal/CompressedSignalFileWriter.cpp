@@ -44,6 +44,7 @@ CCompressedSignalFileWriter::~CCompressedSignalFileWriter() {
   // Normally closed already. If not, a level that holds data is closed as
   // written, so that a remote store still takes it over.
   if (m_FileAccess == nullptr) return;
+  WriteGathered();
   for (Level& level : m_Levels) {
     if (level.Handle != 0) m_FileAccess->CloseFile(level.Handle, !level.NeverWritten);
     if (level.NeverWritten) m_FileAccess->DeleteFile(level.Path);
@@ -88,7 +89,11 @@ void CCompressedSignalFileWriter::Prepare(unsigned long long samples) {
   m_PreparedSamples = samples;
   unsigned long long values = reduction::ReducedSize(samples, m_CompressionFactor);
   if (m_FirstLevel.size() < values * m_SampleSize) m_FirstLevel.resize(values * m_SampleSize);
-  for (Level& level : m_Levels) {
+  for (std::size_t index = 0; index < m_Levels.size(); ++index) {
+    Level& level = m_Levels[index];
+    // A coarse level holds, before it is written, less than the bound and what
+    // one block adds to it.
+    if (index != 0) level.Gathered.reserve((2 * kGatheredPairs + values) * m_SampleSize);
     // A level makes a pair from every 32 pairs it holds, its carry included
     // (fewer than 64 values).
     values = (values + 2 * m_CompressionFactor) / (2 * m_CompressionFactor) * 2 + 2;
@@ -108,15 +113,37 @@ bool CCompressedSignalFileWriter::Append(Level& level, const void* data, unsigne
          written == bytes;
 }
 
+bool CCompressedSignalFileWriter::Take(std::size_t level, const void* data,
+                                       unsigned long long bytes) {
+  if (level == 0) return Append(m_Levels[0], data, bytes);
+  std::vector<unsigned char>& gathered = m_Levels[level].Gathered;
+  const unsigned char* from = static_cast<const unsigned char*>(data);
+  gathered.insert(gathered.end(), from, from + bytes);
+  return true;
+}
+
+bool CCompressedSignalFileWriter::WriteGathered() {
+  bool result = true;
+  for (std::size_t index = 1; index < m_Levels.size(); ++index) {
+    Level& level = m_Levels[index];
+    if (level.Gathered.empty()) continue;
+    // What didn't go through is dropped: kept, it would go out again behind
+    // whatever part of it did.
+    result = Append(level, level.Gathered.data(), level.Gathered.size()) && result;
+    level.Gathered.clear();
+  }
+  return result;
+}
+
 template <typename T>
 bool CCompressedSignalFileWriter::CascadeFrom(std::size_t level, const T* values,
                                               unsigned long long count) {
-  // Each level is written once and hands its completed pairs on to the next; the
-  // last level's own pairs have nowhere to go and are dropped.
+  // Each level takes its share once and hands its completed pairs on to the
+  // next; the last level's own pairs have nowhere to go and are dropped.
   for (;; ++level) {
     if (level >= m_Levels.size()) return false;
     Level& current = m_Levels[level];
-    if (!Append(current, values, count * sizeof(T))) return false;
+    if (!Take(level, values, count * sizeof(T))) return false;
     std::vector<T>& next = Next<T>(current);
     reduction::CascadeStep(values, count, m_CompressionFactor, current.Carry, next);
     if (next.empty() || level + 1 >= m_Levels.size()) return true;
@@ -131,6 +158,10 @@ bool CCompressedSignalFileWriter::Cascade(const void* values, unsigned long long
     using T = decltype(tag);
     result = CascadeFrom(0, static_cast<const T*>(values), count);
   });
+  if (result && m_Levels.size() > 1 &&
+      m_Levels[1].Gathered.size() >= 2 * kGatheredPairs * m_SampleSize) {
+    result = WriteGathered();
+  }
   return result;
 }
 
@@ -157,7 +188,7 @@ bool CCompressedSignalFileWriter::WriteCompressedBlock(const void* values,
 }
 
 bool CCompressedSignalFileWriter::Flush() {
-  bool result = true;
+  bool result = m_FileAccess == nullptr || WriteGathered();
   for (const Level& level : m_Levels) {
     if (level.Handle != 0 && m_FileAccess != nullptr) {
       result = m_FileAccess->FlushFile(level.Handle) && result;
@@ -167,6 +198,7 @@ bool CCompressedSignalFileWriter::Flush() {
 }
 
 void CCompressedSignalFileWriter::Close(bool written) {
+  if (m_FileAccess != nullptr) WriteGathered();
   for (Level& level : m_Levels) {
     if (m_FileAccess == nullptr) break;
     if (level.Handle != 0) {

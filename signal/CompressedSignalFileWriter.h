@@ -4,6 +4,11 @@
 // (min, max) pairs in the channel's sample format, no header, and a pair of
 // level n summarises 32^n raw samples. A level the recording never reached is
 // deleted when the writer closes, so a level file exists only if it has data.
+//
+// Level 1 is written with every block. The coarser levels gain a few bytes a
+// block; they gather in memory and go out together, one write a level, once
+// level 2 holds kGatheredPairs pairs, and at every flush and close. A reader of
+// the part being recorded completes what they still lack from level 1.
 #pragma once
 
 #include <zsff/SignalTypes.h>
@@ -23,6 +28,9 @@ class CCompressedSignalFileWriter {
  public:
   static constexpr int kMaxLevels = 4;
   static constexpr unsigned long long kCompressionFactor = 32;
+  // Pairs of level 2 gathered before the coarse levels are written: 16 blocks
+  // of 4096 samples, and at most 2048 pairs of level 1 for a reader to complete.
+  static constexpr unsigned long long kGatheredPairs = 64;
 
   // `directory`, the store's separator and `baseName` (the part's name, without
   // extension); `baseName` alone for an empty directory.
@@ -46,21 +54,23 @@ class CCompressedSignalFileWriter {
   bool OpenLevelFiles();
 
   // Reduces `count` raw samples to pairs of 32 (each block closes its own last,
-  // possibly short, group) and cascades them through the levels: one write per
-  // level file per block. False when a level write failed (the cascade stops
-  // there), when the levels aren't open, or for an unknown format. A pyramid of
-  // 0 levels has nothing to build: true. A count of 0 is true.
+  // possibly short, group) and cascades them through the levels: one write of
+  // level 1, and of each coarser level when they are due. False when a level
+  // write failed (the cascade stops there), when the levels aren't open, or for
+  // an unknown format. A pyramid of 0 levels has nothing to build: true. A count
+  // of 0 is true.
   bool WriteRawBlock(const void* samples, unsigned long long count);
 
   // Feeds `count` values (min, max pairs already reduced by 32) straight into
   // level 1, for a host that computes the first level itself. Results as above.
   bool WriteCompressedBlock(const void* values, unsigned long long count);
 
-  // FlushFile on every open level; the results and-ed. True when nothing is open.
+  // Writes what the coarse levels gathered, then FlushFile on every open level;
+  // the results and-ed. True when nothing is open.
   bool Flush();
 
-  // Closes every level (`written` goes to the store) and deletes the file of a
-  // level that never received a value. The level table is emptied; the first
+  // Writes what the coarse levels gathered, closes every level (`written` goes
+  // to the store) and deletes the file of a level that never received a value. The level table is emptied; the first
   // stage's carry is kept.
   void Close(bool written);
 
@@ -79,6 +89,9 @@ class CCompressedSignalFileWriter {
     reduction::LevelCarry Carry;  // values received but not yet summarised for the next level
     std::string Path;
     bool NeverWritten = true;
+    // Values of a coarse level not yet written, in the sample type; sized at open
+    // for what one block adds beyond the gathering bound.
+    std::vector<unsigned char> Gathered;
     // What this level hands on to the next one, kept between blocks so that the
     // write path doesn't allocate. Only the vector of the format's type is used.
     std::vector<float> NextFloat;
@@ -94,6 +107,10 @@ class CCompressedSignalFileWriter {
   bool Cascade(const void* values, unsigned long long count);
   // Writes one level's share of a block in one call; clears its never-written mark.
   bool Append(Level& level, const void* data, unsigned long long bytes);
+  // Level 1's share goes out at once, a coarser level's is gathered.
+  bool Take(std::size_t level, const void* data, unsigned long long bytes);
+  // Writes what every coarse level gathered, each in one call.
+  bool WriteGathered();
   // Sizes the first-stage buffer and each level's hand-on buffer for `samples`.
   void Prepare(unsigned long long samples);
 

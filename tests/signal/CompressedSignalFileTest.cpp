@@ -212,6 +212,41 @@ TYPED_TEST(PyramidFormatTest, LevelReadsMatchTheFilesAtAndAboveTheFactor) {
   EXPECT_DOUBLE_EQ(reader->Ratio(), 10.0 * 32);
 }
 
+TYPED_TEST(PyramidFormatTest, ReaderOfThePartBeingRecordedCompletesGatheredLevels) {
+  using T = TypeParam;
+  // 96 s at 1024 Hz in blocks of 4096: levels 2 and 3 went out at 64 s with 64 and 2
+  // pairs; the 32 and 1 pairs made since are still gathered.
+  const std::vector<T> samples = Noise<T>(98304, 9);
+  auto writer = this->Writer(this->m_Access);
+  ASSERT_TRUE(writer->OpenLevelFiles());
+  for (std::size_t at = 0; at < samples.size(); at += 4096) {
+    ASSERT_TRUE(writer->WriteRawBlock(samples.data() + at, 4096));
+  }
+  ASSERT_EQ(fs::file_size(LevelPath(this->m_Dir, 2)), 64 * 2 * sizeof(T));
+  const std::vector<T> level2 = NextLevel(ReadValues<T>(LevelPath(this->m_Dir, 1)), 32);
+  const std::vector<T> level3 = NextLevel(level2, 32);
+
+  CTmpRecordFile tmp(this->m_Dir.Path().string(), &this->m_Access);
+  tmp.SetParts(0, 3);
+  ASSERT_TRUE(tmp.Write());
+  CCompressedSignalFileReader reader(this->m_Dir.Path().string(), kPart, &this->m_Access, 0,
+                                     sizeof(T), this->kFormat, 1024.0f, &tmp, 96.0,
+                                     this->kFormat, 3);
+  const auto view = [&](unsigned long long points, unsigned long long divider) {
+    const CompressedSignalPlan_t plan = reader.Plan(0.0f, 96.0f, points, 0);
+    EXPECT_EQ(plan.Divider, divider);
+    std::vector<T> values(2 * points);
+    EXPECT_TRUE(reader.LevelRequest(0.0f, 96.0f, points, plan));
+    EXPECT_EQ(reader.Get(values.data(), plan), CompressReady);
+    return values;
+  };
+  EXPECT_EQ(view(96, 1024), level2);
+  EXPECT_EQ(view(3, 32768), level3);
+  writer->Close(true);
+  EXPECT_EQ(ReadValues<T>(LevelPath(this->m_Dir, 2)), level2);
+  EXPECT_EQ(ReadValues<T>(LevelPath(this->m_Dir, 3)), level3);
+}
+
 TYPED_TEST(PyramidFormatTest, RawBlocksOfOneRequestJoinThroughTheCarry) {
   using T = TypeParam;
   const std::vector<T> samples = Noise<T>(2000, 3);
@@ -523,13 +558,17 @@ TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
   CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 4, SIFloat, nullptr);
   EXPECT_FALSE(writer.WriteRawBlock(samples.data(), samples.size()));  // not open
   ASSERT_TRUE(writer.OpenLevelFiles());
-  store.FailAt(FaultInjectingFileAccess::Write, 2);  // level 2 of the first block
+  // A block that gathers enough of level 2 writes levels 1, 2 and 3; level 2 fails.
+  const std::vector<float> large(32 * 32 * CCompressedSignalFileWriter::kGatheredPairs, 1.0f);
+  store.FailAt(FaultInjectingFileAccess::Write, 2);
   const unsigned long before = store.Calls(FaultInjectingFileAccess::Write);
-  EXPECT_FALSE(writer.WriteRawBlock(samples.data(), samples.size()));
-  EXPECT_EQ(store.Calls(FaultInjectingFileAccess::Write) - before, 2u);  // level 3 not reached
+  EXPECT_FALSE(writer.WriteRawBlock(large.data(), large.size()));
+  EXPECT_EQ(store.Calls(FaultInjectingFileAccess::Write) - before, 3u);
   EXPECT_TRUE(writer.WriteRawBlock(samples.data(), 64));
   writer.Close(true);
-  EXPECT_EQ(fs::file_size(LevelPath(dir, 1)), (96 + 2) * 2 * 4u);
+  EXPECT_EQ(fs::file_size(LevelPath(dir, 1)), (2048 + 2) * 2 * 4u);
+  EXPECT_EQ(fs::file_size(LevelPath(dir, 2)), 0u);
+  EXPECT_EQ(fs::file_size(LevelPath(dir, 3)), 2 * 2 * 4u);
   EXPECT_FALSE(fs::exists(LevelPath(dir, 4)));
 
   CCompressedSignalFileWriter noPyramid(dir.Path().string(), "Part_4", &store, 4, SIFloat, nullptr);
@@ -540,20 +579,24 @@ TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
   EXPECT_FALSE(fs::exists(dir.Path() / "Part_4_1.zpr"));
 }
 
-TEST(CompressedSignalFileTest, EachLevelReachedIsWrittenOncePerBlock) {
+TEST(CompressedSignalFileTest, CoarseLevelsAreGatheredAndWrittenOnceEach) {
   TempDir dir;
   FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
   CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 8, SIDouble, nullptr);
   ASSERT_TRUE(writer.OpenLevelFiles());
+  // Each block makes 32 pairs of level 2 and one of level 3.
   const std::vector<double> samples = Noise<double>(32 * 32 * 32 + 5, 1);
   const auto writes = [&] { return store.Calls(FaultInjectingFileAccess::Write); };
 
   unsigned long before = writes();
-  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));  // reaches level 3
+  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
+  EXPECT_EQ(writes() - before, 1u);
+  ASSERT_TRUE(writer.Flush());
   EXPECT_EQ(writes() - before, 3u);
   before = writes();
-  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), 40));  // stays in level 1
-  EXPECT_EQ(writes() - before, 1u);
+  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
+  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));  // 64 pairs of level 2
+  EXPECT_EQ(writes() - before, 4u);
   writer.Close(true);
 }
 
