@@ -46,12 +46,23 @@ py::dtype StoredType(zsff::SampleFormat_t format) {
   return py::dtype::of<float>();
 }
 
+// The unit a read or a zoom is asked for, the same words as the tool's and the viewer's.
+zsff_tools::EnvelopeUnit ParseUnit(const std::string& unit) {
+  zsff_tools::EnvelopeUnit parsed;
+  if (!zsff_tools::ParseEnvelopeUnit(unit, parsed)) {
+    throw py::value_error("unit must be \"volts\", \"recorded\" or \"post-analysis\", not \"" +
+                          unit + "\"");
+  }
+  return parsed;
+}
+
 zsff::SampleReadMode_t ReadMode(const std::string& unit) {
-  if (unit == "volts") return zsff::SampleReadVoltDouble;
-  if (unit == "recorded") return zsff::SampleReadRecordedDouble;
-  if (unit == "post-analysis") return zsff::SampleReadPostAnalysisDouble;
-  throw py::value_error("unit must be \"volts\", \"recorded\" or \"post-analysis\", not \"" +
-                        unit + "\"");
+  switch (ParseUnit(unit)) {
+    case zsff_tools::EnvelopeUnit::Recorded: return zsff::SampleReadRecordedDouble;
+    case zsff_tools::EnvelopeUnit::PostAnalysis: return zsff::SampleReadPostAnalysisDouble;
+    case zsff_tools::EnvelopeUnit::Volts: break;
+  }
+  return zsff::SampleReadVoltDouble;
 }
 
 // The channel `which` names: its name (str) or its index (int) among the channels.
@@ -252,11 +263,7 @@ py::array MeasurementView::ReadSamples(const py::object& channel, long record, d
 py::tuple MeasurementView::Zoom(const py::object& channel, double start, const py::object& stop,
                                 long long points, const std::string& unit) const {
   CheckOpen();
-  zsff_tools::EnvelopeUnit scaling;
-  if (!zsff_tools::ParseEnvelopeUnit(unit, scaling)) {
-    throw py::value_error("unit must be \"volts\", \"recorded\" or \"post-analysis\", not \"" +
-                          unit + "\"");
-  }
+  const zsff_tools::EnvelopeUnit scaling = ParseUnit(unit);
   if (points < 1 || points > 10000000) throw py::value_error("points must be 1 to 10000000");
   const double stopSeconds = stop.is_none() ? -1.0 : stop.cast<double>();
   if (!(start >= 0.0) || (!stop.is_none() && !(stopSeconds > start))) {
