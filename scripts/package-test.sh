@@ -63,7 +63,7 @@ check_headers "$work/static"
 run_cmake_host "$work/static" static-cmake
 run_pkg_config_host "$work/static" static-pkg-config
 
-cmake -S . -B "$shared_build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_SHARED_LIBS=ON \
+cmake -S . -B "$shared_build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON \
   -DZSFF_BUILD_TESTS=OFF -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
 cmake --build "$shared_build" -j 2 --target ZentrelSignalFlatFormat ZentrelSignalFlatFormat_shared zsff
 cmake --install "$shared_build" --prefix "$work/shared" >/dev/null
