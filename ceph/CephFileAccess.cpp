@@ -279,6 +279,15 @@ bool CCephFileAccess::SetEndOfFile(unsigned int handle) {
   return true;
 }
 
+// A writer flushes what a reader after a crash must find: the temporary record
+// file once a part, the pyramid when the host asks.
+bool CCephFileAccess::FlushFile(unsigned int handle) {
+  const int fd = Descriptor(handle);
+  if (fd < 0) return false;
+  const int result = m_Options.CacheWrites ? ceph_fsync(m_Mount.load(), fd, 1) : 0;
+  return result == 0 || Failed("cannot flush a file", result);
+}
+
 bool CCephFileAccess::CloseFile(unsigned int handle, bool) {
   int fd;
   {

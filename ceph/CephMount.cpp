@@ -44,6 +44,8 @@ bool CCephFileAccess::Mount() {
     Failed("cannot read the Ceph config " + m_Location.ConfigPath, result);
   } else if ((result = ceph_conf_set(mount, "client_mount_timeout", timeout.c_str())) < 0) {
     Failed("cannot set the mount timeout", result);
+  } else if (!m_Options.CacheWrites && (result = ceph_conf_set(mount, "client_oc", "false")) < 0) {
+    Failed("cannot turn the client's write cache off", result);
   } else if ((result = ceph_mount(mount, "/")) < 0) {
     Failed("cannot mount the file system of " + m_Location.ConfigPath + " as " + who +
                " within " + timeout + " s",
@@ -92,7 +94,6 @@ std::string CCephFileAccess::CephPath(const std::u16string& path) const {
 
 bool CCephFileAccess::ReservedFileOperation() { return true; }
 
-bool CCephFileAccess::FlushFile(unsigned int) { return true; }
 
 bool CCephFileAccess::SelectAnalyzer(unsigned short) { return true; }
 

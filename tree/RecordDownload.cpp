@@ -161,7 +161,7 @@ std::unique_ptr<CRecordSignalTree> CRecordTransfer::OpenLocalCopy() const {
   std::shared_ptr<CAbstractFileAccess> none;
   return CRecordSignalTree::OpenSignalTree(m_Tree.m_BasePath, m_Tree.m_MeasureName,
                                            CRecordSignalTree::TreeOpenRead, none, false, u"",
-                                           false);
+                                           false, m_Tree.m_HostDisk);
 }
 
 bool CRecordTransfer::ListAnalyzerOnLocalDisk(std::set<std::string>& serialNumbers) const {

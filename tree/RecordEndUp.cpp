@@ -47,16 +47,17 @@ bool CRecordEndUp::EndUpMeasurement(const std::u16string& path,
   std::lock_guard<CCriticalSectionWrapper> guard(Tree::m_cs);
   CAbstractFileAccess& access = *fileAccess;
   const std::shared_ptr<CAbstractFileAccess> store = remote ? fileAccess : nullptr;
+  const std::shared_ptr<CAbstractFileAccess> disk = remote ? nullptr : fileAccess;
   const std::u16string::size_type slash = path.find_last_of(u"/\\");
   const std::u16string parent = slash == std::u16string::npos ? u"" : path.substr(0, slash);
   const std::u16string name = tree::LastPathComponent(path);
-  if (!Tree::GetSignalDirectoryInfo(parent, name, store, false).Valid) return true;
+  if (!Tree::GetSignalDirectoryInfo(parent, name, store, false, disk).Valid) return true;
   // On a store only directories named after a record are measurements; on the
   // local disk the name is the user's.
   if (remote && CRecordId(CRecordId::RecordNameToId(name)).RecordBase() == 0) return true;
 
   std::unique_ptr<Tree> tree =
-      Tree::OpenSignalTree(parent, name, Tree::TreeOpenRead, store, remote, u"", false);
+      Tree::OpenSignalTree(parent, name, Tree::TreeOpenRead, store, remote, u"", false, disk);
   if (!tree) {
     errors.push_back("Unable to open signal record tree: " + WideToUtf8(path));
     return false;

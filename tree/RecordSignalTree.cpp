@@ -36,6 +36,15 @@ std::mutex& LastErrorMutex() {
   return mutex;
 }
 
+// A host's disk store knows no claims: a directory with anything in it is
+// refused, an empty one taken, and a missing one left to the first save.
+CDirectoryClaim::Result_t ClaimOnStore(CAbstractFileAccess& store, const std::u16string& path) {
+  std::vector<std::u16string> directories, files;
+  if (!store.ListDirectory(path, directories, files, u"*")) return CDirectoryClaim::NotClaimable;
+  return directories.empty() && files.empty() ? CDirectoryClaim::Claimed
+                                              : CDirectoryClaim::NotEmpty;
+}
+
 }  // namespace
 
 void CRecordSignalTree::SetLastError(std::u16string text) {
@@ -59,13 +68,15 @@ CRecordSignalTree::CRecordSignalTree(const std::u16string& path, const std::u16s
                                      bool mergeRecordParts,
                                      std::shared_ptr<CAbstractFileAccess> remoteFileAccess,
                                      bool remoteMirror, TreeOpenMode_t mode,
-                                     const std::u16string& singleRecordName)
+                                     const std::u16string& singleRecordName,
+                                     std::shared_ptr<CAbstractFileAccess> disk)
     : m_BasePath(path),
       m_MeasureName(name),
       m_RemoteFileAccess(std::move(remoteFileAccess)),
       m_RemoteMirror(remoteMirror),
       m_OpenMode(mode),
-      m_FileAccess(std::make_shared<CLocalFileAccess>()),
+      m_FileAccess(disk ? disk : std::make_shared<CLocalFileAccess>()),
+      m_HostDisk(std::move(disk)),
       m_SectionOwner(std::make_unique<CTreeSectionOwner>(*this)),
       m_MeasurementFile(std::make_unique<CMeasurementFile>(*this)),
       m_MeasurementUpdate(std::make_unique<CMeasurementUpdate>(*this)),
@@ -109,15 +120,18 @@ CRecordSignalTree::~CRecordSignalTree() {
   // Sections left open go without a stop: their records stay "recording" in the
   // metadata, for the end-up to find.
   m_Records->ReleaseAll();
-  m_FileAccess->CloseAllFiles();
+  // A host's disk store holds the files of its other trees too.
+  if (!m_HostDisk) m_FileAccess->CloseAllFiles();
 }
 
 std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
     const std::u16string& path, const std::u16string& name,
-    const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror) {
+    const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror,
+    const std::shared_ptr<CAbstractFileAccess>& disk) {
   const std::u16string measureName = name.empty() ? CRecordId::NewRecordBaseName() : name;
   CLocalFileAccess local;
-  const std::u16string fullPath = tree::JoinPath(path, measureName, local);
+  CAbstractFileAccess& store = disk ? *disk : local;
+  const std::u16string fullPath = tree::JoinPath(path, measureName, store);
   std::string nativePath;
   if (!WideToPath(fullPath, nativePath)) {
     SetLastError(u"CRecordSignalTree::CreateSignalTree path has no UTF-8 form: " + fullPath);
@@ -125,9 +139,9 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
   }
   // Creators that meet here at once all find the directory missing or empty;
   // the claim, held as long as the tree lives, lets one of them through.
-  if (!remoteFileAccess || remoteMirror) local.CreateDirectory(fullPath);
+  if (!remoteFileAccess || remoteMirror) store.CreateDirectory(fullPath);
   auto claim = std::make_unique<CDirectoryClaim>();
-  switch (claim->Take(nativePath)) {
+  switch (disk ? ClaimOnStore(*disk, fullPath) : claim->Take(nativePath)) {
     case CDirectoryClaim::Claimed:
       break;
     case CDirectoryClaim::HeldElsewhere:
@@ -143,8 +157,9 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
       claim.reset();
       break;
   }
+  if (disk) claim.reset();  // nothing was taken on the store
   std::unique_ptr<CRecordSignalTree> tree(new CRecordSignalTree(
-      path, measureName, false, remoteFileAccess, remoteMirror, TreeOpenCreate, u""));
+      path, measureName, false, remoteFileAccess, remoteMirror, TreeOpenCreate, u"", disk));
   tree->m_CreationClaim = std::move(claim);
   return tree;
 }
@@ -152,10 +167,12 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::CreateSignalTree(
 std::unique_ptr<CRecordSignalTree> CRecordSignalTree::OpenSignalTree(
     const std::u16string& path, const std::u16string& name, TreeOpenMode_t mode,
     const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror,
-    const std::u16string& singleRecordName, bool mergeRecordParts) {
+    const std::u16string& singleRecordName, bool mergeRecordParts,
+    const std::shared_ptr<CAbstractFileAccess>& disk) {
   CLocalFileAccess local;
-  const std::u16string fullPath = tree::JoinPath(path, name, local);
-  if (!local.FileExists(fullPath)) {
+  CAbstractFileAccess& store = disk ? *disk : local;
+  const std::u16string fullPath = tree::JoinPath(path, name, store);
+  if (!store.FileExists(fullPath)) {
     if (!remoteFileAccess) {
       SetLastError(u"CRecordSignalTree::OpenSignalTree directory does not exist on local disk: " +
                    fullPath);
@@ -170,7 +187,7 @@ std::unique_ptr<CRecordSignalTree> CRecordSignalTree::OpenSignalTree(
     }
   }
   std::unique_ptr<CRecordSignalTree> tree(new CRecordSignalTree(
-      path, name, mergeRecordParts, remoteFileAccess, remoteMirror, mode, singleRecordName));
+      path, name, mergeRecordParts, remoteFileAccess, remoteMirror, mode, singleRecordName, disk));
   if (remoteMirror && tree->m_MeasurementFile->Exists(SearchLocal))
     tree->InitFullRemoteRecordPath();
   return tree;
@@ -180,12 +197,13 @@ void CRecordSignalTree::CloseSignalTree(std::unique_ptr<CRecordSignalTree>& tree
 
 CRecordSignalTree::SignalDirectoryInfo CRecordSignalTree::GetSignalDirectoryInfo(
     const std::u16string& path, const std::u16string& name,
-    const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteOnly) {
+    const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteOnly,
+    const std::shared_ptr<CAbstractFileAccess>& disk) {
   SignalDirectoryInfo info;
   std::vector<CRecordId> records;
   if (remoteFileAccess) {
     std::unique_ptr<CRecordSignalTree> tree =
-        OpenSignalTree(path, name, TreeOpenRead, remoteFileAccess, true, u"", false);
+        OpenSignalTree(path, name, TreeOpenRead, remoteFileAccess, true, u"", false, disk);
     if (tree && tree->m_MeasurementFile->Exists(SearchRemote) && tree->InitFullRemoteRecordPath() &&
         tree->ListRecords(records, false) && !records.empty()) {
       info.HasRemoteRecords = true;
@@ -194,7 +212,7 @@ CRecordSignalTree::SignalDirectoryInfo CRecordSignalTree::GetSignalDirectoryInfo
   }
   if (!remoteFileAccess || !remoteOnly) {
     std::unique_ptr<CRecordSignalTree> tree =
-        OpenSignalTree(path, name, TreeOpenRead, nullptr, false, u"", false);
+        OpenSignalTree(path, name, TreeOpenRead, nullptr, false, u"", false, disk);
     if (tree && tree->m_MeasurementFile->Exists(SearchLocal)) {
       info.Valid = tree->ListRecords(records, false);
       info.HasLocalRecords = !records.empty();
@@ -206,11 +224,13 @@ CRecordSignalTree::SignalDirectoryInfo CRecordSignalTree::GetSignalDirectoryInfo
 }
 
 void CRecordSignalTree::SetLocalDiskId(const std::string& diskId) {
-  static_cast<CLocalFileAccess&>(*m_FileAccess).SetLocalDiskId(diskId);
+  if (auto* local = dynamic_cast<CLocalFileAccess*>(m_FileAccess.get()))
+    local->SetLocalDiskId(diskId);
 }
 
 void CRecordSignalTree::SetSyncInterval(std::chrono::milliseconds interval) {
-  static_cast<CLocalFileAccess&>(*m_FileAccess).SetSyncInterval(interval);
+  if (auto* local = dynamic_cast<CLocalFileAccess*>(m_FileAccess.get()))
+    local->SetSyncInterval(interval);
 }
 
 bool CRecordSignalTree::InitFullRemoteRecordPath() {

@@ -24,7 +24,7 @@ bool CTreePostAnalysis::Save(const std::map<CChannelID, CPostAnalysisSettings>& 
   std::vector<CRecordId> localRecords;
   if (m_Tree.m_RemoteFileAccess) {
     localCopy = Tree::OpenSignalTree(m_Tree.m_BasePath, m_Tree.m_MeasureName, Tree::TreeOpenCreate,
-                                     nullptr, false, u"", false);
+                                     nullptr, false, u"", false, m_Tree.m_HostDisk);
     if (localCopy && localCopy->m_MeasurementFile->Exists(Tree::SearchLocal) &&
         (!localCopy->ListRecords(localRecords, true) || localRecords.empty())) {
       localCopy.reset();

@@ -39,6 +39,16 @@ struct ZSFF_API CephOptions {
   // Seconds a mount may take before it fails: a cluster that is down would
   // otherwise hold the caller for five minutes.
   int MountTimeout = 10;
+  // Whether libcephfs may keep written data in the process for a while before
+  // it sends it to the cluster. On, a process that dies is to the file system
+  // what a power loss is to a local disk: what it wrote in its last seconds
+  // (client_oc_max_dirty_age, 5 s by default) may be lost, and the end-up keeps
+  // what the cluster had; a flushed file (the temporary record file, once a
+  // part) is synced. Off,
+  // every write returns once the cluster has it and a killed recorder loses
+  // nothing, at the cost of a round trip to the cluster per write (many times
+  // slower for a recording's small writes).
+  bool CacheWrites = true;
 };
 
 // CAbstractFileAccess over one mount of a Ceph file system, made by Mount and

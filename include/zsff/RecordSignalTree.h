@@ -174,9 +174,16 @@ class ZSFF_API CRecordSignalTree {
   // without a UTF-8 form (a lone surrogate half) is refused. With a remote store,
   // records go there; `remoteMirror` keeps a copy of the metadata in the local
   // directory. Null on failure, with the text in LastErrorString.
+  //
+  // `disk`, in this and the other static entry points: the store that takes
+  // the place of the local disk for the tree, its paths and its lock file (a
+  // shared file system such as CephFS, on which trees of several machines then
+  // meet as on one disk); null for the local disk. On another store the
+  // creators of one directory are kept apart by its emptiness alone.
   static std::unique_ptr<CRecordSignalTree> CreateSignalTree(
       const std::u16string& path, const std::u16string& name,
-      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror);
+      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror,
+      const std::shared_ptr<CAbstractFileAccess>& disk = nullptr);
 
   // An existing measurement directory, local, or remote when a store is given and
   // the local one is missing. The contents aren't read: any existing directory
@@ -187,7 +194,8 @@ class ZSFF_API CRecordSignalTree {
   static std::unique_ptr<CRecordSignalTree> OpenSignalTree(
       const std::u16string& path, const std::u16string& name, TreeOpenMode_t mode,
       const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteMirror,
-      const std::u16string& singleRecordName, bool mergeRecordParts);
+      const std::u16string& singleRecordName, bool mergeRecordParts,
+      const std::shared_ptr<CAbstractFileAccess>& disk = nullptr);
 
   // Destroys the tree, if any, and leaves the pointer null.
   static void CloseSignalTree(std::unique_ptr<CRecordSignalTree>& tree);
@@ -196,7 +204,8 @@ class ZSFF_API CRecordSignalTree {
   // skips the local look. Leaves LastErrorString empty, also of an earlier error.
   static SignalDirectoryInfo GetSignalDirectoryInfo(
       const std::u16string& path, const std::u16string& name,
-      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteOnly);
+      const std::shared_ptr<CAbstractFileAccess>& remoteFileAccess, bool remoteOnly,
+      const std::shared_ptr<CAbstractFileAccess>& disk = nullptr);
 
   // The last failure's text of any tree of the process, which the call clears: a
   // second call gives an empty string.
@@ -217,9 +226,10 @@ class ZSFF_API CRecordSignalTree {
   void SetChangeStateCallBack(CAbstractChangeStateCallBack* callBack) {
     m_ChangeStateCallBack = callBack;
   }
-  // The disk id of the tree's local store.
+  // The disk id of the tree's local store; nothing on a host's disk store.
   void SetLocalDiskId(const std::string& diskId);
   // Durability against a power loss for the files the tree writes on the local
+  // disk (a host's disk store keeps its own),
   // disk, off (0) by default: with an interval, the first write once the
   // interval has passed syncs the file system, so that after a power loss the
   // end-up keeps every sample handed over longer than about the interval before
@@ -315,7 +325,8 @@ class ZSFF_API CRecordSignalTree {
   // Repairs every unfinished measurement (one whose "<base>.zff" header is still
   // there) among the sub-directories of `directory`, on the remote store when
   // `remote` (where only directories named after a record count), otherwise on
-  // the local disk; a null `fileAccess` is then filled with a local store. Each
+  // the disk `fileAccess` (its trees take it as their `disk`); a null
+  // `fileAccess` is then filled with a local store. Each
   // is checked by CheckRecords and its header renamed to ".zxf", also when the
   // check failed, so that it isn't tried at each start. Appends a line per
   // repaired measurement to `repaired` and the words of each failure to
@@ -544,7 +555,8 @@ class ZSFF_API CRecordSignalTree {
   // exist) and aims the tree at its remote directory.
   CRecordSignalTree(const std::u16string& path, const std::u16string& name, bool mergeRecordParts,
                     std::shared_ptr<CAbstractFileAccess> remoteFileAccess, bool remoteMirror,
-                    TreeOpenMode_t mode, const std::u16string& singleRecordName);
+                    TreeOpenMode_t mode, const std::u16string& singleRecordName,
+                    std::shared_ptr<CAbstractFileAccess> disk);
 
   // Stores `text` as the process's last error.
   static void SetLastError(std::u16string text);
@@ -565,7 +577,10 @@ class ZSFF_API CRecordSignalTree {
   std::u16string m_CurrentRecordName;
   std::u16string m_FullRecordPath;
   std::u16string m_FullRemoteRecordPath;
-  std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's CLocalFileAccess
+  std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's disk: a CLocalFileAccess or the host's
+  // The host's disk store when the tree was given one, for the trees it opens
+  // on the same measurement; null on the local disk.
+  std::shared_ptr<CAbstractFileAccess> m_HostDisk;
   // What this tree's sections call it through (a CTreeSectionOwner).
   std::unique_ptr<CRecordSectionOwner> m_SectionOwner;
   // The tree's parts, which work on the fields above: the measurement's metadata

@@ -3,7 +3,12 @@
 #include <cephfs/libcephfs.h>
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <fcntl.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -79,6 +84,70 @@ bool HardLink(const std::string& existing, const std::string& link) {
   }
   if (mount) ceph_release(mount);
   return linked;
+}
+
+bool EvictClient(pid_t pid) {
+  const std::string command = "ceph -c " + CephConfigPath() +
+                              " tell mds.a client evict client_metadata.pid=" +
+                              std::to_string(pid) + " >/dev/null 2>&1";
+  return std::system(command.c_str()) == 0;
+}
+
+ChildClient::ChildClient(const std::string& mode, const std::string& root,
+                         unsigned long long count) {
+  int toChild[2], fromChild[2];
+  if (pipe2(toChild, O_CLOEXEC) != 0 || pipe2(fromChild, O_CLOEXEC) != 0) {
+    ADD_FAILURE() << "pipe failed";
+    return;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, toChild[0], STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, fromChild[1], STDOUT_FILENO);
+  const std::string conf = CephConfigPath(), number = std::to_string(count);
+  const char* program = ZSFF_CEPH_TEST_CHILD;
+  char* const argv[] = {const_cast<char*>(program), const_cast<char*>(mode.c_str()),
+                        const_cast<char*>(conf.c_str()), const_cast<char*>(root.c_str()),
+                        const_cast<char*>(number.c_str()), nullptr};
+  if (posix_spawn(&m_Pid, program, &actions, nullptr, argv, environ) != 0) {
+    ADD_FAILURE() << "cannot start " << program;
+    m_Pid = -1;
+  }
+  posix_spawn_file_actions_destroy(&actions);
+  close(toChild[0]);
+  close(fromChild[1]);
+  m_ToChild = toChild[1];
+  m_FromChild = fromChild[0];
+}
+
+ChildClient::~ChildClient() {
+  if (m_Pid > 0) {
+    Kill();
+    Wait();
+  }
+  close(m_ToChild);
+  close(m_FromChild);
+}
+
+bool ChildClient::Stepped() {
+  char byte = 0;
+  return read(m_FromChild, &byte, 1) == 1;
+}
+
+bool ChildClient::Go() {
+  const char byte = 1;
+  return write(m_ToChild, &byte, 1) == 1;
+}
+
+int ChildClient::Wait() {
+  int status = 0;
+  if (m_Pid <= 0 || waitpid(m_Pid, &status, 0) != m_Pid) return -1;
+  m_Pid = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void ChildClient::Kill() {
+  if (m_Pid > 0) kill(m_Pid, SIGKILL);
 }
 
 CephTestStore::CephTestStore() : zsff::CCephFileAccess(CephTestLocation()) {
