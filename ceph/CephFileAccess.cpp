@@ -11,28 +11,14 @@
 
 #include <cerrno>
 
+#include "foundation/OpenFlags.h"
+
 namespace zsff {
 
 namespace {
 
 // 1970-01-01 as a file time.
 constexpr long long kUnixEpochAsFileTime = 116444736000000000LL;
-
-int OpenFlags(FileOpenMode_t mode) {
-  switch (mode) {
-    case FileModeCreate:
-      return O_WRONLY | O_CREAT | O_TRUNC;
-    case FileModeReadWrite:
-      return O_RDWR | O_CREAT;
-    case FileModeAppend:
-      return O_WRONLY;
-    case FileModeRead:
-      return O_RDONLY;
-    case FileModeCreateNew:
-      return O_RDWR | O_CREAT | O_EXCL;
-  }
-  return -1;
-}
 
 // The status of what `path` names; false when nothing does or the store isn't
 // mounted.
@@ -152,12 +138,12 @@ bool CCephFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
 bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigned int& handle) {
   // Every attempt consumes a number, so a number is never seen twice.
   unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
-  const int flags = OpenFlags(mode);
-  if (flags < 0) return false;
   if (full.empty()) {
     SetLastError(FileErrorBadPath);
     return false;
   }
+  const int flags = OpenFlags(mode);
+  if (flags < 0) return false;
   ceph_mount_info* mount = m_Mount.load();
   const int fd = mount ? ceph_open(mount, full.c_str(), flags, 0666) : -ENOTCONN;
   if (fd < 0) {

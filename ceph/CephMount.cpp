@@ -40,10 +40,13 @@ bool CCephFileAccess::Mount() {
   int result = ceph_create(&mount, m_Location.Client.c_str());
   if (result < 0) return Failed("cannot make the Ceph " + who, result);
   const std::string timeout = std::to_string(m_Options.MountTimeout);
+  const std::string transfer = std::to_string(m_Options.TransferTimeout);
   if ((result = ceph_conf_read_file(mount, m_Location.ConfigPath.c_str())) < 0) {
     Failed("cannot read the Ceph config " + m_Location.ConfigPath, result);
-  } else if ((result = ceph_conf_set(mount, "client_mount_timeout", timeout.c_str())) < 0) {
-    Failed("cannot set the mount timeout", result);
+  } else if ((result = ceph_conf_set(mount, "client_mount_timeout", timeout.c_str())) < 0 ||
+             (result = ceph_conf_set(mount, "rados_osd_op_timeout", transfer.c_str())) < 0 ||
+             (result = ceph_conf_set(mount, "rados_mon_op_timeout", transfer.c_str())) < 0) {
+    Failed("cannot set the timeouts", result);
   } else if (!m_Options.CacheWrites && (result = ceph_conf_set(mount, "client_oc", "false")) < 0) {
     Failed("cannot turn the client's write cache off", result);
   } else if ((result = ceph_mount(mount, "/")) < 0) {

@@ -17,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "foundation/OpenFlags.h"
 #include "foundation/PathRules.h"
 #include "foundation/TextConversion.h"
 
@@ -267,26 +268,9 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
     return false;
   }
 
-  int flags = O_CLOEXEC;
-  switch (mode) {
-    case FileModeCreate:
-      flags |= O_WRONLY | O_CREAT | O_TRUNC;
-      break;
-    case FileModeReadWrite:
-      flags |= O_RDWR | O_CREAT;
-      break;
-    case FileModeAppend:
-      flags |= O_WRONLY;
-      break;
-    case FileModeRead:
-      flags |= O_RDONLY;
-      break;
-    case FileModeCreateNew:
-      flags |= O_RDWR | O_CREAT | O_EXCL;
-      break;
-    default:
-      return false;
-  }
+  const int modeFlags = OpenFlags(mode);
+  if (modeFlags < 0) return false;
+  const int flags = O_CLOEXEC | modeFlags;
 
   const int fd = OpenRetrying(full.c_str(), flags);
   if (fd < 0) {

@@ -6,6 +6,7 @@
 
 #include <utility>
 
+#include "foundation/OpenFlags.h"
 #include "foundation/TextConversion.h"
 #include "sftp/SftpConnection.h"
 
@@ -19,22 +20,6 @@ struct CSftpFileAccess::OpenedFile {
 namespace {
 
 using Guard = std::lock_guard<std::recursive_mutex>;
-
-int OpenFlags(FileOpenMode_t mode) {
-  switch (mode) {
-    case FileModeCreate:
-      return O_WRONLY | O_CREAT | O_TRUNC;
-    case FileModeReadWrite:
-      return O_RDWR | O_CREAT;
-    case FileModeAppend:
-      return O_WRONLY;
-    case FileModeRead:
-      return O_RDONLY;
-    case FileModeCreateNew:
-      return O_RDWR | O_CREAT | O_EXCL;
-  }
-  return -1;
-}
 
 }  // namespace
 

@@ -39,6 +39,11 @@ struct ZSFF_API CephOptions {
   // Seconds a mount may take before it fails: a cluster that is down would
   // otherwise hold the caller for five minutes.
   int MountTimeout = 10;
+  // Seconds a read or write of file data may wait for the cluster before it
+  // fails (ETIMEDOUT), so that a reader whose cluster went away gets an error.
+  // libcephfs has no such limit for the metadata server: a call that needs it
+  // (an open, a size) waits for it to come back.
+  int TransferTimeout = 30;
   // Whether libcephfs may keep written data in the process for a while before
   // it sends it to the cluster. On, a process that dies is to the file system
   // what a power loss is to a local disk: what it wrote in its last seconds
