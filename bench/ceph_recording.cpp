@@ -1,6 +1,6 @@
 // What a recording onto CephFS through the tree costs next to writing the same
 // bytes through libcephfs directly: 8 channels of 32-bit floats at 51200 Hz for
-// 10 s in blocks of 4096 samples, the tree taking the file system for its disk
+// 60 s in blocks of 4096 samples, the tree taking the file system for its disk
 // (with the min/max pyramid, the temporary record file and the metadata),
 // against one file per channel written block by block with ceph_write() on the
 // same mount, in the same run. The medians of the repetitions and their ratio
@@ -29,7 +29,7 @@ namespace {
 
 constexpr int kChannels = 8;
 constexpr double kRate = 51200.0;
-constexpr double kSeconds = 10.0;
+constexpr double kSeconds = 60.0;
 constexpr unsigned long long kBlock = 4096;
 constexpr unsigned long long kBlocks = static_cast<unsigned long long>(kSeconds * kRate) / kBlock;
 

@@ -229,12 +229,11 @@ class ZSFF_API CRecordSignalTree {
   // The disk id of the tree's local store; nothing on a host's disk store.
   void SetLocalDiskId(const std::string& diskId);
   // Durability against a power loss for the files the tree writes on the local
-  // disk (a host's disk store keeps its own),
-  // disk, off (0) by default: with an interval, the first write once the
-  // interval has passed syncs the file system, so that after a power loss the
-  // end-up keeps every sample handed over longer than about the interval before
-  // it. The syncs run on the recording's thread; bench/tree_recording.cpp
-  // measures what they cost.
+  // disk (a host's disk store keeps its own), off (0) by default: with an
+  // interval, the first write once the interval has passed syncs the file
+  // system, so that after a power loss the end-up keeps every sample handed
+  // over longer than about the interval before it. The syncs run on the
+  // recording's thread; bench/tree_recording.cpp measures what they cost.
   void SetSyncInterval(std::chrono::milliseconds interval);
 
   // A section's report of a change to record `id`: passed to the listener first (any
@@ -577,7 +576,8 @@ class ZSFF_API CRecordSignalTree {
   std::u16string m_CurrentRecordName;
   std::u16string m_FullRecordPath;
   std::u16string m_FullRemoteRecordPath;
-  std::shared_ptr<CAbstractFileAccess> m_FileAccess;  // the tree's disk: a CLocalFileAccess or the host's
+  // The tree's disk: its own CLocalFileAccess, or the host's disk store.
+  std::shared_ptr<CAbstractFileAccess> m_FileAccess;
   // The host's disk store when the tree was given one, for the trees it opens
   // on the same measurement; null on the local disk.
   std::shared_ptr<CAbstractFileAccess> m_HostDisk;
