@@ -4,7 +4,6 @@
 #include <zsff/CephFileAccess.h>
 
 #include <fstream>
-#include <regex>
 #include <sstream>
 
 #include "TempDir.h"
@@ -19,8 +18,15 @@ TEST(CephMount, FailsWithTheReasonForAConfigAClusterOrARootThatIsntThere) {
   std::stringstream text;
   text << std::ifstream(CephConfigPath()).rdbuf();
   const std::string deadConfig = (dir.Path() / "dead.conf").string();
-  std::ofstream(deadConfig) << std::regex_replace(text.str(), std::regex("127\\.0\\.0\\.1:[0-9]+"),
-                                                  "127.0.0.1:9");
+  // Every monitor address moved to a port nothing listens on.
+  std::string config = text.str();
+  const std::string host = "127.0.0.1:";
+  for (std::size_t at = config.find(host); at != std::string::npos; at = config.find(host, at)) {
+    at += host.size();
+    const std::size_t end = config.find_first_not_of("0123456789", at);
+    config.replace(at, (end == std::string::npos ? config.size() : end) - at, "9");
+  }
+  std::ofstream(deadConfig) << config;
   struct Row {
     std::string Config, Path, Words;
   } rows[] = {
