@@ -1,7 +1,8 @@
 // zsff copy: a measurement copied whole into a new directory, where it opens as
 // a measurement of its own; the host's files named after the measurement take
 // the copy's name. The records are copied by the library, so the bar follows
-// the copy's size on disk.
+// the copy's size on disk; between the local disk and CephFS, by the store of
+// the file system.
 
 #include <atomic>
 #include <chrono>
@@ -13,13 +14,32 @@
 #include "Commands.h"
 #include "DirectorySize.h"
 #include "OpenTree.h"
+#include "Place.h"
 #include "TransferProgress.h"
 #include "Verbosity.h"
 #include "WidePath.h"
+#include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
 
 namespace zsff_tools {
+
+namespace {
+
+// Between the local disk and CephFS the store of the file system carries the
+// directory over as it is; the lock belongs to the writers of the source.
+bool CopyBetweenDisks(const Place& from, const Place& to) {
+  const std::u16string source = StorePath(from.Path);
+  const std::u16string destination = StorePath(to.Path);
+  const bool copied = to.TreeDisk ? to.TreeDisk->UploadDirectory(source, destination)
+                                  : from.TreeDisk->DownloadDirectory(source, destination);
+  const std::u16string lock = destination + u"/" + zsff::names::LockFileName();
+  if (copied && to.Files->FileExists(lock)) return to.Files->DeleteFile(lock);
+  return copied;
+}
+
+}  // namespace
 
 int RunCopy(const std::vector<std::string>& args) {
   const Command& command = *FindCommand("copy");
@@ -30,15 +50,19 @@ int RunCopy(const std::vector<std::string>& args) {
     return UsageError(command, "wants the measurement directory and the copy's directory");
   const fs::path source = MeasurementDirectory(arguments.Positional()[0]);
   const fs::path destination = MeasurementDirectory(arguments.Positional()[1]);
-  std::error_code ec;
-  if (!fs::is_directory(destination.parent_path(), ec))
+  Place from, to;
+  if (!FindPlace(source, from, error) || !FindPlace(destination, to, error)) return Fail(error);
+  if (!ListNames(destination.parent_path(), nullptr, nullptr))
     return Fail(destination.parent_path().string() + ": No such directory");
   // A copy merged into another measurement would be neither.
-  if (fs::exists(destination, ec) && !fs::is_empty(destination, ec))
+  std::vector<std::string> directories, files;
+  if (ListNames(destination, &directories, &files) && !(directories.empty() && files.empty()))
     return Fail(destination.string() + " exists already and isn't empty");
   std::u16string wideSource, wideDestination;
-  if (!ToWidePath(source, wideSource, error) || !ToWidePath(destination, wideDestination, error))
+  if (!ToWidePath(from.Path, wideSource, error) || !ToWidePath(to.Path, wideDestination, error))
     return Fail(error);
+  if (!SameDisk(from, to) && from.TreeDisk && to.TreeDisk)
+    return Fail("between two Ceph file systems, copy through a directory of the local disk");
   std::unique_ptr<zsff::CRecordSignalTree> tree = OpenForReading(source, error);
   if (!tree) return Fail(error);
   std::vector<zsff::CRecordId> records;
@@ -52,7 +76,8 @@ int RunCopy(const std::vector<std::string>& args) {
       std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
   });
-  const bool copied = tree->CopyRecords(wideSource, wideDestination, true);
+  const bool copied = SameDisk(from, to) ? tree->CopyRecords(wideSource, wideDestination, true)
+                                          : CopyBetweenDisks(from, to);
   finished = true;
   watcher.join();
   progress.Clear();

@@ -1,21 +1,35 @@
 #include "DirectorySize.h"
 
-namespace fs = std::filesystem;
+#include <vector>
+
+#include "Place.h"
+#include "WidePath.h"
+#include "foundation/TextConversion.h"
 
 namespace zsff_tools {
 
-unsigned long long BytesUnder(const fs::path& directory) {
+namespace {
+
+unsigned long long BytesBelow(zsff::CAbstractFileAccess& files, const std::u16string& directory) {
+  std::vector<std::u16string> directories, names;
+  if (!files.ListDirectory(directory, directories, names, u"*")) return 0;
   unsigned long long bytes = 0;
-  std::error_code ec;
-  for (fs::recursive_directory_iterator it(directory, ec), end; !ec && it != end;
-       it.increment(ec)) {
-    std::error_code sizeError;
-    if (it->is_regular_file(sizeError)) {
-      const auto size = it->file_size(sizeError);
-      if (!sizeError) bytes += size;
-    }
+  for (const std::u16string& name : names) {
+    unsigned long long size = 0;
+    if (files.FileSize(name, size)) bytes += size;
   }
+  for (const std::u16string& below : directories) bytes += BytesBelow(files, below);
   return bytes;
+}
+
+}  // namespace
+
+unsigned long long BytesUnder(const std::filesystem::path& directory) {
+  Place place;
+  std::string error;
+  return FindPlace(directory, place, error)
+             ? BytesBelow(*place.Files, StorePath(place.Path))
+             : 0;
 }
 
 }  // namespace zsff_tools

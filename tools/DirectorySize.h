@@ -6,8 +6,8 @@
 
 namespace zsff_tools {
 
-// The sizes of the regular files below `directory`, added up; what can't be
-// read counts nothing.
+// The sizes of the files below `directory` (a local path or a ceph:// address),
+// added up; what can't be read counts nothing.
 unsigned long long BytesUnder(const std::filesystem::path& directory);
 
 }  // namespace zsff_tools

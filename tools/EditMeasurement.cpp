@@ -2,11 +2,11 @@
 
 #include <zsff/MeasurementMetaData.h>
 
-#include <system_error>
 #include <vector>
 
 #include "Commands.h"
 #include "OpenTree.h"
+#include "Place.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
@@ -20,12 +20,10 @@ namespace {
 template <typename Accept>
 std::vector<fs::path> Subdirectories(const fs::path& directory, Accept accept) {
   std::vector<fs::path> found;
-  std::error_code ec;
-  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
-    std::error_code typeError;
-    if (it->is_directory(typeError) && accept(zsff::Utf8ToWide(it->path().filename().string())))
-      found.push_back(it->path());
-  }
+  std::vector<std::string> names;
+  ListNames(directory, &names, nullptr);
+  for (const std::string& name : names)
+    if (accept(zsff::Utf8ToWide(name))) found.push_back(directory / name);
   return found;
 }
 
@@ -51,8 +49,7 @@ std::string RecordingFile(const fs::path& directory) {
   for (const fs::path& record : Subdirectories(directory, zsff::names::IsRecordDirectoryName)) {
     for (const fs::path& channel : Subdirectories(record, zsff::names::IsChannelDirectoryName)) {
       const fs::path file = channel / zsff::names::TmpRecordFileName();
-      std::error_code ec;
-      if (fs::exists(file, ec)) return file.string();
+      if (PathExists(file)) return file.string();
     }
   }
   return std::string();

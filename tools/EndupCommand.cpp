@@ -6,6 +6,8 @@
 #include <zsff/RecordSignalTree.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -16,9 +18,11 @@
 #include "Format.h"
 #include "Measurement.h"
 #include "OpenTree.h"
+#include "Place.h"
+#include "WidePath.h"
 #include "Progress.h"
 #include "foundation/DirectoryClaim.h"
-#include "foundation/LocalFileAccess.h"
+#include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
@@ -27,30 +31,35 @@ namespace zsff_tools {
 
 namespace {
 
+// The names of the directories in `directory` (a path or an address), and
+// whether a ".zff" header lies there.
+bool LookInto(const fs::path& directory, std::vector<std::string>& below) {
+  std::vector<std::string> files;
+  if (!ListNames(directory, &below, &files)) return false;
+  return std::any_of(files.begin(), files.end(),
+                     [](const std::string& name) { return fs::path(name).extension() == ".zff"; });
+}
+
 bool HasHeader(const fs::path& directory) {
-  std::error_code ec;
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory, ec)) {
-    if (entry.path().extension() == ".zff" && entry.is_regular_file(ec)) return true;
-  }
-  return false;
+  std::vector<std::string> below;
+  return LookInto(directory, below);
 }
 
-// `root` and every directory below it that holds a ".zff" header, sorted.
-std::vector<fs::path> UnfinishedBelow(const fs::path& root) {
-  std::vector<fs::path> found;
-  if (HasHeader(root)) found.push_back(root);
+// `directory` and every directory below it that holds a ".zff" header.
+void UnfinishedBelow(const fs::path& directory, std::vector<fs::path>& found) {
+  std::vector<std::string> below;
+  if (LookInto(directory, below)) found.push_back(directory);
   std::error_code ec;
-  for (fs::recursive_directory_iterator it(root, fs::directory_options::skip_permission_denied, ec),
-       end;
-       !ec && it != end; it.increment(ec)) {
-    if (it->is_directory(ec) && HasHeader(it->path())) found.push_back(it->path());
+  for (const std::string& name : below) {
+    // A link to a directory above would never end the walk.
+    if (!fs::is_symlink(directory / name, ec)) UnfinishedBelow(directory / name, found);
   }
-  std::sort(found.begin(), found.end());
-  return found;
 }
 
-// A recorder holds its measurement's directory for as long as it runs.
+// A recorder holds its measurement's directory on the local disk for as long
+// as it runs; a file system shared by machines knows no such hold.
 bool HeldByARecorder(const fs::path& directory) {
+  if (IsCephAddress(directory.string())) return false;
   zsff::CDirectoryClaim claim;
   return claim.Take(directory.string()) == zsff::CDirectoryClaim::HeldElsewhere;
 }
@@ -82,17 +91,22 @@ int RunEndup(const std::vector<std::string>& args) {
   int code = ExitOk;
   if (!ParseDirectoryArguments(command, args, {}, arguments, code)) return code;
   const fs::path root = MeasurementDirectory(arguments.Positional().front());
+  Place place;
+  std::string error;
+  if (!FindPlace(root, place, error)) return Fail(error);
   std::error_code ec;
-  if (!fs::is_directory(root, ec))
+  if (!place.TreeDisk && !fs::is_directory(root, ec))
     return Fail(root.string() + ": " + (ec ? ec.message() : "not a directory"));
+  if (place.TreeDisk && !place.Files->FileExists(place.Path.string()))
+    return Fail(root.string() + ": " + std::strerror(ENOENT));
 
-  const std::vector<fs::path> unfinished = UnfinishedBelow(root);
+  std::vector<fs::path> unfinished;
+  UnfinishedBelow(root, unfinished);
+  std::sort(unfinished.begin(), unfinished.end());
   if (unfinished.empty()) {
     std::printf("%s: no unfinished measurement below it\n", root.string().c_str());
     return ExitOk;
   }
-  const std::shared_ptr<zsff::CAbstractFileAccess> store =
-      std::make_shared<zsff::CLocalFileAccess>();
   ProgressBar progress(unfinished.size(), true);
   bool failed = false;
   for (std::size_t done = 0; done < unfinished.size(); ++done) {
@@ -106,8 +120,10 @@ int RunEndup(const std::vector<std::string>& args) {
     }
     std::vector<zsff::CRecordSignalTree::RecordEndUp_t> repaired;
     std::vector<std::string> errors;
-    const bool ok = zsff::CRecordSignalTree::EndUpMeasurement(zsff::Utf8ToWide(directory.string()),
-                                                              store, false, repaired, errors);
+    Place measurement;
+    FindPlace(directory, measurement, error);
+    const bool ok = zsff::CRecordSignalTree::EndUpMeasurement(
+        StorePath(measurement.Path), measurement.Files, false, repaired, errors);
     zsff::CRecordSignalTree::LastErrorString();
     progress.Clear();
     for (const std::string& line : errors) Fail(directory.string() + ": " + line);

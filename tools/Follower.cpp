@@ -23,6 +23,7 @@
 #include "Interrupts.h"
 #include "OpenTree.h"
 #include "Verbosity.h"
+#include "WidePath.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
@@ -70,8 +71,8 @@ unsigned long long Follower::MostAPoll() const {
 
 bool Follower::MeasurementUnfinished() const {
   const std::string base = zsff::WideToUtf8(m_Tree->RecordNameBase());
-  std::error_code ec;
-  return !base.empty() && fs::exists(m_Options.Directory / zsff::names::HeaderFileName(base), ec);
+  return !base.empty() &&
+         m_Place.Files->FileExists((m_Place.Path / zsff::names::HeaderFileName(base)).string());
 }
 
 bool Follower::RecordStopped() const {
@@ -216,12 +217,13 @@ void Follower::CloseRecord() {
 
 std::string Follower::SignOfLife() const {
   const Section& section = m_Tree->rRecord(m_Handle);
-  const fs::path tmp = m_Options.Directory / zsff::WideToUtf8(section.RecordName()) /
+  const fs::path tmp = m_Place.Path / zsff::WideToUtf8(section.RecordName()) /
                        zsff::WideToUtf8(m_Channel.ToFilePath()) / zsff::names::TmpRecordFileName();
-  std::error_code ec;
-  const auto written = fs::last_write_time(tmp, ec);
-  return Printf("%llu %llu %lld", m_Position, section.SignalLengthSpl(m_Channel, true),
-                ec ? 0LL : static_cast<long long>(written.time_since_epoch().count()));
+  unsigned long long size = 0;
+  long long written = 0;
+  m_Place.Files->FileSizeAndTime(StorePath(tmp), size, written);
+  return Printf("%llu %llu %llu %lld", m_Position, section.SignalLengthSpl(m_Channel, true), size,
+                written);
 }
 
 unsigned long long Follower::ReadArrived(std::string& error) {
@@ -359,6 +361,8 @@ int Follower::Summary(Outcome_t outcome) {
 
 int Follower::Run() {
   CatchInterrupts();
+  std::string error;
+  if (!FindPlace(m_Options.Directory, m_Place, error)) return Fail(error);
   std::error_code ec;
   if (fs::exists(m_Options.Directory, ec) && !fs::is_directory(m_Options.Directory, ec)) {
     return Fail(m_Options.Directory.string() + ": not a directory, so no measurement to follow");

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "Place.h"
 #include "StallWatch.h"
 
 namespace zsff_tools {
@@ -82,6 +83,7 @@ class Follower {
   int Summary(Outcome_t outcome);
 
   const FollowOptions& m_Options;
+  Place m_Place;  // of the measurement's directory, found as the following begins
   Clock::time_point m_Start;
   StallWatch m_Stall;
   int m_Followed = 0;  // records followed to their end

@@ -8,7 +8,8 @@
 
 namespace zsff_tools {
 
-// Writes the header at `path`, naming `host` and the time; false when it can't.
+// Writes the header at `path` (on the local disk or a ceph:// address), naming
+// `host` and the time; false when it can't.
 bool WriteHostHeader(const std::filesystem::path& path, const std::string& host);
 
 }  // namespace zsff_tools

@@ -1,7 +1,6 @@
-// Gathering a measurement for listing. Directories are walked with
-// std::filesystem: the tool looks at the local disk only, and a file that
-// vanishes under a running recording (a ring dropping a part) is skipped, not
-// an error.
+// Gathering a measurement for listing, through the store of the disk it lies
+// on. A file that vanishes under a running recording (a ring dropping a part)
+// is skipped, not an error.
 #include "Measurement.h"
 
 #include <zsff/ChannelMetaData.h>
@@ -17,9 +16,10 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "OpenTree.h"
+#include "Place.h"
 #include "WidePath.h"
 #include "foundation/FileNames.h"
-#include "foundation/LocalFileAccess.h"
 #include "foundation/TextConversion.h"
 
 namespace fs = std::filesystem;
@@ -28,31 +28,13 @@ namespace zsff_tools {
 
 namespace {
 
-// The names of the entries of `directory`, sorted, split into directories and
-// files. Entries that disappear while listed are left out.
-void ListEntries(const fs::path& directory, std::vector<std::string>* directories,
-                 std::vector<std::string>* files) {
-  std::error_code ec;
-  for (fs::directory_iterator it(directory, ec), end; !ec && it != end; it.increment(ec)) {
-    std::error_code typeError;
-    const bool isDirectory = it->is_directory(typeError);
-    if (typeError) continue;
-    const std::string name = it->path().filename().string();
-    if (isDirectory && directories != nullptr) directories->push_back(name);
-    if (!isDirectory && files != nullptr) files->push_back(name);
-  }
-  if (directories != nullptr) std::sort(directories->begin(), directories->end());
-  if (files != nullptr) std::sort(files->begin(), files->end());
-}
-
-unsigned long long SizeOf(const fs::path& file) {
-  std::error_code ec;
-  const std::uintmax_t size = fs::file_size(file, ec);
-  return ec ? 0 : static_cast<unsigned long long>(size);
+unsigned long long SizeOf(zsff::CAbstractFileAccess& access, const fs::path& file) {
+  unsigned long long size = 0;
+  return access.FileSize(file.string(), size) ? size : 0;
 }
 
 void LoadChannel(const fs::path& recordPath, const std::string& directory,
-                 zsff::CLocalFileAccess& access, ChannelSummary& channel) {
+                 zsff::CAbstractFileAccess& access, ChannelSummary& channel) {
   channel.Directory = directory;
   try {
     channel.Id = zsff::CChannelID::FromFilePath(zsff::Utf8ToWide(directory));
@@ -62,10 +44,10 @@ void LoadChannel(const fs::path& recordPath, const std::string& directory,
 
   const fs::path path = recordPath / directory;
   std::vector<std::string> files;
-  ListEntries(path, nullptr, &files);
+  ListNames(access, path, nullptr, &files);
   std::string metaDataFile;
   for (const std::string& file : files) {
-    const unsigned long long size = SizeOf(path / file);
+    const unsigned long long size = SizeOf(access, path / file);
     channel.TotalBytes += size;
     switch (zsff::names::ChannelFileType(file)) {
       case zsff::names::ChannelFileSignalPart: {
@@ -123,16 +105,14 @@ void LoadChannel(const fs::path& recordPath, const std::string& directory,
   view.RecordLength(channel.Duration);
 }
 
-void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
+void LoadRecord(const fs::path& measurementPath, zsff::CAbstractFileAccess& access,
                 RecordSummary& record) {
   const fs::path path = measurementPath / record.Directory;
-  std::error_code ec;
-  record.OnDisk = fs::is_directory(path, ec);
-  if (!record.OnDisk) return;
   std::vector<std::string> directories;
   std::vector<std::string> files;
-  ListEntries(path, &directories, &files);
-  for (const std::string& file : files) record.TotalBytes += SizeOf(path / file);
+  record.OnDisk = ListNames(access, path, &directories, &files);
+  if (!record.OnDisk) return;
+  for (const std::string& file : files) record.TotalBytes += SizeOf(access, path / file);
   for (const std::string& directory : directories) {
     if (!zsff::names::IsChannelDirectoryName(zsff::Utf8ToWide(directory))) continue;
     ChannelSummary channel;
@@ -153,24 +133,22 @@ void LoadRecord(const fs::path& measurementPath, zsff::CLocalFileAccess& access,
 }  // namespace
 
 bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std::string& error) {
-  std::error_code ec;
-  const fs::path path = fs::absolute(fs::path(directory), ec).lexically_normal();
+  const fs::path shown = MeasurementDirectory(directory);
+  Place place;
+  if (!FindPlace(shown, place, error)) return false;
+  const fs::path& path = place.Path;
   std::u16string widePath;
-  if (!ec && !ToWidePath(path, widePath, error)) return false;
-  if (ec || !fs::is_directory(path, ec)) {
-    error = directory + ": " + std::strerror(fs::exists(path, ec) ? ENOTDIR : ENOENT);
+  if (!ToWidePath(path, widePath, error)) return false;
+  zsff::CAbstractFileAccess& access = *place.Files;
+  std::vector<std::string> directories;
+  std::vector<std::string> files;
+  if (!ListNames(access, path, &directories, &files)) {
+    error = directory + ": " + std::strerror(access.FileExists(widePath) ? ENOTDIR : ENOENT);
     return false;
   }
   out = MeasurementSummary();
-  out.Path = path.string();
-  if (out.Path.size() > 1 && out.Path.back() == '/') {
-    out.Path.pop_back();
-    widePath.pop_back();
-  }
+  out.Path = shown.string();
 
-  std::vector<std::string> directories;
-  std::vector<std::string> files;
-  ListEntries(path, &directories, &files);
   std::vector<std::string> headers;
   for (const std::string& file : files) {
     std::string baseName;
@@ -190,12 +168,11 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
     if (file == zsff::WideToUtf8(zsff::names::LockFileName())) out.Locked = true;
     if (file == zsff::names::HeaderFileName(out.BaseName)) out.Unfinished = true;
     if (file == zsff::names::EndedUpHeaderFileName(out.BaseName)) out.EndedUp = true;
-    out.TotalBytes += SizeOf(path / file);
+    out.TotalBytes += SizeOf(access, path / file);
   }
 
   std::u16string wideName;
   if (!ToWidePath(headers.front(), wideName, error)) return false;
-  zsff::CLocalFileAccess access;
   zsff::CMetaDataFileReader reader(&access);
   if (!reader.Load(out.MetaData, wideName, widePath)) {
     const std::string why = zsff::WideToUtf8(reader.LastError());
@@ -207,7 +184,7 @@ bool LoadMeasurement(const std::string& directory, MeasurementSummary& out, std:
   if (std::find(files.begin(), files.end(), markersFile) != files.end()) {
     zsff::MetaDataContainer markers;
     zsff::CMetaDataFileReader markersReader(&access);
-    if (markersReader.Load(markers, zsff::Utf8ToWide(markersFile), zsff::Utf8ToWide(out.Path))) {
+    if (markersReader.Load(markers, zsff::Utf8ToWide(markersFile), widePath)) {
       out.Markers = markers.GetMarkers();
     } else {
       out.MarkersError = markersFile + " doesn't load: " + zsff::WideToUtf8(markersReader.LastError());

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "Place.h"
 #include "WidePath.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
@@ -17,6 +18,7 @@
 namespace zsff_tools {
 
 std::filesystem::path MeasurementDirectory(const std::string& argument) {
+  if (IsCephAddress(argument)) return NormalCephAddress(argument);
   std::filesystem::path directory = std::filesystem::absolute(argument).lexically_normal();
   if (directory.filename().empty()) directory = directory.parent_path();
   return directory;
@@ -43,21 +45,25 @@ namespace {
 
 // Why `directory` can't hold a measurement; empty when it may. The library
 // opens a tree on a file or an empty directory, and fails later in its own words.
-std::string NoMeasurement(const std::filesystem::path& directory) {
+std::string NoMeasurement(const std::filesystem::path& directory, const Place& place) {
   const std::string path = directory.string();
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return path + ": " + std::strerror(errno);
-  if (!S_ISDIR(status.st_mode)) return path + ": " + std::strerror(ENOTDIR);
-  std::error_code ec;
-  bool measurementFile = false;
-  for (std::filesystem::directory_iterator it(directory, ec), end; !ec && it != end;
-       it.increment(ec)) {
-    std::string baseName;
-    measurementFile = measurementFile || zsff::names::ParseMeasurementFileName(
-                                             it->path().filename().string(), baseName);
+  const std::u16string wide = StorePath(place.Path);
+  if (!place.TreeDisk) {
+    // Only the local disk tells why a path is missing or what else it is.
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) return path + ": " + std::strerror(errno);
+    if (!S_ISDIR(status.st_mode)) return path + ": " + std::strerror(ENOTDIR);
+  } else if (!place.Files->FileExists(wide)) {
+    return path + ": " + std::strerror(ENOENT);
   }
-  if (ec) return path + ": " + ec.message();
-  return measurementFile ? std::string() : path + ": no measurement file (*.zsfh) in it";
+  std::vector<std::string> files;
+  if (!ListNames(*place.Files, place.Path, nullptr, &files))
+    return path + ": " + (place.TreeDisk ? std::strerror(ENOTDIR) : "can't be listed");
+  for (const std::string& file : files) {
+    std::string baseName;
+    if (zsff::names::ParseMeasurementFileName(file, baseName)) return std::string();
+  }
+  return path + ": no measurement file (*.zsfh) in it";
 }
 
 }  // namespace
@@ -80,13 +86,15 @@ std::unique_ptr<zsff::CRecordSignalTree> OpenForReading(const std::filesystem::p
 std::unique_ptr<zsff::CRecordSignalTree> OpenMeasurementTree(
     const std::filesystem::path& directory, zsff::CRecordSignalTree::TreeOpenMode_t mode,
     std::string& error) {
+  Place place;
+  if (!FindPlace(directory, place, error)) return nullptr;
   std::u16string parent, name;
-  if (!ToWideParentAndName(directory, parent, name, error)) return nullptr;
-  error = NoMeasurement(directory);
+  if (!ToWideParentAndName(place.Path, parent, name, error)) return nullptr;
+  error = NoMeasurement(directory, place);
   if (!error.empty()) return nullptr;
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
   std::unique_ptr<zsff::CRecordSignalTree> tree = zsff::CRecordSignalTree::OpenSignalTree(
-      parent, name, mode, noRemoteStore, false, u"", false);
+      parent, name, mode, noRemoteStore, false, u"", false, place.TreeDisk);
   if (!tree) {
     error = directory.string() + ": the measurement can't be opened: " +
             Reason(0, zsff::CRecordSignalTree::LastErrorString());

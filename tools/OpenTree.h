@@ -15,6 +15,7 @@
 namespace zsff_tools {
 
 // The measurement directory a command line names, absolute; "DIR/" names DIR.
+// A ceph:// address stays an address, its path made normal (see Place.h).
 std::filesystem::path MeasurementDirectory(const std::string& argument);
 
 // Whether `id` passes the --channel and --analyzer filters of a command (-1: any).
@@ -24,7 +25,7 @@ bool ChannelMatches(const zsff::CChannelID& id, long long channel, long long ana
 bool PickChannel(const zsff::CAbstractRecordSection& section, long long channel, long long analyzer,
                  zsff::CChannelID& out);
 
-// Opens the measurement in `directory` for reading on the local disk; null on
+// Opens the measurement in `directory` for reading, on its disk; null on
 // failure, with the reason in `error`, in the tool's words with the path and
 // the system's reason where it has one: "/x/m: No such file or directory",
 // "/x/m: no measurement file (*.zsfh) in it".

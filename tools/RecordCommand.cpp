@@ -19,6 +19,7 @@
 #include "DirectorySize.h"
 #include "Format.h"
 #include "HostHeader.h"
+#include "Place.h"
 #include "Interrupts.h"
 #include "OpenTree.h"
 #include "Progress.h"
@@ -136,11 +137,15 @@ class Recorder {
 int Recorder::CreateMeasurement() {
   std::u16string parent, name;
   std::string pathError;
-  if (!ToWideParentAndName(m_Options.Directory, parent, name, pathError)) return Fail(pathError);
+  Place place;
+  if (!FindPlace(m_Options.Directory, place, pathError) ||
+      !ToWideParentAndName(place.Path, parent, name, pathError))
+    return Fail(pathError);
   const std::shared_ptr<zsff::CAbstractFileAccess> noRemoteStore;
   const std::string directory = m_Options.Directory.string();
   errno = 0;
-  m_Tree = zsff::CRecordSignalTree::CreateSignalTree(parent, name, noRemoteStore, false);
+  m_Tree = zsff::CRecordSignalTree::CreateSignalTree(parent, name, noRemoteStore, false,
+                                                     place.TreeDisk);
   if (!m_Tree) {
     const int error = errno;
     return Fail("cannot create the measurement " + directory + ": " +
@@ -324,12 +329,8 @@ int Recorder::Run() {
   }
   for (const DemoChannel& channel : m_Channels) m_BytesPerFrame += channel.SampleSize();
 
-  std::error_code ec;
-  fs::create_directories(m_Options.Directory.parent_path(), ec);
-  if (ec) {
-    return Fail("cannot create " + m_Options.Directory.parent_path().string() + ": " +
-                ec.message());
-  }
+  std::string error;
+  if (!MakeDirectories(m_Options.Directory.parent_path(), error)) return Fail(error);
   // Before the header is written: a signal from then on must find the records
   // stopped and the header gone.
   CatchInterrupts();
@@ -350,7 +351,7 @@ int Recorder::Run() {
 
   // Every record that began was stopped: the measurement is finished, even when
   // interrupted. After a failure the header stays, for the end-up to find.
-  if (result == ExitOk || result == ExitInterrupted) fs::remove(m_HeaderPath, ec);
+  if (result == ExitOk || result == ExitInterrupted) RemoveFile(m_HeaderPath);
   if (result == ExitFailure) return result;
   if (Chatty()) PrintSummary(seconds);
   if (result == ExitInterrupted) {
@@ -427,15 +428,23 @@ int RunRecord(const std::vector<std::string>& args) {
   options.Records = static_cast<int>(records);
   options.RealTime = arguments.Has("realtime");
 
-  std::error_code ec;
-  fs::path directory =
-      fs::absolute(fs::path(arguments.Positional().front()), ec).lexically_normal();
-  if (ec) return Fail(arguments.Positional().front() + ": " + ec.message());
-  if (!directory.has_filename()) directory = directory.parent_path();
-  if (directory.filename().empty() || directory == directory.root_path()) {
-    return Fail(arguments.Positional().front() + ": not a directory a measurement can go in");
+  const std::string& given = arguments.Positional().front();
+  fs::path directory;
+  if (IsCephAddress(given)) {
+    directory = NormalCephAddress(given);
+  } else {
+    std::error_code ec;
+    directory = fs::absolute(fs::path(given), ec).lexically_normal();
+    if (ec) return Fail(given + ": " + ec.message());
+    if (!directory.has_filename()) directory = directory.parent_path();
   }
-  if (!fs::is_empty(directory, ec) && !ec) {
+  Place place;
+  if (!FindPlace(directory, place, error)) return Fail(error);
+  if (place.Path.filename().empty() || place.Path == place.Path.root_path()) {
+    return Fail(given + ": not a directory a measurement can go in");
+  }
+  std::vector<std::string> directories, files;
+  if (ListNames(directory, &directories, &files) && !(directories.empty() && files.empty())) {
     return Fail(directory.string() + " already exists and isn't empty: give a new directory");
   }
   options.Directory = directory;

@@ -10,6 +10,7 @@
 #include "Commands.h"
 #include "EditMeasurement.h"
 #include "OpenTree.h"
+#include "Place.h"
 #include "Verbosity.h"
 #include "WidePath.h"
 #include "foundation/TextConversion.h"
@@ -33,9 +34,8 @@ int RunRename(const std::vector<std::string>& args) {
   if (!ToWidePath(fs::path(name), wideName, error)) return Fail(error);
   const fs::path directory = MeasurementDirectory(arguments.Positional()[0]);
   const fs::path target = directory.parent_path() / name;
-  std::error_code ec;
   // The library takes an existing directory over as it is; the tool won't.
-  if (fs::exists(target, ec)) return Fail(target.string() + " exists already");
+  if (PathExists(target)) return Fail(target.string() + " exists already");
   std::unique_ptr<zsff::CRecordSignalTree> tree = OpenForEditing(directory, error);
   if (!tree) return Fail(error);
   const bool renamed =

@@ -3,15 +3,16 @@
 // file goes only once the library's own wait for it has run out: a program at
 // work holds it for a few milliseconds, never that long.
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
 
 #include <zsff/MeasurementMetaData.h>
 
 #include "Arguments.h"
 #include "Commands.h"
 #include "OpenTree.h"
+#include "Place.h"
 #include "Verbosity.h"
 #include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
@@ -33,10 +34,10 @@ int RunUnlock(const std::vector<std::string>& args) {
 
   bool cleared = false;
   const fs::path lockFile = directory / zsff::WideToUtf8(zsff::names::LockFileName());
-  std::error_code ec;
-  if (fs::exists(lockFile, ec) && !tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait)) {
-    if (!fs::remove(lockFile, ec) && ec)
-      return Fail(lockFile.string() + ": can't be removed: " + ec.message());
+  if (PathExists(lockFile) && !tree->CreateMetaDataLock(zsff::MetaDataFileLock::LockWait)) {
+    errno = 0;
+    if (!RemoveFile(lockFile) && PathExists(lockFile))
+      return Fail(lockFile.string() + ": can't be removed: " + Reason(errno));
     if (Chatty()) std::printf("removed %s, which no program had given back\n", lockFile.string().c_str());
     cleared = true;
   }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "foundation/FileNames.h"
 #include "foundation/TextConversion.h"
 
 namespace zsff_tools {
@@ -42,6 +43,18 @@ bool ToWideParentAndName(const std::filesystem::path& directory, std::u16string&
   return ToWidePath(directory, whole, error) &&
          ToWidePath(directory.parent_path(), parent, error) &&
          ToWidePath(directory.filename(), name, error);
+}
+
+std::u16string StorePath(const std::filesystem::path& path) {
+  std::u16string wide;
+  zsff::PathToWide(path.string(), wide);
+  return wide;
+}
+
+std::string ListedName(const std::u16string& path) {
+  std::string name;
+  zsff::WideToPath(zsff::names::LastPathComponent(path, u"/"), name);
+  return name;
 }
 
 }  // namespace zsff_tools

@@ -18,4 +18,9 @@ bool ToWidePath(const std::filesystem::path& path, std::u16string& wide, std::st
 bool ToWideParentAndName(const std::filesystem::path& directory, std::u16string& parent,
                          std::u16string& name, std::string& error);
 
+// `path` as a store takes it; empty, which names nothing, when it isn't UTF-8.
+std::u16string StorePath(const std::filesystem::path& path);
+// The last name of a path that a store's listing gave, in UTF-8.
+std::string ListedName(const std::u16string& path);
+
 }  // namespace zsff_tools

@@ -125,7 +125,8 @@ const std::vector<Command>& Commands() {
        RunEndup},
       {"copy", "SRC DST",
        "copy the measurement in SRC whole into the new directory DST, as a measurement of its own",
-       "  DST must be missing or empty; the host's files named after SRC take DST's name\n",
+       "  DST must be missing or empty; the host's files named after SRC take DST's name\n"
+       "  (between the local disk and CephFS every file goes as it is, the lock file aside)\n",
        RunCopy},
 #ifdef ZSFF_HAS_SERVE
       {"serve", "[options] DIR", "show a measurement in the browser, served on this machine",
@@ -207,6 +208,11 @@ void PrintUsage(std::FILE* out) {
     std::fprintf(out, "  %-8s %s\n", command.Name, command.Summary);
   }
   std::fprintf(out, "\noptions of every command:\n%s", kCommonHelp);
+#ifdef ZSFF_HAS_CEPH
+  std::fprintf(out,
+               "\nA directory may also lie on a Ceph file system: ceph://CLIENT@CONFIG_PATH/PATH\n"
+               "(CONFIG_PATH: the cluster's config file, ending in .conf).\n");
+#endif
   std::fprintf(out,
                "\n\"zsff COMMAND --help\" describes a command's options;"
                " \"zsff --version\" tells the version.\n");
