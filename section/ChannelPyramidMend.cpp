@@ -29,18 +29,16 @@ bool CChannel::MendPyramid(unsigned short part) {
   const std::string base = m_Layout.PartBasePath(part);
   // A level short by less than a pair holds the groups still to be closed; one
   // short by more missed a block, or the pairs the writer was gathering. A
-  // pyramid that holds nothing at all is passed over by views already, as it is
-  // when the record was made without one.
+  // record made without a pyramid has no level 1 file.
   bool whole = true;
   unsigned long long perPair = 1;
-  unsigned long long firstLevelPairs = 0;
+  bool firstLevelMade = false;
   for (int level = 1; level <= levels; ++level) {
     perPair *= CCompressedSignalFileWriter::kCompressionFactor;
     unsigned long long bytes = 0;
-    access->FileSize(names::PyramidLevelFile(base, level), bytes);
-    const unsigned long long pairs = bytes / (2 * m_Layout.SampleSize);
-    if (level == 1) firstLevelPairs = pairs;
-    if (firstLevelPairs != 0 && pairs < samples / perPair) whole = false;
+    const bool exists = access->FileSize(names::PyramidLevelFile(base, level), bytes);
+    if (level == 1) firstLevelMade = exists;
+    if (firstLevelMade && bytes / (2 * m_Layout.SampleSize) < samples / perPair) whole = false;
   }
   if (whole) return true;
 

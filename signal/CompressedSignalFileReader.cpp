@@ -130,9 +130,18 @@ void CCompressedSignalFileReader::RefreshLevels() {
     level.Missing = !exists;
     level.FilePairs = exists ? size / (2 * m_SampleSize) : 0;
     level.TailPairs = 0;
-    // A coarse level of the part being recorded has all the pairs level 1 closed.
-    if (m_InProgress && exists && index > 0 && !m_Levels[0].Missing) {
-      const unsigned long long closed = m_Levels[0].FilePairs / (samplesPerPair / m_CompressionFactor);
+    // A level of the part being recorded has all the pairs its groups closed,
+    // level 1 those of the samples in the part, the others those of level 1.
+    if (m_InProgress && exists && !m_Levels[0].Missing) {
+      unsigned long long closed = 0;
+      if (index == 0) {
+        unsigned long long partBytes = 0;
+        if (m_FileAccess->FileSize(names::SignalPartFile(m_BasePath), partBytes)) {
+          closed = partBytes / m_SampleSize / m_CompressionFactor;
+        }
+      } else {
+        closed = m_Levels[0].Available() / (samplesPerPair / m_CompressionFactor);
+      }
       if (closed > level.FilePairs) level.TailPairs = closed - level.FilePairs;
     }
     level.Held = false;  // a file that can still change is read anew
@@ -375,15 +384,34 @@ bool CCompressedSignalFileReader::ReadPairs(std::size_t index, unsigned long lon
   if (stored != 0 && !ReadLevel(level, firstPair * pairBytes, target, stored * pairBytes)) {
     return false;
   }
-  return stored == pairs || CompleteFromFirstLevel(index, firstPair + stored, pairs - stored,
-                                                   target + stored * pairBytes);
+  if (stored == pairs) return true;
+  unsigned char* rest = target + stored * pairBytes;
+  return index == 0 ? CompleteFromSamples(firstPair + stored, pairs - stored, rest)
+                    : CompleteFromFirstLevel(index, firstPair + stored, pairs - stored, rest);
+}
+
+bool CCompressedSignalFileReader::CompleteFromSamples(unsigned long long firstPair,
+                                                      unsigned long long pairs,
+                                                      unsigned char* target) {
+  if (firstPair + pairs > m_Levels[0].Available()) return false;
+  const unsigned long long count = pairs * m_CompressionFactor;
+  if (count * m_SampleSize > std::numeric_limits<unsigned int>::max()) return false;
+  std::vector<unsigned char> samples(count * m_SampleSize);
+  if (!ReadFromFile(names::SignalPartFile(m_BasePath), firstPair * m_CompressionFactor * m_SampleSize,
+                    samples.data(), samples.size())) {
+    return false;
+  }
+  unsigned long long missing = 0;
+  double minimum = 0.0, maximum = 0.0;
+  return reduction::ReduceBlock(target, 2 * pairs, samples.data(), count, m_CompressionFactor,
+                                m_SampleFormat, missing, minimum, maximum) == 2 * pairs;
 }
 
 bool CCompressedSignalFileReader::CompleteFromFirstLevel(std::size_t index,
                                                          unsigned long long firstPair,
                                                          unsigned long long pairs,
                                                          unsigned char* target) {
-  if (index == 0 || firstPair + pairs > m_Levels[index].Available()) return false;
+  if (firstPair + pairs > m_Levels[index].Available()) return false;
   unsigned long long perPair = 1;  // pairs of level 1 per pair of this level
   for (std::size_t level = 0; level < index; ++level) perPair *= m_CompressionFactor;
   const unsigned long long values = 2 * pairs * perPair;
@@ -396,8 +424,8 @@ bool CCompressedSignalFileReader::CompleteFromFirstLevel(std::size_t index,
   reduction::VisitSampleType(m_SampleFormat, [&](auto tag) {
     using T = decltype(tag);
     std::vector<T> current(values), next;
-    if (!ReadLevel(m_Levels[0], firstPair * perPair * 2 * sizeof(T), current.data(),
-                   values * sizeof(T))) {
+    if (!ReadPairs(0, firstPair * perPair, pairs * perPair,
+                   reinterpret_cast<unsigned char*>(current.data()))) {
       return;
     }
     for (std::size_t level = 0; level < index; ++level) {
@@ -420,7 +448,7 @@ bool CCompressedSignalFileReader::ReadLevel(Level& level, unsigned long long off
     unsigned long long size = 0;
     if (m_FileAccess->FileSize(level.Path, size) && size <= kHeldLevelBytes) {
       level.Values.resize(size);
-      level.Held = size == 0 || ReadFromFile(level, 0, level.Values.data(), size);
+      level.Held = size == 0 || ReadFromFile(level.Path, 0, level.Values.data(), size);
     }
   }
   if (level.Held) {
@@ -428,14 +456,14 @@ bool CCompressedSignalFileReader::ReadLevel(Level& level, unsigned long long off
     std::memcpy(target, level.Values.data() + offset, bytes);
     return true;
   }
-  return ReadFromFile(level, offset, target, bytes);
+  return ReadFromFile(level.Path, offset, target, bytes);
 }
 
-bool CCompressedSignalFileReader::ReadFromFile(const Level& level, unsigned long long offset,
+bool CCompressedSignalFileReader::ReadFromFile(const std::string& path, unsigned long long offset,
                                                void* target, unsigned long long bytes) {
   m_FileAccess->SelectAnalyzer(m_AnalyzerIndex);
   unsigned int handle = 0;
-  if (!m_FileAccess->OpenFile(level.Path, FileModeRead, handle) || handle == 0) return false;
+  if (!m_FileAccess->OpenFile(path, FileModeRead, handle) || handle == 0) return false;
   unsigned int read = 0;
   const bool done =
       (offset == 0 || m_FileAccess->SeekFile(handle, static_cast<long long>(offset), 0)) &&

@@ -122,8 +122,9 @@ class CCompressedSignalFileReader {
     std::string Path;
     unsigned long long Pairs = 0;      // estimated for a finished part, else measured
     unsigned long long FilePairs = 0;  // what the file held when last looked at
-    // Pairs of a coarse level of the part being recorded that its file doesn't
-    // hold yet, though level 1 does: the writer gathers them before writing.
+    // Pairs of a level of the part being recorded that its file doesn't hold
+    // yet, though the level below does (the part's samples, for level 1): the
+    // writer gathers them before writing.
     unsigned long long TailPairs = 0;
     bool Missing = false;  // no file
     bool Held = false;     // Values holds the file, read whole
@@ -148,17 +149,22 @@ class CCompressedSignalFileReader {
   // Folds what the carry of a raw request still holds into its last pair.
   void FinishRawRequest();
   // `pairs` pairs of level `index` from `firstPair` into `target`: those beyond
-  // its file computed from level 1. False unless all came.
+  // its file computed from the samples or level 1. False unless all came.
   bool ReadPairs(std::size_t index, unsigned long long firstPair, unsigned long long pairs,
                  unsigned char* target);
-  // `pairs` pairs of level `index` from `firstPair`, all beyond its file, reduced
-  // from the pairs of level 1 they stand for as the writer's cascade does.
+  // `pairs` pairs of level 1 from `firstPair`, all beyond its file, reduced from
+  // the part's samples they stand for.
+  bool CompleteFromSamples(unsigned long long firstPair, unsigned long long pairs,
+                           unsigned char* target);
+  // `pairs` pairs of level `index` (above 1) from `firstPair`, all beyond its
+  // file, reduced from the pairs of level 1 they stand for as the writer's
+  // cascade does.
   bool CompleteFromFirstLevel(std::size_t index, unsigned long long firstPair,
                               unsigned long long pairs, unsigned char* target);
   // `bytes` of the level from `offset` into `target`; false unless all came.
   bool ReadLevel(Level& level, unsigned long long offset, void* target, unsigned long long bytes);
-  // One open, seek, read and close of the level's file; false unless all came.
-  bool ReadFromFile(const Level& level, unsigned long long offset, void* target,
+  // One open, seek, read and close of a file; false unless all came.
+  bool ReadFromFile(const std::string& path, unsigned long long offset, void* target,
                     unsigned long long bytes);
 
   float m_Start = 0.0f;

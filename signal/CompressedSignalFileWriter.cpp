@@ -66,6 +66,7 @@ bool CCompressedSignalFileWriter::OpenLevelFiles() {
     m_Levels.push_back(std::move(record));
   }
   m_PreparedSamples = 0;
+  m_GatherFirstLevel = true;
   Prepare(kPreparedBlockSamples);
   return true;
 }
@@ -91,9 +92,11 @@ void CCompressedSignalFileWriter::Prepare(unsigned long long samples) {
   if (m_FirstLevel.size() < values * m_SampleSize) m_FirstLevel.resize(values * m_SampleSize);
   for (std::size_t index = 0; index < m_Levels.size(); ++index) {
     Level& level = m_Levels[index];
-    // A coarse level holds, before it is written, less than the bound and what
-    // one block adds to it.
-    if (index != 0) level.Gathered.reserve((2 * kGatheredPairs + values) * m_SampleSize);
+    // A level holds, before it is written, less than the bound and what one
+    // block adds to it; level 1 the pairs that make the bound of level 2.
+    const unsigned long long bound =
+        2 * kGatheredPairs * (index == 0 ? m_CompressionFactor : 1) + 2 * m_CompressionFactor;
+    level.Gathered.reserve((bound + values) * m_SampleSize);
     // A level makes a pair from every 32 pairs it holds, its carry included
     // (fewer than 64 values).
     values = (values + 2 * m_CompressionFactor) / (2 * m_CompressionFactor) * 2 + 2;
@@ -115,16 +118,23 @@ bool CCompressedSignalFileWriter::Append(Level& level, const void* data, unsigne
 
 bool CCompressedSignalFileWriter::Take(std::size_t level, const void* data,
                                        unsigned long long bytes) {
-  if (level == 0) return Append(m_Levels[0], data, bytes);
+  if (level == 0 && !m_GatherFirstLevel) return Append(m_Levels[0], data, bytes);
   std::vector<unsigned char>& gathered = m_Levels[level].Gathered;
   const unsigned char* from = static_cast<const unsigned char*>(data);
   gathered.insert(gathered.end(), from, from + bytes);
   return true;
 }
 
+bool CCompressedSignalFileWriter::GatheredEnough() const {
+  if (m_GatherFirstLevel) {
+    return m_Levels[0].Gathered.size() >= 2 * kGatheredPairs * m_CompressionFactor * m_SampleSize;
+  }
+  return m_Levels.size() > 1 && m_Levels[1].Gathered.size() >= 2 * kGatheredPairs * m_SampleSize;
+}
+
 bool CCompressedSignalFileWriter::WriteGathered() {
   bool result = true;
-  for (std::size_t index = 1; index < m_Levels.size(); ++index) {
+  for (std::size_t index = 0; index < m_Levels.size(); ++index) {
     Level& level = m_Levels[index];
     if (level.Gathered.empty()) continue;
     // What didn't go through is dropped: kept, it would go out again behind
@@ -158,11 +168,14 @@ bool CCompressedSignalFileWriter::Cascade(const void* values, unsigned long long
     using T = decltype(tag);
     result = CascadeFrom(0, static_cast<const T*>(values), count);
   });
-  if (result && m_Levels.size() > 1 &&
-      m_Levels[1].Gathered.size() >= 2 * kGatheredPairs * m_SampleSize) {
-    result = WriteGathered();
-  }
+  if (result && GatheredEnough()) result = WriteGathered();
   return result;
+}
+
+bool CCompressedSignalFileWriter::StopGatheringFirstLevel() {
+  if (!m_GatherFirstLevel) return true;
+  m_GatherFirstLevel = false;
+  return WriteGathered();
 }
 
 bool CCompressedSignalFileWriter::WriteRawBlock(const void* samples, unsigned long long count) {
@@ -170,6 +183,9 @@ bool CCompressedSignalFileWriter::WriteRawBlock(const void* samples, unsigned lo
   if (m_NumberOfLevels == 0) return true;  // a part too short for any level
   if (samples == nullptr || m_Levels.empty() || SampleSize(m_SampleFormat) == 0) return false;
   Prepare(count);
+  // A short group would shift the pairs of level 1 against the part's groups of
+  // 32, which a reader completes it from.
+  if (count % m_CompressionFactor != 0 && !StopGatheringFirstLevel()) return false;
   const unsigned long long values = reduction::ReducedSize(count, m_CompressionFactor);
   // The capacity of the size rule lets the block close its own last group, so no
   // raw samples wait in the carry for the next block.
@@ -184,6 +200,8 @@ bool CCompressedSignalFileWriter::WriteCompressedBlock(const void* values,
   if (m_NumberOfLevels == 0) return true;
   if (values == nullptr) return false;
   Prepare(count * m_CompressionFactor / 2);
+  // The host's pairs are its own; a reader couldn't complete them from the samples.
+  if (!StopGatheringFirstLevel()) return false;
   return Cascade(values, count);
 }
 

@@ -5,10 +5,14 @@
 // level n summarises 32^n raw samples. A level the recording never reached is
 // deleted when the writer closes, so a level file exists only if it has data.
 //
-// Level 1 is written with every block. The coarser levels gain a few bytes a
-// block; they gather in memory and go out together, one write a level, once
-// level 2 holds kGatheredPairs pairs, and at every flush and close. A reader of
-// the part being recorded completes what they still lack from level 1.
+// The levels gather in memory and go out together, one write a level, once
+// level 2 holds kGatheredPairs pairs' worth, and at every flush and close: a
+// write of a few hundred bytes per file and block would cost more than the
+// block's samples. A reader of the part being recorded completes what level 1
+// lacks from the part's samples and the coarser levels from level 1. That holds
+// while every block is a whole number of groups, so that level 1's pairs stand
+// for the part's groups of 32 in order; from the first block that isn't, level 1
+// is written with every block again.
 #pragma once
 
 #include <zsff/SignalTypes.h>
@@ -28,8 +32,8 @@ class CCompressedSignalFileWriter {
  public:
   static constexpr int kMaxLevels = 4;
   static constexpr unsigned long long kCompressionFactor = 32;
-  // Pairs of level 2 gathered before the coarse levels are written: 16 blocks
-  // of 4096 samples, and at most 2048 pairs of level 1 for a reader to complete.
+  // Pairs of level 2 gathered before the levels are written: 16 blocks of 4096
+  // samples, at most 65536 samples for a reader to complete level 1 from.
   static constexpr unsigned long long kGatheredPairs = 64;
 
   // `directory`, the store's separator and `baseName` (the part's name, without
@@ -54,22 +58,23 @@ class CCompressedSignalFileWriter {
   bool OpenLevelFiles();
 
   // Reduces `count` raw samples to pairs of 32 (each block closes its own last,
-  // possibly short, group) and cascades them through the levels: one write of
-  // level 1, and of each coarser level when they are due. False when a level
+  // possibly short, group) and cascades them through the levels, which are
+  // written when they are due. False when a level
   // write failed (the cascade stops there), when the levels aren't open, or for
   // an unknown format. A pyramid of 0 levels has nothing to build: true. A count
   // of 0 is true.
   bool WriteRawBlock(const void* samples, unsigned long long count);
 
   // Feeds `count` values (min, max pairs already reduced by 32) straight into
-  // level 1, for a host that computes the first level itself. Results as above.
+  // level 1, written at once, for a host that computes the first level itself.
+  // Results as above.
   bool WriteCompressedBlock(const void* values, unsigned long long count);
 
-  // Writes what the coarse levels gathered, then FlushFile on every open level;
+  // Writes what the levels gathered, then FlushFile on every open level;
   // the results and-ed. True when nothing is open.
   bool Flush();
 
-  // Writes what the coarse levels gathered, closes every level (`written` goes
+  // Writes what the levels gathered, closes every level (`written` goes
   // to the store) and deletes the file of a level that never received a value. The level table is emptied; the first
   // stage's carry is kept.
   void Close(bool written);
@@ -89,8 +94,8 @@ class CCompressedSignalFileWriter {
     reduction::LevelCarry Carry;  // values received but not yet summarised for the next level
     std::string Path;
     bool NeverWritten = true;
-    // Values of a coarse level not yet written, in the sample type; sized at open
-    // for what one block adds beyond the gathering bound.
+    // Values not yet written, in the sample type; sized at open for what one
+    // block adds beyond the gathering bound.
     std::vector<unsigned char> Gathered;
     // What this level hands on to the next one, kept between blocks so that the
     // write path doesn't allocate. Only the vector of the format's type is used.
@@ -107,10 +112,14 @@ class CCompressedSignalFileWriter {
   bool Cascade(const void* values, unsigned long long count);
   // Writes one level's share of a block in one call; clears its never-written mark.
   bool Append(Level& level, const void* data, unsigned long long bytes);
-  // Level 1's share goes out at once, a coarser level's is gathered.
+  // Gathers a level's share, or writes level 1's at once once it no longer gathers.
   bool Take(std::size_t level, const void* data, unsigned long long bytes);
-  // Writes what every coarse level gathered, each in one call.
+  // Whether the levels gathered enough to be written.
+  bool GatheredEnough() const;
+  // Writes what every level gathered, each in one call.
   bool WriteGathered();
+  // Writes level 1 with every block from now on, what it gathered first.
+  bool StopGatheringFirstLevel();
   // Sizes the first-stage buffer and each level's hand-on buffer for `samples`.
   void Prepare(unsigned long long samples);
 
@@ -129,6 +138,7 @@ class CCompressedSignalFileWriter {
   // the pyramid knows the record it belongs to, as the reader does.
   [[maybe_unused]] CTmpRecordFile* m_TmpRecordFile;
   int m_NumberOfLevels = kMaxLevels;
+  bool m_GatherFirstLevel = true;  // every block so far was whole groups
   std::vector<unsigned char> m_FirstLevel;   // pairs of the first stage, in the sample type
   unsigned long long m_PreparedSamples = 0;  // largest block the buffers hold
 };

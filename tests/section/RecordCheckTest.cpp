@@ -51,15 +51,18 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     // Checked again as the record's entry still stands: a crash came after the
     // channels were finished (by a stop or an end-up) and before the entry was.
     bool again;
-    // The crash came between the last block's samples and its pyramid.
-    bool pyramidCut;
+    // The size of the last part's level 1 after the crash, -1 when whole: the
+    // crash came between the last block's samples and its pyramid, or before
+    // the pyramid's gathered pairs were first written.
+    long long pyramidSize;
   } cases[] = {
-      {100000, false, false, 0.0, 0, 0, false, false, false},  // a look without writing can't pass
-      {100000, true, true, 100.0, 1, 0, false, false, false},
-      {100000, true, true, 100.0, 1, 0, false, true, false},
-      {100000, true, true, 100.0, 1, 0, false, false, true},
-      {0, true, true, 0.0, 0, 2, false, false, false},  // started, nothing written: both without signal
-      {0, true, true, 0.0, 0, 2, true, false, false},
+      {100000, false, false, 0.0, 0, 0, false, false, -1},  // a look without writing can't pass
+      {100000, true, true, 100.0, 1, 0, false, false, -1},
+      {100000, true, true, 100.0, 1, 0, false, true, -1},
+      {100000, true, true, 100.0, 1, 0, false, false, 4000},
+      {100000, true, true, 100.0, 1, 0, false, false, 0},
+      {0, true, true, 0.0, 0, 2, false, false, -1},  // started, nothing written: both without signal
+      {0, true, true, 0.0, 0, 2, true, false, -1},
   };
   for (const auto& c : cases) {
     TempDir dir;
@@ -72,9 +75,7 @@ TEST(RecordCheck, CrashedRecordIsToldAndMendedOnlyUnderALock) {
     }
     // The last part's 36000 samples make 1125 pairs of 8 bytes.
     const fs::path pyramid = tmp.parent_path() / "Part_1_1.zpr";
-    if (c.pyramidCut) {
-      fs::resize_file(pyramid, 4000);
-    }
+    if (c.pyramidSize >= 0) fs::resize_file(pyramid, c.pyramidSize);
 
     auto lock = c.locked ? MetaDataLockIn(store, dir.Wide(), MetaDataFileLock::LockNone) : nullptr;
     auto section = RecordSectionProbe::Open(nullptr, dir.Wide(), kRecord,

@@ -214,16 +214,23 @@ TYPED_TEST(PyramidFormatTest, LevelReadsMatchTheFilesAtAndAboveTheFactor) {
 
 TYPED_TEST(PyramidFormatTest, ReaderOfThePartBeingRecordedCompletesGatheredLevels) {
   using T = TypeParam;
-  // 96 s at 1024 Hz in blocks of 4096: levels 2 and 3 went out at 64 s with 64 and 2
-  // pairs; the 32 and 1 pairs made since are still gathered.
+  // 96 s at 1024 Hz in blocks of 4096: the levels went out at 64 s with 2048, 64 and
+  // 2 pairs; the 1024, 32 and 1 pairs made since are still gathered. The samples go
+  // to the part file before the pyramid, as a recorder writes them.
   const std::vector<T> samples = Noise<T>(98304, 9);
   auto writer = this->Writer(this->m_Access);
   ASSERT_TRUE(writer->OpenLevelFiles());
+  std::ofstream part(this->m_Dir.Path() / (kPart + ".zrs"), std::ios::binary);
+  std::vector<T> level1;
   for (std::size_t at = 0; at < samples.size(); at += 4096) {
+    part.write(reinterpret_cast<const char*>(samples.data() + at), 4096 * sizeof(T));
+    part.flush();
     ASSERT_TRUE(writer->WriteRawBlock(samples.data() + at, 4096));
+    AppendBlockPairs(level1, samples.data() + at, 4096, 32);
   }
+  ASSERT_EQ(fs::file_size(LevelPath(this->m_Dir, 1)), 2048 * 2 * sizeof(T));
   ASSERT_EQ(fs::file_size(LevelPath(this->m_Dir, 2)), 64 * 2 * sizeof(T));
-  const std::vector<T> level2 = NextLevel(ReadValues<T>(LevelPath(this->m_Dir, 1)), 32);
+  const std::vector<T> level2 = NextLevel(level1, 32);
   const std::vector<T> level3 = NextLevel(level2, 32);
 
   CTmpRecordFile tmp(this->m_Dir.Path().string(), &this->m_Access);
@@ -232,17 +239,20 @@ TYPED_TEST(PyramidFormatTest, ReaderOfThePartBeingRecordedCompletesGatheredLevel
   CCompressedSignalFileReader reader(this->m_Dir.Path().string(), kPart, &this->m_Access, 0,
                                      sizeof(T), this->kFormat, 1024.0f, &tmp, 96.0,
                                      this->kFormat, 3);
-  const auto view = [&](unsigned long long points, unsigned long long divider) {
-    const CompressedSignalPlan_t plan = reader.Plan(0.0f, 96.0f, points, 0);
+  const auto view = [&](float start, unsigned long long points, unsigned long long divider) {
+    const CompressedSignalPlan_t plan = reader.Plan(start, 96.0f, points, 0);
     EXPECT_EQ(plan.Divider, divider);
     std::vector<T> values(2 * points);
-    EXPECT_TRUE(reader.LevelRequest(0.0f, 96.0f, points, plan));
+    EXPECT_TRUE(reader.LevelRequest(start, 96.0f, points, plan));
     EXPECT_EQ(reader.Get(values.data(), plan), CompressReady);
     return values;
   };
-  EXPECT_EQ(view(96, 1024), level2);
-  EXPECT_EQ(view(3, 32768), level3);
+  // From 60 s the view straddles what level 1's file holds and what it lacks.
+  EXPECT_EQ(view(60.0f, 1152, 32), std::vector<T>(level1.begin() + 2 * 1920, level1.end()));
+  EXPECT_EQ(view(0.0f, 96, 1024), level2);
+  EXPECT_EQ(view(0.0f, 3, 32768), level3);
   writer->Close(true);
+  EXPECT_EQ(ReadValues<T>(LevelPath(this->m_Dir, 1)), level1);
   EXPECT_EQ(ReadValues<T>(LevelPath(this->m_Dir, 2)), level2);
   EXPECT_EQ(ReadValues<T>(LevelPath(this->m_Dir, 3)), level3);
 }
@@ -579,25 +589,31 @@ TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
   EXPECT_FALSE(fs::exists(dir.Path() / "Part_4_1.zpr"));
 }
 
-TEST(CompressedSignalFileTest, CoarseLevelsAreGatheredAndWrittenOnceEach) {
+TEST(CompressedSignalFileTest, LevelsAreGatheredWhileBlocksAreWholeGroups) {
   TempDir dir;
   FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
   CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 8, SIDouble, nullptr);
   ASSERT_TRUE(writer.OpenLevelFiles());
-  // Each block makes 32 pairs of level 2 and one of level 3.
-  const std::vector<double> samples = Noise<double>(32 * 32 * 32 + 5, 1);
+  // Each block makes 1024 pairs of level 1, 32 of level 2 and one of level 3.
+  const std::vector<double> samples = Noise<double>(32 * 32 * 32, 1);
   const auto writes = [&] { return store.Calls(FaultInjectingFileAccess::Write); };
+  const auto block = [&](std::size_t count) {
+    const unsigned long before = writes();
+    EXPECT_TRUE(writer.WriteRawBlock(samples.data(), count));
+    return writes() - before;
+  };
 
+  EXPECT_EQ(block(samples.size()), 0u);
+  EXPECT_EQ(block(samples.size()), 3u);  // 64 pairs of level 2: one write a level
+  EXPECT_EQ(block(samples.size()), 0u);
   unsigned long before = writes();
-  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
-  EXPECT_EQ(writes() - before, 1u);
   ASSERT_TRUE(writer.Flush());
   EXPECT_EQ(writes() - before, 3u);
-  before = writes();
-  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
-  ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));  // 64 pairs of level 2
-  EXPECT_EQ(writes() - before, 4u);
+  // A block with a short group ends the gathering of level 1, not of the others.
+  EXPECT_EQ(block(5), 1u);
+  EXPECT_EQ(block(samples.size()), 1u);
   writer.Close(true);
+  EXPECT_EQ(fs::file_size(LevelPath(dir, 1)), (4 * 1024 + 1) * 2 * 8u);
 }
 
 TEST(CompressedSignalFileTest, HostReducedPairsGoStraightToTheFirstLevel) {
