@@ -8,8 +8,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <memory>
 #include <vector>
 
+#include "ceph/CephCallGate.h"
 #include "ceph/CephCopy.h"
 #include "ceph/CephPaths.h"
 #include "foundation/PathRules.h"
@@ -28,39 +30,44 @@ std::string StripTrailingSeparators(std::string path) {
 
 bool CCephFileAccess::ListEntries(const std::string& path, std::vector<Entry>& entries) {
   ceph_mount_info* mount = m_Mount.load();
-  ceph_dir_result* dir = nullptr;
-  if (mount == nullptr || path.empty() || ceph_opendir(mount, path.c_str(), &dir) != 0)
-    return false;
-  int result;
-  struct dirent entry {};
-  while ((result = ceph_readdir_r(mount, dir, &entry)) == 1) {
-    const std::string name = entry.d_name;
-    if (name == "." || name == "..") continue;
-    bool isDirectory = entry.d_type == DT_DIR;
-    if (entry.d_type == DT_UNKNOWN) {
-      struct ceph_statx status {};
-      isDirectory = ceph_statx(mount, JoinPath(path, name).c_str(), &status, CEPH_STATX_MODE, 0) ==
-                        0 &&
-                    S_ISDIR(status.stx_mode);
+  if (mount == nullptr || path.empty()) return false;
+  // The whole listing is one call of the gate, into a list of its own.
+  auto listed = std::make_shared<std::vector<Entry>>();
+  const long result = m_Gate->Run([mount, path, listed] {
+    ceph_dir_result* dir = nullptr;
+    if (ceph_opendir(mount, path.c_str(), &dir) != 0) return -1;
+    int read;
+    struct dirent entry {};
+    while ((read = ceph_readdir_r(mount, dir, &entry)) == 1) {
+      const std::string name = entry.d_name;
+      if (name == "." || name == "..") continue;
+      bool isDirectory = entry.d_type == DT_DIR;
+      if (entry.d_type == DT_UNKNOWN) {
+        struct ceph_statx status {};
+        isDirectory =
+            ceph_statx(mount, JoinPath(path, name).c_str(), &status, CEPH_STATX_MODE, 0) == 0 &&
+            S_ISDIR(status.stx_mode);
+      }
+      listed->push_back({name, isDirectory});
     }
-    entries.push_back({name, isDirectory});
-  }
-  ceph_closedir(mount, dir);
-  return result == 0;
+    ceph_closedir(mount, dir);
+    return read;
+  });
+  if (result != 0) return false;
+  entries.insert(entries.end(), listed->begin(), listed->end());
+  return true;
 }
 
 bool CCephFileAccess::IsDirectory(const std::string& path) {
-  ceph_mount_info* mount = m_Mount.load();
   struct ceph_statx status {};
-  return mount != nullptr && !path.empty() &&
-         ceph_statx(mount, path.c_str(), &status, CEPH_STATX_MODE, 0) == 0 &&
-         S_ISDIR(status.stx_mode);
+  return Status(path, status, 0) && S_ISDIR(status.stx_mode);
 }
 
 bool CCephFileAccess::CreateDirectory(const std::u16string& path) {
   const std::string full = CephPath(path);
   ceph_mount_info* mount = m_Mount.load();
-  return mount != nullptr && !full.empty() && ceph_mkdir(mount, full.c_str(), 0777) == 0;
+  return mount != nullptr && !full.empty() &&
+         m_Gate->Run([mount, full] { return ceph_mkdir(mount, full.c_str(), 0777); }) == 0;
 }
 
 bool CCephFileAccess::MakeDirectories(const std::string& path) {
@@ -68,7 +75,8 @@ bool CCephFileAccess::MakeDirectories(const std::string& path) {
   const std::string::size_type slash = path.rfind('/');
   if (slash != std::string::npos && slash != 0 && !MakeDirectories(path.substr(0, slash)))
     return false;
-  const int result = ceph_mkdir(m_Mount.load(), path.c_str(), 0777);
+  ceph_mount_info* mount = m_Mount.load();
+  const long result = m_Gate->Run([mount, path] { return ceph_mkdir(mount, path.c_str(), 0777); });
   return result == 0 || result == -EEXIST || Failed("cannot make " + path, result);
 }
 
@@ -99,18 +107,14 @@ bool CCephFileAccess::ListDirectory(const std::u16string& directory,
 
 bool CCephFileAccess::DeleteDirectoryTree(const std::u16string& path) {
   const std::string full = StripTrailingSeparators(CephPath(path));
-  ceph_mount_info* mount = m_Mount.load();
-  if (mount == nullptr) return false;
+  if (m_Mount.load() == nullptr) return false;
   // A path that names nothing is a tree that is gone.
   struct ceph_statx status {};
-  if (full.empty() ||
-      ceph_statx(mount, full.c_str(), &status, CEPH_STATX_MODE, AT_SYMLINK_NOFOLLOW) != 0)
-    return true;
+  if (full.empty() || !Status(full, status, 0)) return true;
   // The guard against wiping the file system: "/" and "/abc" are never deleted.
   if (!IsDeletableTree(full)) return false;
   if (S_ISDIR(status.stx_mode)) return DeleteTree(full);
-  const int result = ceph_unlink(mount, full.c_str());
-  return result == 0 || Failed("cannot delete " + full, result);
+  return Unlink(full) || Failed("cannot delete " + full, -EIO);
 }
 
 bool CCephFileAccess::DeleteTree(const std::string& path) {
@@ -121,11 +125,12 @@ bool CCephFileAccess::DeleteTree(const std::string& path) {
     const std::string inner = JoinPath(path, entry.Name);
     if (entry.IsDirectory) {
       if (!DeleteTree(inner)) return false;
-    } else if (const int result = ceph_unlink(mount, inner.c_str())) {
+    } else if (const long result =
+                   m_Gate->Run([mount, inner] { return ceph_unlink(mount, inner.c_str()); })) {
       return Failed("cannot delete " + inner, result);
     }
   }
-  const int result = ceph_rmdir(mount, path.c_str());
+  const long result = m_Gate->Run([mount, path] { return ceph_rmdir(mount, path.c_str()); });
   return result == 0 || Failed("cannot delete " + path, result);
 }
 
@@ -169,20 +174,19 @@ bool CCephFileAccess::CopyFileList(const std::u16string& sourceDirectory,
 }
 
 bool CCephFileAccess::CopyOneFile(const std::string& from, const std::string& to) {
-  ceph_mount_info* mount = m_Mount.load();
-  if (mount == nullptr) return false;
-  const int in = ceph_open(mount, from.c_str(), O_RDONLY, 0);
+  if (m_Mount.load() == nullptr) return false;
+  const int in = static_cast<int>(CephOpen(from, O_RDONLY, 0));
   if (in < 0) return Failed("cannot open " + from, in);
-  const int out = ceph_open(mount, to.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  const int out = static_cast<int>(CephOpen(to, O_WRONLY | O_CREAT | O_TRUNC, 0666));
   if (out < 0) {
-    ceph_close(mount, in);
+    CephClose(in);
     return Failed("cannot open " + to, out);
   }
-  long result = ceph::Pump(
-      [&](char* bytes, long size) { return ceph_read(mount, in, bytes, size, -1); },
-      [&](const char* bytes, long size) { return ceph_write(mount, out, bytes, size, -1); });
-  ceph_close(mount, in);
-  const int closed = ceph_close(mount, out);
+  long result =
+      ceph::Pump([&](char* bytes, long size) { return CephRead(in, bytes, size); },
+                 [&](const char* bytes, long size) { return CephWrite(out, bytes, size); });
+  CephClose(in);
+  const long closed = CephClose(out);
   if (result == 0) result = closed;
   return result == 0 || Failed("cannot copy " + from + " to " + to, static_cast<int>(result));
 }

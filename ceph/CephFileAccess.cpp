@@ -1,7 +1,7 @@
 // The CephFS store's files by path and by handle (see CephFileAccess.h).
 //
-// Transfers go straight to ceph_read()/ceph_write() at the handle's position:
-// a block of samples is one call, and libcephfs keeps what other clients read
+// Transfers go to ceph_read()/ceph_write() at the handle's position, through
+// the store's gate like every call: a block of samples is one call, and libcephfs keeps what other clients read
 // coherent with it through the capabilities the metadata server hands out.
 #include <zsff/CephFileAccess.h>
 
@@ -11,6 +11,7 @@
 
 #include <cerrno>
 
+#include "ceph/CephCallGate.h"
 #include "foundation/OpenFlags.h"
 
 namespace zsff {
@@ -20,22 +21,26 @@ namespace {
 // 1970-01-01 as a file time.
 constexpr long long kUnixEpochAsFileTime = 116444736000000000LL;
 
-// The status of what `path` names; false when nothing does or the store isn't
-// mounted.
-bool Status(ceph_mount_info* mount, const std::string& path, struct ceph_statx& status,
-            unsigned int want) {
-  return mount != nullptr && !path.empty() &&
-         ceph_statx(mount, path.c_str(), &status, want | CEPH_STATX_MODE, AT_SYMLINK_NOFOLLOW) ==
-             0;
-}
-
 }  // namespace
+
+bool CCephFileAccess::Status(const std::string& path, struct ceph_statx& status,
+                             unsigned int want) {
+  ceph_mount_info* mount = m_Mount.load();
+  return mount != nullptr && !path.empty() &&
+         m_Gate->Fetch(
+             [mount, path, want](struct ceph_statx* found) {
+               return ceph_statx(mount, path.c_str(), found, want | CEPH_STATX_MODE,
+                                 AT_SYMLINK_NOFOLLOW);
+             },
+             status) == 0;
+}
 
 // --- Files by path ---------------------------------------------------------------
 
 bool CCephFileAccess::Unlink(const std::string& full) {
   ceph_mount_info* mount = m_Mount.load();
-  return mount != nullptr && !full.empty() && ceph_unlink(mount, full.c_str()) == 0;
+  return mount != nullptr && !full.empty() &&
+         m_Gate->Run([mount, full] { return ceph_unlink(mount, full.c_str()); }) == 0;
 }
 
 bool CCephFileAccess::DeleteFile(const std::string& path) { return Unlink(CephPath(path)); }
@@ -44,12 +49,12 @@ bool CCephFileAccess::DeleteFile(const std::u16string& path) { return Unlink(Cep
 
 bool CCephFileAccess::FileExists(const std::string& path) {
   struct ceph_statx status {};
-  return Status(m_Mount.load(), CephPath(path), status, 0);
+  return Status(CephPath(path), status, 0);
 }
 
 bool CCephFileAccess::FileExists(const std::u16string& path) {
   struct ceph_statx status {};
-  return Status(m_Mount.load(), CephPath(path), status, 0);
+  return Status(CephPath(path), status, 0);
 }
 
 bool CCephFileAccess::RenameFile(const std::u16string& oldPath, const std::u16string& newPath) {
@@ -57,32 +62,33 @@ bool CCephFileAccess::RenameFile(const std::u16string& oldPath, const std::u16st
   const std::string to = CephPath(newPath);
   ceph_mount_info* mount = m_Mount.load();
   struct ceph_statx status {};
-  if (to.empty() || !Status(mount, from, status, 0)) return false;
+  if (to.empty() || !Status(from, status, 0)) return false;
   if (S_ISDIR(status.stx_mode)) {
     // No link for a directory: check, then rename. Only the tree renames
     // directories, under the measurement's lock.
     struct ceph_statx target {};
-    if (Status(mount, to, target, 0)) return false;
-    const int result = ceph_rename(mount, from.c_str(), to.c_str());
+    if (Status(to, target, 0)) return false;
+    const long result =
+        m_Gate->Run([mount, from, to] { return ceph_rename(mount, from.c_str(), to.c_str()); });
     return result == 0 || Failed("cannot rename " + from + " to " + to, result);
   }
   // rename() would replace a file at `to`; a link to it can't, and is refused
   // by the metadata server even against another client's link. A crash before
   // the unlink leaves the file under both names; the next rename of it (the
   // end-up's, for the header) finishes the one cut short.
-  int result = ceph_link(mount, from.c_str(), to.c_str());
+  long result = m_Gate->Run([mount, from, to] { return ceph_link(mount, from.c_str(), to.c_str()); });
   const bool linked = result == 0;
   if (result == -EEXIST) {
     struct ceph_statx target {};
-    if (!Status(mount, from, status, CEPH_STATX_INO) || !Status(mount, to, target, CEPH_STATX_INO) ||
+    if (!Status(from, status, CEPH_STATX_INO) || !Status(to, target, CEPH_STATX_INO) ||
         status.stx_ino != target.stx_ino)
       return false;
   } else if (!linked) {
     return Failed("cannot link " + to, result);
   }
-  result = ceph_unlink(mount, from.c_str());
+  result = m_Gate->Run([mount, from] { return ceph_unlink(mount, from.c_str()); });
   if (result == 0) return true;
-  if (linked) ceph_unlink(mount, to.c_str());
+  if (linked) Unlink(to);
   return Failed("cannot rename " + from + " to " + to, result);
 }
 
@@ -91,7 +97,9 @@ bool CCephFileAccess::ReplaceFile(const std::u16string& from, const std::u16stri
   const std::string target = CephPath(to);
   ceph_mount_info* mount = m_Mount.load();
   return mount != nullptr && !source.empty() && !target.empty() &&
-         ceph_rename(mount, source.c_str(), target.c_str()) == 0;
+         m_Gate->Run([mount, source, target] {
+           return ceph_rename(mount, source.c_str(), target.c_str());
+         }) == 0;
 }
 
 bool CCephFileAccess::FileSize(const std::string& path, unsigned long long& size) {
@@ -114,7 +122,7 @@ bool CCephFileAccess::SizeAndTime(const std::string& full, unsigned long long& s
   size = 0;
   lastWrite = 0;
   struct ceph_statx status {};
-  if (!Status(m_Mount.load(), full, status, CEPH_STATX_SIZE | CEPH_STATX_MTIME) ||
+  if (!Status(full, status, CEPH_STATX_SIZE | CEPH_STATX_MTIME) ||
       S_ISDIR(status.stx_mode))
     return false;
   size = status.stx_size;
@@ -145,7 +153,7 @@ bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigne
   const int flags = OpenFlags(mode);
   if (flags < 0) return false;
   ceph_mount_info* mount = m_Mount.load();
-  const int fd = mount ? ceph_open(mount, full.c_str(), flags, 0666) : -ENOTCONN;
+  const int fd = mount ? static_cast<int>(CephOpen(full, flags, 0666)) : -ENOTCONN;
   if (fd < 0) {
     if (fd != -ENOENT && fd != -EEXIST) Failed("cannot open " + full, fd);
     SetLastError(FileErrorOpen);
@@ -153,9 +161,15 @@ bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigne
   }
   // Only a read-only open can reach a directory; it is not a file.
   struct ceph_statx status {};
-  if (ceph_fstatx(mount, fd, &status, CEPH_STATX_MODE, 0) != 0 || S_ISDIR(status.stx_mode) ||
-      (mode == FileModeAppend && ceph_lseek(mount, fd, 0, SEEK_END) < 0)) {
-    ceph_close(mount, fd);
+  const bool atEnd = mode == FileModeAppend;
+  if (m_Gate->Fetch(
+          [mount, fd](struct ceph_statx* found) {
+            return ceph_fstatx(mount, fd, found, CEPH_STATX_MODE, 0);
+          },
+          status) != 0 ||
+      S_ISDIR(status.stx_mode) ||
+      (atEnd && m_Gate->Run([mount, fd] { return ceph_lseek(mount, fd, 0, SEEK_END); }) < 0)) {
+    CephClose(fd);
     SetLastError(FileErrorOpen);
     return false;
   }
@@ -167,6 +181,31 @@ bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigne
   }
   handle = number;
   return true;
+}
+
+long CCephFileAccess::CephOpen(const std::string& full, int flags, int mode) {
+  ceph_mount_info* mount = m_Mount.load();
+  return m_Gate->Run(
+      [mount, full, flags, mode] { return ceph_open(mount, full.c_str(), flags, mode); });
+}
+
+long CCephFileAccess::CephRead(int fd, char* bytes, long size) {
+  ceph_mount_info* mount = m_Mount.load();
+  return m_Gate->Read(
+      [mount, fd, size](char* into) { return ceph_read(mount, fd, into, size, -1); }, bytes,
+      static_cast<std::size_t>(size));
+}
+
+long CCephFileAccess::CephWrite(int fd, const char* bytes, long size) {
+  ceph_mount_info* mount = m_Mount.load();
+  return m_Gate->Write(
+      [mount, fd, size](const char* from) { return ceph_write(mount, fd, from, size, -1); },
+      bytes, static_cast<std::size_t>(size));
+}
+
+long CCephFileAccess::CephClose(int fd) {
+  ceph_mount_info* mount = m_Mount.load();
+  return m_Gate->Run([mount, fd] { return ceph_close(mount, fd); });
 }
 
 int CCephFileAccess::Descriptor(unsigned int handle) {
@@ -183,7 +222,10 @@ bool CCephFileAccess::SeekFile(unsigned int handle, long long offset, int origin
   const int fd = Descriptor(handle);
   if (fd < 0) return false;
   const int whence = origin == 0 ? SEEK_SET : origin == 1 ? SEEK_CUR : origin == 2 ? SEEK_END : -1;
-  if (whence < 0 || ceph_lseek(m_Mount.load(), fd, offset, whence) < 0) {
+  ceph_mount_info* mount = m_Mount.load();
+  if (whence < 0 ||
+      m_Gate->Run([mount, fd, offset, whence] { return ceph_lseek(mount, fd, offset, whence); }) <
+          0) {
     SetLastError(FileErrorSeek);
     return false;
   }
@@ -194,7 +236,8 @@ bool CCephFileAccess::TellFile(unsigned int handle, unsigned long long& position
   position = 0;
   const int fd = Descriptor(handle);
   if (fd < 0) return false;
-  const int64_t at = ceph_lseek(m_Mount.load(), fd, 0, SEEK_CUR);
+  ceph_mount_info* mount = m_Mount.load();
+  const long at = m_Gate->Run([mount, fd] { return ceph_lseek(mount, fd, 0, SEEK_CUR); });
   if (at < 0) {
     SetLastError(FileErrorSeek);
     return false;
@@ -211,11 +254,10 @@ bool CCephFileAccess::WriteFile(unsigned int handle, const void* buffer, unsigne
     SetLastError(FileErrorWrite);
     return false;
   }
-  ceph_mount_info* mount = m_Mount.load();
   const char* from = static_cast<const char*>(buffer);
   unsigned int done = 0;
   while (done < size) {
-    const int n = ceph_write(mount, fd, from + done, size - done, -1);
+    const long n = CephWrite(fd, from + done, size - done);
     if (n <= 0) {
       if (n < 0) Failed("cannot write", n);
       SetLastError(FileErrorWrite);
@@ -235,11 +277,10 @@ bool CCephFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int s
     SetLastError(FileErrorRead);
     return false;
   }
-  ceph_mount_info* mount = m_Mount.load();
   char* to = static_cast<char*>(buffer);
   unsigned int done = 0;
   while (done < size) {
-    const int n = ceph_read(mount, fd, to + done, size - done, -1);
+    const long n = CephRead(fd, to + done, size - done);
     if (n <= 0) {
       if (n < 0) Failed("cannot read", n);
       SetLastError(n == 0 ? FileErrorEndOfFile : FileErrorRead);
@@ -255,8 +296,10 @@ bool CCephFileAccess::SetEndOfFile(unsigned int handle) {
   const int fd = Descriptor(handle);
   if (fd < 0) return false;
   ceph_mount_info* mount = m_Mount.load();
-  const int64_t at = ceph_lseek(mount, fd, 0, SEEK_CUR);
-  const int result = at < 0 ? static_cast<int>(at) : ceph_ftruncate(mount, fd, at);
+  const long result = m_Gate->Run([mount, fd] {
+    const int64_t at = ceph_lseek(mount, fd, 0, SEEK_CUR);
+    return at < 0 ? static_cast<int>(at) : ceph_ftruncate(mount, fd, at);
+  });
   if (result != 0) {
     Failed("cannot set the end of a file", result);
     SetLastError(FileErrorWrite);
@@ -270,7 +313,9 @@ bool CCephFileAccess::SetEndOfFile(unsigned int handle) {
 bool CCephFileAccess::FlushFile(unsigned int handle) {
   const int fd = Descriptor(handle);
   if (fd < 0) return false;
-  const int result = m_Options.CacheWrites ? ceph_fsync(m_Mount.load(), fd, 1) : 0;
+  ceph_mount_info* mount = m_Mount.load();
+  const long result =
+      m_Options.CacheWrites ? m_Gate->Run([mount, fd] { return ceph_fsync(mount, fd, 1); }) : 0;
   return result == 0 || Failed("cannot flush a file", result);
 }
 
@@ -287,7 +332,7 @@ bool CCephFileAccess::CloseFile(unsigned int handle, bool) {
     fd = found->second;
     m_Files.erase(found);
   }
-  ceph_close(m_Mount.load(), fd);
+  CephClose(fd);
   return true;
 }
 
@@ -297,7 +342,7 @@ bool CCephFileAccess::CloseAllFiles() {
     std::unique_lock<std::shared_mutex> guard(m_FilesLock);
     files.swap(m_Files);
   }
-  for (const auto& entry : files) ceph_close(m_Mount.load(), entry.second);
+  for (const auto& entry : files) CephClose(entry.second);
   return true;
 }
 

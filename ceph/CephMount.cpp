@@ -5,10 +5,13 @@
 #include <cephfs/libcephfs.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <utility>
 
+#include "ceph/CephCallGate.h"
 #include "foundation/PathRules.h"
 #include "foundation/TextConversion.h"
 
@@ -22,14 +25,18 @@ constexpr std::size_t kMaxPathLength = 4096;
 }  // namespace
 
 CCephFileAccess::CCephFileAccess(CephLocation location, CephOptions options)
-    : m_Location(std::move(location)), m_Options(options) {}
+    : m_Location(std::move(location)),
+      m_Options(options),
+      m_Gate(std::make_unique<ceph::CallGate>(std::chrono::seconds(options.CallTimeout))) {}
 
 CCephFileAccess::~CCephFileAccess() {
   CloseAllFiles();
-  if (ceph_mount_info* mount = m_Mount.load()) {
-    ceph_unmount(mount);
-    ceph_release(mount);
-  }
+  ceph_mount_info* mount = m_Mount.load();
+  if (mount == nullptr) return;
+  m_Gate->Run([mount] { return ceph_unmount(mount); });
+  // A mount with a call stuck inside can only be left behind: releasing it
+  // would pull it from under that call.
+  if (!m_Gate->Shut()) ceph_release(mount);
 }
 
 bool CCephFileAccess::Mount() {
@@ -40,13 +47,10 @@ bool CCephFileAccess::Mount() {
   int result = ceph_create(&mount, m_Location.Client.c_str());
   if (result < 0) return Failed("cannot make the Ceph " + who, result);
   const std::string timeout = std::to_string(m_Options.MountTimeout);
-  const std::string transfer = std::to_string(m_Options.TransferTimeout);
   if ((result = ceph_conf_read_file(mount, m_Location.ConfigPath.c_str())) < 0) {
     Failed("cannot read the Ceph config " + m_Location.ConfigPath, result);
-  } else if ((result = ceph_conf_set(mount, "client_mount_timeout", timeout.c_str())) < 0 ||
-             (result = ceph_conf_set(mount, "rados_osd_op_timeout", transfer.c_str())) < 0 ||
-             (result = ceph_conf_set(mount, "rados_mon_op_timeout", transfer.c_str())) < 0) {
-    Failed("cannot set the timeouts", result);
+  } else if ((result = ceph_conf_set(mount, "client_mount_timeout", timeout.c_str())) < 0) {
+    Failed("cannot set the mount's timeout", result);
   } else if (!m_Options.CacheWrites && (result = ceph_conf_set(mount, "client_oc", "false")) < 0) {
     Failed("cannot turn the client's write cache off", result);
   } else if ((result = ceph_mount(mount, "/")) < 0) {
@@ -55,7 +59,12 @@ bool CCephFileAccess::Mount() {
            result);
   } else {
     struct ceph_statx status {};
-    result = ceph_statx(mount, m_Location.Path.c_str(), &status, CEPH_STATX_MODE, 0);
+    const std::string root = m_Location.Path;
+    result = static_cast<int>(m_Gate->Fetch(
+        [mount, root](struct ceph_statx* found) {
+          return ceph_statx(mount, root.c_str(), found, CEPH_STATX_MODE, 0);
+        },
+        status));
     if (result == 0 && !S_ISDIR(status.stx_mode)) result = -ENOTDIR;
     if (result == 0) {
       m_Mount.store(mount);
@@ -63,13 +72,17 @@ bool CCephFileAccess::Mount() {
     }
     Failed("no directory " + m_Location.Path + " in the file system of " + m_Location.ConfigPath,
            result);
-    ceph_unmount(mount);
+    if (m_Gate->Run([mount] { return ceph_unmount(mount); }) == -ETIMEDOUT) return false;
   }
   ceph_release(mount);
   return false;
 }
 
 std::string CCephFileAccess::LastErrorText() const {
+  if (m_Gate->Shut()) {
+    return "the Ceph cluster of " + m_Location.ConfigPath + " didn't answer within " +
+           std::to_string(m_Options.CallTimeout) + " s: the store gave up on it";
+  }
   std::lock_guard<std::mutex> guard(m_ErrorLock);
   return m_ErrorText;
 }

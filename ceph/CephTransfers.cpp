@@ -50,39 +50,38 @@ std::string LocalPath(const std::u16string& path) {
 }  // namespace
 
 bool CCephFileAccess::Upload(const std::string& local, const std::string& remote) {
-  ceph_mount_info* mount = m_Mount.load();
-  if (mount == nullptr || remote.empty()) return false;
+  if (m_Mount.load() == nullptr || remote.empty()) return false;
   const int in = ::open(local.c_str(), O_RDONLY | O_CLOEXEC);
   if (in < 0) return Failed("cannot read " + local, -errno);
-  const int out = ceph_open(mount, remote.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+  const int out = static_cast<int>(CephOpen(remote, O_WRONLY | O_CREAT | O_TRUNC, 0666));
   if (out < 0) {
     ::close(in);
     return Failed("cannot upload to " + remote, out);
   }
   long result = ceph::Pump(
       [&](char* bytes, long size) { return LocalRead(in, bytes, size); },
-      [&](const char* bytes, long size) { return ceph_write(mount, out, bytes, size, -1); });
+      [&](const char* bytes, long size) { return CephWrite(out, bytes, size); });
   ::close(in);
-  const int closed = ceph_close(mount, out);
+  const long closed = CephClose(out);
   if (result == 0) result = closed;
   return result == 0 || Failed("cannot upload " + local + " to " + remote, static_cast<int>(result));
 }
 
 bool CCephFileAccess::Download(const std::string& remote, const std::string& local) {
-  ceph_mount_info* mount = m_Mount.load();
-  if (mount == nullptr || remote.empty()) return false;
-  const int in = ceph_open(mount, remote.c_str(), O_RDONLY, 0);
+  if (m_Mount.load() == nullptr || remote.empty()) return false;
+  const int in = static_cast<int>(CephOpen(remote, O_RDONLY, 0));
   if (in < 0) return Failed("cannot download " + remote, in);
   const std::string partial = local + kPartialSuffix;
   const int out = ::open(partial.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (out < 0) {
-    ceph_close(mount, in);
-    return Failed("cannot write " + partial, -errno);
+    const int error = errno;
+    CephClose(in);
+    return Failed("cannot write " + partial, -error);
   }
   long result = ceph::Pump(
-      [&](char* bytes, long size) { return ceph_read(mount, in, bytes, size, -1); },
+      [&](char* bytes, long size) { return CephRead(in, bytes, size); },
       [&](const char* bytes, long size) { return LocalWrite(out, bytes, size); });
-  ceph_close(mount, in);
+  CephClose(in);
   if (::close(out) != 0 && result == 0) result = -errno;
   if (result == 0 && std::rename(partial.c_str(), local.c_str()) != 0) result = -errno;
   if (result == 0) return true;

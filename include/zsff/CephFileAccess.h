@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <shared_mutex>
@@ -17,8 +18,13 @@
 #include <vector>
 
 struct ceph_mount_info;
+struct ceph_statx;
 
 namespace zsff {
+
+namespace ceph {
+class CallGate;
+}
 
 // Where the store lies: ceph://CLIENT@CONFIG_PATH/PATH. CONFIG_PATH is the
 // cluster's config file on this machine and ends with the first component that
@@ -39,11 +45,12 @@ struct ZSFF_API CephOptions {
   // Seconds a mount may take before it fails: a cluster that is down would
   // otherwise hold the caller for five minutes.
   int MountTimeout = 10;
-  // Seconds a read or write of file data may wait for the cluster before it
-  // fails (ETIMEDOUT), so that a reader whose cluster went away gets an error.
-  // libcephfs has no such limit for the metadata server: a call that needs it
-  // (an open, a size) waits for it to come back.
-  int TransferTimeout = 30;
+  // Seconds any call may wait for the cluster. A call that waits longer fails,
+  // and the store takes the cluster for gone: every later call fails at once,
+  // LastErrorText says so, and the mount is left as it is (libcephfs can't
+  // end it while the overrun call waits inside it). A host that wants the
+  // cluster again makes a new store.
+  int CallTimeout = 30;
   // Whether libcephfs may keep written data in the process for a while before
   // it sends it to the cluster. On, a process that dies is to the file system
   // what a power loss is to a local disk: what it wrote in its last seconds
@@ -68,7 +75,8 @@ struct ZSFF_API CephOptions {
 // the metadata lock holds between machines. A rename never replaces: a file is
 // renamed by a hard link to the new name and an unlink of the old one.
 //
-// Threads: as the local store; libcephfs serves the threads of one mount.
+// Threads: as the local store; libcephfs serves the threads of one mount, each
+// call on a thread of the store's own while the caller waits (see CallTimeout).
 class ZSFF_API CCephFileAccess : public CAbstractFileAccess {
  public:
   CCephFileAccess(CephLocation location, CephOptions options = CephOptions());
@@ -142,8 +150,17 @@ class ZSFF_API CCephFileAccess : public CAbstractFileAccess {
   std::string CephPath(const std::u16string& path) const;
   // The operations on libcephfs paths that both forms of a path come to.
   bool Unlink(const std::string& full);
+  // The status of what `full` names; false when nothing does or the store isn't
+  // mounted.
+  bool Status(const std::string& full, struct ceph_statx& status, unsigned int want);
   bool SizeAndTime(const std::string& full, unsigned long long& size, long long& lastWrite);
   bool Open(const std::string& full, FileOpenMode_t mode, unsigned int& handle);
+  // libcephfs's calls on descriptors, through the gate; each returns what the
+  // call does (a count, a descriptor or a negated errno).
+  long CephOpen(const std::string& full, int flags, int mode);
+  long CephRead(int fd, char* bytes, long size);
+  long CephWrite(int fd, const char* bytes, long size);
+  long CephClose(int fd);
   // The descriptor behind `handle`, or -1 (with FileErrorBadHandle set).
   int Descriptor(unsigned int handle);
   // Keeps `what` and the system's words for -`code` for LastErrorText; false.
@@ -168,6 +185,8 @@ class ZSFF_API CCephFileAccess : public CAbstractFileAccess {
 
   CephLocation m_Location;
   CephOptions m_Options;
+  // Every libcephfs call of the mounted store goes through it.
+  std::unique_ptr<ceph::CallGate> m_Gate;
   // Set once, by the mount that succeeded.
   std::atomic<ceph_mount_info*> m_Mount{nullptr};
   std::mutex m_MountLock;
