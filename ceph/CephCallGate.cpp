@@ -13,7 +13,9 @@ struct CallGate::Worker {
   enum State_t { Idle, Calling, Done, Stopping };
 
   std::mutex Lock;
-  std::condition_variable Changed;
+  // Each side waits on its own, and is woken after the other let go of the
+  // lock, so that a wake-up never runs into a held mutex.
+  std::condition_variable ToThread, ToCaller;
   State_t State = Idle;
   bool Abandoned = false;  // its caller gave up: nobody waits for the result
   std::function<long(char*)> Call;
@@ -25,7 +27,8 @@ struct CallGate::Worker {
   static void Serve(std::shared_ptr<Worker> self) {
     std::unique_lock<std::mutex> lock(self->Lock);
     for (;;) {
-      self->Changed.wait(lock, [&] { return self->State == Calling || self->State == Stopping; });
+      self->ToThread.wait(lock,
+                          [&] { return self->State == Calling || self->State == Stopping; });
       if (self->State == Stopping) return;
       lock.unlock();
       const long result = self->Call(self->Buffer.data());
@@ -33,7 +36,9 @@ struct CallGate::Worker {
       if (self->Abandoned) return;
       self->Result = result;
       self->State = Done;
-      self->Changed.notify_all();
+      lock.unlock();
+      self->ToCaller.notify_one();
+      lock.lock();
     }
   }
 };
@@ -46,7 +51,7 @@ CallGate::~CallGate() {
       std::lock_guard<std::mutex> guard(worker->Lock);
       worker->State = Worker::Stopping;
     }
-    worker->Changed.notify_all();
+    worker->ToThread.notify_one();
     worker->Thread.join();
   }
 }
@@ -75,8 +80,10 @@ long CallGate::Exchange(const std::function<long(char*)>& call, const void* in, 
   if (in != nullptr && size != 0) std::memcpy(worker->Buffer.data(), in, size);
   worker->Call = call;
   worker->State = Worker::Calling;
-  worker->Changed.notify_all();
-  if (!worker->Changed.wait_for(lock, m_Limit, [&] { return worker->State == Worker::Done; })) {
+  lock.unlock();
+  worker->ToThread.notify_one();
+  lock.lock();
+  if (!worker->ToCaller.wait_for(lock, m_Limit, [&] { return worker->State == Worker::Done; })) {
     worker->Abandoned = true;
     worker->Thread.detach();
     m_Shut.store(true, std::memory_order_release);
