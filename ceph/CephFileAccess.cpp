@@ -12,7 +12,9 @@
 #include <cerrno>
 
 #include "ceph/CephCallGate.h"
+#include "foundation/HandleTable.h"
 #include "foundation/OpenFlags.h"
+#include "foundation/TransferAll.h"
 
 namespace zsff {
 
@@ -145,7 +147,7 @@ bool CCephFileAccess::OpenFile(const std::u16string& path, FileOpenMode_t mode,
 
 bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigned int& handle) {
   // Every attempt consumes a number, so a number is never seen twice.
-  unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+  const unsigned int number = m_Files->Reserve();
   if (full.empty()) {
     SetLastError(FileErrorBadPath);
     return false;
@@ -173,13 +175,7 @@ bool CCephFileAccess::Open(const std::string& full, FileOpenMode_t mode, unsigne
     SetLastError(FileErrorOpen);
     return false;
   }
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    // Only after 2^32 opens can the counter come back to a number still open.
-    while (number == 0 || !m_Files.emplace(number, fd).second)
-      number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
-  }
-  handle = number;
+  handle = m_Files->Add(number, fd);
   return true;
 }
 
@@ -209,11 +205,8 @@ long CCephFileAccess::CephClose(int fd) {
 }
 
 int CCephFileAccess::Descriptor(unsigned int handle) {
-  {
-    std::shared_lock<std::shared_mutex> guard(m_FilesLock);
-    const auto found = m_Files.find(handle);
-    if (found != m_Files.end()) return found->second;
-  }
+  int fd = -1;
+  if (m_Files->Find(handle, fd)) return fd;
   SetLastError(FileErrorBadHandle);
   return -1;
 }
@@ -255,15 +248,13 @@ bool CCephFileAccess::WriteFile(unsigned int handle, const void* buffer, unsigne
     return false;
   }
   const char* from = static_cast<const char*>(buffer);
-  unsigned int done = 0;
-  while (done < size) {
-    const long n = CephWrite(fd, from + done, size - done);
-    if (n <= 0) {
-      if (n < 0) Failed("cannot write", n);
-      SetLastError(FileErrorWrite);
-      return false;
-    }
-    done += static_cast<unsigned int>(n);
+  const long moved = TransferAll(size, [this, fd, from](unsigned int done, unsigned int left) {
+    return CephWrite(fd, from + done, left);
+  });
+  if (moved != size) {
+    if (moved < 0) Failed("cannot write", static_cast<int>(moved));
+    SetLastError(FileErrorWrite);
+    return false;
   }
   written = size;
   return true;
@@ -278,15 +269,13 @@ bool CCephFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int s
     return false;
   }
   char* to = static_cast<char*>(buffer);
-  unsigned int done = 0;
-  while (done < size) {
-    const long n = CephRead(fd, to + done, size - done);
-    if (n <= 0) {
-      if (n < 0) Failed("cannot read", n);
-      SetLastError(n == 0 ? FileErrorEndOfFile : FileErrorRead);
-      return false;
-    }
-    done += static_cast<unsigned int>(n);
+  const long moved = TransferAll(size, [this, fd, to](unsigned int done, unsigned int left) {
+    return CephRead(fd, to + done, left);
+  });
+  if (moved != size) {
+    if (moved < 0) Failed("cannot read", static_cast<int>(moved));
+    SetLastError(moved == 0 ? FileErrorEndOfFile : FileErrorRead);
+    return false;
   }
   bytesRead = size;
   return true;
@@ -320,29 +309,17 @@ bool CCephFileAccess::FlushFile(unsigned int handle) {
 }
 
 bool CCephFileAccess::CloseFile(unsigned int handle, bool) {
-  int fd;
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    const auto found = m_Files.find(handle);
-    if (found == m_Files.end()) {
-      guard.unlock();
-      SetLastError(FileErrorBadHandle);
-      return false;
-    }
-    fd = found->second;
-    m_Files.erase(found);
+  int fd = -1;
+  if (!m_Files->Remove(handle, fd, [] {})) {
+    SetLastError(FileErrorBadHandle);
+    return false;
   }
   CephClose(fd);
   return true;
 }
 
 bool CCephFileAccess::CloseAllFiles() {
-  std::map<unsigned int, int> files;
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    files.swap(m_Files);
-  }
-  for (const auto& entry : files) CephClose(entry.second);
+  for (const auto& entry : m_Files->RemoveAll([] {})) CephClose(entry.second);
   return true;
 }
 

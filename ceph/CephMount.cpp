@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "ceph/CephCallGate.h"
+#include "foundation/HandleTable.h"
 #include "foundation/PathRules.h"
 #include "foundation/TextConversion.h"
 
@@ -27,7 +28,8 @@ constexpr std::size_t kMaxPathLength = 4096;
 CCephFileAccess::CCephFileAccess(CephLocation location, CephOptions options)
     : m_Location(std::move(location)),
       m_Options(options),
-      m_Gate(std::make_unique<ceph::CallGate>(std::chrono::seconds(options.CallTimeout))) {}
+      m_Gate(std::make_unique<ceph::CallGate>(std::chrono::seconds(options.CallTimeout))),
+      m_Files(std::make_unique<HandleTable<int>>()) {}
 
 CCephFileAccess::~CCephFileAccess() {
   CloseAllFiles();

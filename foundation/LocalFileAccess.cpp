@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "foundation/OpenFlags.h"
+#include "foundation/TransferAll.h"
 #include "foundation/PathRules.h"
 #include "foundation/TextConversion.h"
 
@@ -65,12 +66,18 @@ std::string NativePath(const std::u16string& path) {
   return WideToPath(path, native) ? native : std::string();
 }
 
-int OpenRetrying(const char* path, int flags) {
-  int fd;
+// What `call` returns once a signal no longer cuts it short.
+template <typename Call>
+long Retrying(Call call) {
+  long result;
   do {
-    fd = ::open(path, flags, 0666);
-  } while (fd < 0 && errno == EINTR);
-  return fd;
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+int OpenRetrying(const char* path, int flags) {
+  return static_cast<int>(Retrying([&] { return ::open(path, flags, 0666); }));
 }
 
 }  // namespace
@@ -260,7 +267,7 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
                                 unsigned int& handle) {
   // Every attempt consumes a number, so a number is never seen twice even by a
   // caller that keeps a failed handle around.
-  unsigned int number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
+  const unsigned int number = m_Files.Reserve();
 
   std::string full;
   if (!MakeAbsolutePath(path, full)) {
@@ -287,14 +294,7 @@ bool CLocalFileAccess::OpenFile(const std::string& path, FileOpenMode_t mode,
   }
   ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);  // a hint; its failure doesn't matter
 
-  const OpenedFile opened{fd, mode != FileModeRead};
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    // Only after 2^32 opens can the counter come back to a number still open.
-    while (number == 0 || !m_Files.emplace(number, opened).second)
-      number = m_NextHandle.fetch_add(1, std::memory_order_relaxed);
-  }
-  handle = number;
+  handle = m_Files.Add(number, OpenedFile{fd, mode != FileModeRead});
   return true;
 }
 
@@ -305,18 +305,13 @@ int CLocalFileAccess::Descriptor(unsigned int handle) {
   CachedHandle& cached = t_CachedHandles[handle % kCachedHandles];
   if (cached.store == this && cached.handle == handle && cached.generation == generation)
     return cached.fd;
-  int fd = -1;
-  {
-    std::shared_lock<std::shared_mutex> guard(m_FilesLock);
-    const auto it = m_Files.find(handle);
-    if (it != m_Files.end()) fd = it->second.Fd;
-  }
-  if (fd < 0) {
+  OpenedFile file{};
+  if (!m_Files.Find(handle, file)) {
     SetLastError(FileErrorBadHandle);
     return -1;
   }
-  cached = CachedHandle{this, generation, handle, fd};
-  return fd;
+  cached = CachedHandle{this, generation, handle, file.Fd};
+  return file.Fd;
 }
 
 bool CLocalFileAccess::SeekFile(unsigned int handle, long long offset, int origin) {
@@ -369,15 +364,12 @@ bool CLocalFileAccess::WriteFile(unsigned int handle, const void* buffer, unsign
   // after a signal or a transfer the kernel caps, and a full disk shows as a
   // short write followed by an error.
   const char* from = static_cast<const char*>(buffer);
-  unsigned int done = 0;
-  while (done < size) {
-    const ssize_t n = ::write(fd, from + done, size - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      SetLastError(FileErrorWrite);
-      return false;
-    }
-    done += static_cast<unsigned int>(n);
+  const long moved = TransferAll(size, [fd, from](unsigned int done, unsigned int left) {
+    return Retrying([&] { return ::write(fd, from + done, left); });
+  });
+  if (moved != size) {
+    SetLastError(FileErrorWrite);
+    return false;
   }
   // Durability asked for and not had is a failed write: the host must learn
   // that a power loss could take what it handed over.
@@ -400,15 +392,12 @@ bool CLocalFileAccess::ReadFile(unsigned int handle, void* buffer, unsigned int 
   // A short count from a regular file means the end was reached; reading on
   // until read() says 0 tells that apart from an interrupted transfer.
   char* to = static_cast<char*>(buffer);
-  unsigned int done = 0;
-  while (done < size) {
-    const ssize_t n = ::read(fd, to + done, size - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      SetLastError(n == 0 ? FileErrorEndOfFile : FileErrorRead);
-      return false;
-    }
-    done += static_cast<unsigned int>(n);
+  const long moved = TransferAll(size, [fd, to](unsigned int done, unsigned int left) {
+    return Retrying([&] { return ::read(fd, to + done, left); });
+  });
+  if (moved != size) {
+    SetLastError(moved == 0 ? FileErrorEndOfFile : FileErrorRead);
+    return false;
   }
   bytesRead = size;
   return true;
@@ -418,13 +407,7 @@ bool CLocalFileAccess::SetEndOfFile(unsigned int handle) {
   const int fd = Descriptor(handle);
   if (fd < 0) return false;
   const off_t at = ::lseek(fd, 0, SEEK_CUR);
-  int result = -1;
-  if (at >= 0) {
-    do {
-      result = ::ftruncate(fd, at);
-    } while (result != 0 && errno == EINTR);
-  }
-  if (result != 0) {
+  if (at < 0 || Retrying([&] { return ::ftruncate(fd, at); }) != 0) {
     SetLastError(FileErrorWrite);
     return false;
   }
@@ -432,19 +415,14 @@ bool CLocalFileAccess::SetEndOfFile(unsigned int handle) {
 }
 
 bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
-  int fd;
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    const auto it = m_Files.find(handle);
-    if (it == m_Files.end()) {
-      guard.unlock();
-      SetLastError(FileErrorBadHandle);
-      return false;
-    }
-    fd = it->second.Fd;
-    m_Files.erase(it);
-    m_Generation.store(NewGeneration(), std::memory_order_release);
+  OpenedFile file{};
+  if (!m_Files.Remove(handle, file, [this] {
+        m_Generation.store(NewGeneration(), std::memory_order_release);
+      })) {
+    SetLastError(FileErrorBadHandle);
+    return false;
   }
+  const int fd = file.Fd;
   // No retry on EINTR: Linux has released the descriptor by then, and a retry
   // could close a descriptor another thread has just been given.
   ::close(fd);
@@ -454,12 +432,8 @@ bool CLocalFileAccess::CloseFile(unsigned int handle, bool /*written*/) {
 bool CLocalFileAccess::CloseAllFiles() {
   // What the store wrote is durable once it is closed, when durability was asked for.
   if (Syncing()) SyncFiles();
-  std::map<unsigned int, OpenedFile> files;
-  {
-    std::unique_lock<std::shared_mutex> guard(m_FilesLock);
-    files.swap(m_Files);
-    m_Generation.store(NewGeneration(), std::memory_order_release);
-  }
+  const std::map<unsigned int, OpenedFile> files = m_Files.RemoveAll(
+      [this] { m_Generation.store(NewGeneration(), std::memory_order_release); });
   for (const auto& entry : files) ::close(entry.second.Fd);
   return true;
 }

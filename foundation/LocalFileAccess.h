@@ -9,9 +9,10 @@
 #include <map>
 #include <mutex>
 #include <set>
-#include <shared_mutex>
 #include <string>
 #include <vector>
+
+#include "foundation/HandleTable.h"
 
 namespace zsff {
 
@@ -114,12 +115,7 @@ class CLocalFileAccess : public CAbstractFileAccess {
   bool SyncWhenDue();
   bool Syncing() const { return m_SyncInterval.load(std::memory_order_relaxed) != 0; }
 
-  // Handle number -> POSIX descriptor. Open and close take the lock
-  // exclusively, and never across a system call, so a slow open on one thread
-  // doesn't stall the transfers of another.
-  std::map<unsigned int, OpenedFile> m_Files;
-  mutable std::shared_mutex m_FilesLock;
-  std::atomic<unsigned int> m_NextHandle{1};
+  HandleTable<OpenedFile> m_Files;
   // Reads and writes look their handle up on every call. A handle's descriptor
   // never changes while it is open, so each thread keeps the last few it used
   // and trusts them for as long as this number stands: every close changes it

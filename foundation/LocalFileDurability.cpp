@@ -57,20 +57,17 @@ bool CLocalFileAccess::SyncFiles() {
     // a close on another thread can't pull the descriptor away meanwhile.
     bool found = false;
     int fd = -1;
-    {
-      std::shared_lock<std::shared_mutex> files(m_FilesLock);
-      for (const auto& entry : m_Files) {
-        struct stat info;
-        if (!entry.second.Writable || ::fstat(entry.second.Fd, &info) != 0 ||
-            std::find(m_SyncDevices.begin(), m_SyncDevices.end(), info.st_dev) !=
-                m_SyncDevices.end())
-          continue;
-        m_SyncDevices.push_back(info.st_dev);
-        fd = ::fcntl(entry.second.Fd, F_DUPFD_CLOEXEC, 0);
-        found = true;
-        break;
-      }
-    }
+    m_Files.Any([&](const OpenedFile& file) {
+      struct stat info;
+      if (!file.Writable || ::fstat(file.Fd, &info) != 0 ||
+          std::find(m_SyncDevices.begin(), m_SyncDevices.end(), info.st_dev) !=
+              m_SyncDevices.end())
+        return false;
+      m_SyncDevices.push_back(info.st_dev);
+      fd = ::fcntl(file.Fd, F_DUPFD_CLOEXEC, 0);
+      found = true;
+      return true;
+    });
     if (!found) return synced;
     synced = fd >= 0 && SyncFileSystem(fd) && synced;
     if (fd >= 0) ::close(fd);

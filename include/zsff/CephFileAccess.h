@@ -9,11 +9,9 @@
 #include <zsff/FileAccess.h>
 
 #include <atomic>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
-#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -25,6 +23,8 @@ namespace zsff {
 namespace ceph {
 class CallGate;
 }
+template <typename File>
+class HandleTable;
 
 // Where the store lies: ceph://CLIENT@CONFIG_PATH/PATH. CONFIG_PATH is the
 // cluster's config file on this machine and ends with the first component that
@@ -191,9 +191,7 @@ class ZSFF_API CCephFileAccess : public CAbstractFileAccess {
   std::atomic<ceph_mount_info*> m_Mount{nullptr};
   std::mutex m_MountLock;
 
-  std::map<unsigned int, int> m_Files;  // handle -> libcephfs descriptor
-  mutable std::shared_mutex m_FilesLock;
-  std::atomic<unsigned int> m_NextHandle{1};
+  std::unique_ptr<HandleTable<int>> m_Files;  // handle -> libcephfs descriptor
 
   mutable std::mutex m_ErrorLock;
   std::string m_ErrorText;
