@@ -122,10 +122,10 @@ bool CRecordSection::IsUsed() const {
          m_State == SectionReading;
 }
 
-void CRecordSection::ChangeStateParent(const CRecordId& id,
+bool CRecordSection::ChangeStateParent(const CRecordId& id,
                                        CRecordSignalTree::ChangeAction_t action,
                                        const CRecordSignalTree::CChangeActionParam_t* param) {
-  if (m_Owner != nullptr) m_Owner->ChangeState(id, action, param);
+  return m_Owner == nullptr || m_Owner->ChangeState(id, action, param, m_LastError);
 }
 
 CChannel* CRecordSection::FindChannel(const CChannelID& id) const {

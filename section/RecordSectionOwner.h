@@ -28,9 +28,12 @@ class CRecordSectionOwner {
   virtual ~CRecordSectionOwner() = default;
 
   // The tree's ChangeState: the host's listener hears the notice, then the tree's
-  // record states and the measurement metadata follow it.
-  virtual void ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
-                           const CRecordSignalTree::CChangeActionParam_t* param) = 0;
+  // record states and the measurement metadata follow it. False when the update of
+  // the measurement file that the notice carries failed, with the words in
+  // `failure`; the listener and the record states have followed it all the same.
+  virtual bool ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                           const CRecordSignalTree::CChangeActionParam_t* param,
+                           std::u16string& failure) = 0;
   // Tells the host's listener alone, with the tree's last record handle and no
   // param. The caller clears the id's part number.
   virtual void NotifyListener(const CRecordId& id, CRecordSignalTree::ChangeAction_t action) = 0;

@@ -299,11 +299,17 @@ bool CSectionRecorder::StopRecord() {
 
   if (param.Duration >= 1e40) param.Duration = 0.0;
   const CAbstractRecordSection::SingleRecordState_t before = m_Section.m_State;
-  m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeRecordStopped, &param);
+  const bool listed = m_Section.ChangeStateParent(m_Section.m_RecordId,
+                                                  CRecordSignalTree::ChangeRecordStopped, &param);
   // Stopped before its first sample: the record is to go.
   if (before == CAbstractRecordSection::SectionStarted) m_Section.m_DiscardOnClose = true;
   m_Section.m_State = CAbstractRecordSection::SectionStopped;
-  return true;
+  // The channels are complete; only the list still calls the record recording, and
+  // the end-up finishes it from the channels' files.
+  if (!listed)
+    m_Section.m_LastError =
+        u"CRecordSection::StopRecord unable to finish the record's entry: " + m_Section.m_LastError;
+  return listed;
 }
 
 bool CSectionRecorder::DuplicateRecordSection(const std::u16string& sourcePath) {

@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "tree/MeasurementFile.h"
 #include "tree/MeasurementUpdate.h"
 #include "tree/RecordStates.h"
 #include "tree/TreeRecords.h"
@@ -11,7 +12,7 @@ namespace zsff {
 
 using Tree = CRecordSignalTree;
 
-void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
+bool CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
                                const Tree::CChangeActionParam_t* param) {
   std::lock_guard<CCriticalSectionWrapper> guard(Tree::m_cs);
   CRecordId key(id);
@@ -26,6 +27,7 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
   const bool known = state != nullptr;
   // Declared after the guard, so that the file lock goes before m_cs is left.
   std::unique_ptr<MetaDataFileLock> lock;
+  bool updated = true;
 
   switch (action) {
     case Tree::ChangeRecordCreated:
@@ -33,7 +35,7 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
       if (known || !param) break;
       state->RecordNumber = param->RecordNumber;
       lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
-      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, param);
+      updated = m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, param);
       break;
 
     case Tree::ChangeRecordStarted:
@@ -43,7 +45,7 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
       if (!param) break;
       lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
       state->RecordNumber = param->RecordNumber;
-      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, param);
+      updated = m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, param);
       break;
 
     case Tree::ChangeRecordWriting:
@@ -57,12 +59,13 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
       if (param->RecordNumber != m_LastRecordNumber) {
         m_LastRecordNumber = param->RecordNumber;
         if (known) {
-          m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMFinishCurrentRecord, param);
+          updated =
+              m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMFinishCurrentRecord, param);
           state->RecordNumber = m_LastRecordNumber + 1;
         }
       } else {
         // A second stop of the same record only refreshes the summary.
-        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, nullptr);
+        updated = m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMUpdatePartLength, nullptr);
       }
       break;
 
@@ -73,14 +76,14 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
       m_Tree.m_RecordLength = 0.0;
       m_Tree.m_RecordStartDate = 0;
       m_LastRecordNumber = 0;
-      m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMRemoveRecord, param);
+      updated = m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMRemoveRecord, param);
       if (param) {
         Tree::CChangeActionParam_t fromStart = *param;
         fromStart.FirstPart = 0;
         fromStart.LastPart = 0;
-        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, &fromStart);
+        updated &= m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, &fromStart);
       } else {
-        m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, nullptr);
+        updated &= m_Tree.m_MeasurementUpdate->Apply(lock.get(), Tree::UMCreateNewRecord, nullptr);
       }
       break;
     }
@@ -101,6 +104,12 @@ void CTreeNotices::ChangeState(const CRecordId& id, Tree::ChangeAction_t action,
     default:
       break;
   }
+  if (updated) return true;
+  // The reason, when the update left one, is the last error of the tree.
+  const std::u16string reason = Tree::LastErrorString();
+  Tree::SetLastError(u"CRecordSignalTree::ChangeState unable to update the record list of " +
+                     m_Tree.m_MeasurementFile->LocalPath() + (reason.empty() ? u"" : u": " + reason));
+  return false;
 }
 
 }  // namespace zsff

@@ -17,7 +17,10 @@ class CTreeNotices {
   CTreeNotices(const CTreeNotices&) = delete;
   CTreeNotices& operator=(const CTreeNotices&) = delete;
 
-  void ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+  // False when the update of the measurement file that the notice carries failed,
+  // with the tree's last error naming the file and why; the listener and the
+  // record states have followed the notice all the same.
+  bool ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                    const CRecordSignalTree::CChangeActionParam_t* param);
 
  private:

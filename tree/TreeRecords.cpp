@@ -177,7 +177,14 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   // channels through the last handle.
   CAbstractRecordSection& stopping = *open->second;
   const CRecordId id(CRecordId::RecordNameToId(stopping.RecordName()));
-  if (m_Tree.IsRecording(id, false)) stopping.StopRecord();
+  // A failure below closes the section all the same, and is told at the end. The
+  // record may be recording in another section, which this stop refuses.
+  std::u16string failure;
+  const bool recordingHere = stopping.State() == CAbstractRecordSection::SectionStarted ||
+                             stopping.State() == CAbstractRecordSection::SectionRecording;
+  if (m_Tree.IsRecording(id, false) && !stopping.StopRecord() && recordingHere)
+    failure = u"CRecordSignalTree::CloseRecord unable to stop the record: " +
+              stopping.LastErrorString();
   if (m_Tree.IsReading(id)) stopping.StopReading();
   // Taking the discard mark keeps the section's destructor off the record; with
   // `allowDelete`, the mark decides whether the record is deleted further down.
@@ -198,15 +205,25 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
     std::unique_ptr<MetaDataFileLock> lock = m_Tree.CreateMetaDataLock(MetaDataFileLock::LockWait);
     std::vector<MetaDataRecord> records;
     MetaDataContainer metaData;
-    if (lock && m_Tree.GetRecordsVect(records) && !records.empty() && records.back().Recording() &&
-        m_Tree.LoadMetaDataMeasurement(metaData)) {
-      const MetaDataRecord last = records.back();
-      CMetaDataMeasurementWriter writer(metaData);
-      writer.RemoveRecord(last.RecordId());
-      writer.AddRecord(last.RecordId(), last.LastPartNumber(), last.AbsDate(), last.Duration(),
-                       false, last.PartLength(), last.OffsetTimeToStop());
-      m_Tree.SaveMetaDataMeasurement(lock.get(), metaData, true);
+    bool finished = lock != nullptr;
+    if (lock && m_Tree.GetRecordsVect(records)) {
+      if (!records.empty() && records.back().Recording()) {
+        const MetaDataRecord last = records.back();
+        CMetaDataMeasurementWriter writer(metaData);
+        finished = m_Tree.LoadMetaDataMeasurement(metaData) &&
+                   writer.RemoveRecord(last.RecordId()) &&
+                   writer.AddRecord(last.RecordId(), last.LastPartNumber(), last.AbsDate(),
+                                    last.Duration(), false, last.PartLength(),
+                                    last.OffsetTimeToStop()) &&
+                   m_Tree.SaveMetaDataMeasurement(lock.get(), metaData, true);
+      }
+    } else if (m_Tree.m_MeasurementFile->Exists(CRecordSignalTree::SearchLocalThenRemote)) {
+      // Without a file (a tree that only reaches a store) there is no entry to finish.
+      finished = false;
     }
+    if (!finished)
+      failure = u"CRecordSignalTree::CloseRecord unable to finish the record's entry: " +
+                CRecordSignalTree::LastErrorString();
   }
 
   m_Tree.ChangeState(
@@ -227,7 +244,9 @@ bool CTreeRecords::CloseRecord(int& handle, bool allowDelete) {
   }
 
   handle = 0;
-  return true;
+  if (failure.empty()) return true;
+  CRecordSignalTree::SetLastError(failure);
+  return false;
 }
 
 void CTreeRecords::CloseAllRecord() {

@@ -6,13 +6,17 @@
 #include <mutex>
 
 #include "tree/MeasurementFile.h"
+#include "tree/TreeNotices.h"
 #include "tree/TreeRecords.h"
 
 namespace zsff {
 
-void CTreeSectionOwner::ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
-                                    const CRecordSignalTree::CChangeActionParam_t* param) {
-  m_Tree.ChangeState(id, action, param);
+bool CTreeSectionOwner::ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                                    const CRecordSignalTree::CChangeActionParam_t* param,
+                                    std::u16string& failure) {
+  if (m_Tree.m_Notices->ChangeState(id, action, param)) return true;
+  failure = CRecordSignalTree::LastErrorString();
+  return false;
 }
 
 void CTreeSectionOwner::NotifyListener(const CRecordId& id,

@@ -11,8 +11,10 @@ class CTreeSectionOwner final : public CRecordSectionOwner {
  public:
   explicit CTreeSectionOwner(CRecordSignalTree& tree) : m_Tree(tree) {}
 
-  void ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
-                   const CRecordSignalTree::CChangeActionParam_t* param) override;
+  // Takes the failure's words out of the tree's last error.
+  bool ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                   const CRecordSignalTree::CChangeActionParam_t* param,
+                   std::u16string& failure) override;
   // Under the tree layer's lock, as every notice to the host's listener.
   void NotifyListener(const CRecordId& id, CRecordSignalTree::ChangeAction_t action) override;
   std::unique_ptr<MetaDataFileLock> CreateMetaDataLock(MetaDataFileLock::Mode mode) override;

@@ -131,6 +131,8 @@ class ZSFF_API CAbstractRecordSection {
                                           unsigned long long count) = 0;
   // Completes each channel's metadata and tells the tree the record's length.
   // False without the metadata lock, with everything left open: it may be retried.
+  // False also when a channel or the measurement file couldn't be completed: the
+  // record is then stopped, listed as recording, for the end-up to finish.
   virtual bool StopRecord() = 0;
 
   // --- Reading -------------------------------------------------------------------

@@ -247,8 +247,9 @@ class ZSFF_API CRecordSection : public CAbstractRecordSection {
   // their sampling rates.
   double OpenChannels(unsigned short lastPart, bool recording, double duration,
                       long long offsetTimeToStop, long analyzerFilter);
-  // Sends a notice to the tree, if there is one.
-  void ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+  // Sends a notice to the tree, if there is one. False, with the tree's words as
+  // the last error, when the tree failed to update the measurement file with it.
+  bool ChangeStateParent(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
                          const CRecordSignalTree::CChangeActionParam_t* param);
   // Destroys every channel and forgets them.
   void DeleteFileAccess();

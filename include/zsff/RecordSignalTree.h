@@ -266,7 +266,8 @@ class ZSFF_API CRecordSignalTree {
   // Stops what the section still does, closes it, and deletes its record when the
   // section holds nothing worth keeping and `allowDelete` is true. A section that
   // ended without a stop has its metadata entry marked finished. `handle` becomes 0
-  // in every case; false for an unknown handle.
+  // in every case; false for an unknown handle, and when the stop or the entry's
+  // update failed (the section is closed all the same; LastErrorString says why).
   bool CloseRecord(int& handle, bool allowDelete);
   // CloseRecord(handle, true) on every open section, and their records forgotten by
   // the whole process, whatever other trees hold.

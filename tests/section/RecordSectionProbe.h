@@ -81,11 +81,13 @@ class FakeTree : public zsff::CRecordSectionOwner {
   bool readOnly = false;
   zsff::MetaDataContainer measurement;
 
-  void ChangeState(const zsff::CRecordId& id, zsff::CRecordSignalTree::ChangeAction_t action,
-                   const zsff::CRecordSignalTree::CChangeActionParam_t* param) override {
+  bool ChangeState(const zsff::CRecordId& id, zsff::CRecordSignalTree::ChangeAction_t action,
+                   const zsff::CRecordSignalTree::CChangeActionParam_t* param,
+                   std::u16string&) override {
     Notice notice{id, action, param != nullptr, {}, false, LockFilePresent()};
     if (param != nullptr) notice.param = *param;
     notices.push_back(notice);
+    return true;
   }
   void NotifyListener(const zsff::CRecordId& id,
                       zsff::CRecordSignalTree::ChangeAction_t action) override {

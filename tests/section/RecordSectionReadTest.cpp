@@ -80,8 +80,8 @@ class ReadingTree : public CRecordSectionOwner {
     m_Records = std::move(records);
   }
 
-  void ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
-                   const CRecordSignalTree::CChangeActionParam_t* param) override {
+  bool ChangeState(const CRecordId& id, CRecordSignalTree::ChangeAction_t action,
+                   const CRecordSignalTree::CChangeActionParam_t* param, std::u16string&) override {
     std::lock_guard<std::mutex> guard(m_Mutex);
     m_Notices.push_back(action);
     switch (action) {
@@ -110,6 +110,7 @@ class ReadingTree : public CRecordSectionOwner {
       default:
         break;
     }
+    return true;
   }
   void NotifyListener(const CRecordId&, CRecordSignalTree::ChangeAction_t action) override {
     std::lock_guard<std::mutex> guard(m_Mutex);

@@ -117,30 +117,50 @@ TEST_F(EndUp, CrashedRecordIsFinishedWithEverySampleAndTheHeaderRenamed) {
   EXPECT_TRUE(EndUpAll(m_Dir.Path()).empty());
 }
 
-TEST_F(EndUp, AStopThatCouldNotCompleteAChannelLeavesTheRecordToTheEndUp) {
-  auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"m", kNoStore, false);
-  ASSERT_TRUE(tree && tree->SetRecordBase(4305));
-  auto store = std::make_shared<FaultInjectingFileAccess>(std::make_shared<CLocalFileAccess>());
-  RecordSignalTreeProbe::UseStore(*tree, store);
-  int handle = tree->CreateRecord(0);
-  ASSERT_NE(handle, 0);
-  StartTwoChannels(tree->wRecord(handle));
-  WriteRamp(tree->wRecord(handle), 0, 5000);
-  MarkUnfinished(*tree, m_Dir.Path(), u"m", 4305);
-  // Every save of a channel's metadata fails, on the stop and on the close's retry.
-  store->FailAt(FaultInjectingFileAccess::Rename, 1, true);
-  EXPECT_FALSE(tree->wRecord(handle).StopRecord());
-  EXPECT_EQ(tree->wRecord(handle).LastErrorString().rfind(
-                u"CRecordSection::StopRecord unable to close channel: ", 0),
-            0u);
-  EXPECT_TRUE(tree->CloseRecord(handle, true));
-  tree.reset();
-  const fs::path record = m_Dir.Path() / "m" / "Record_4305_1";
-  EXPECT_TRUE(fs::exists(record / "Channel_1_0_4711" / "TmpRecord.zrm"));
-  EXPECT_TRUE(RecordList(m_Dir.Path() / "m", 4305).at(0).Recording());
+TEST_F(EndUp, AStopThatCouldNotCompleteItsFilesSaysWhyAndLeavesTheRecordToTheEndUp) {
+  // The saves of the stop are moves of beside-files over their files: a channel's
+  // metadata, one per channel, then the measurement file's record list.
+  const struct {
+    unsigned long Rename;
+    bool Sticky;  // the close's second try fails too
+    std::u16string Stop, Close;
+    bool TmpRecordKept;
+  } kCases[] = {
+      {1, true, u"CRecordSection::StopRecord unable to close channel: ",
+       u"CRecordSignalTree::CloseRecord unable to stop the record: ", true},
+      {3, false,
+       u"CRecordSection::StopRecord unable to finish the record's entry: "
+       u"CRecordSignalTree::ChangeState unable to update the record list of ",
+       u"", false},
+  };
+  long base = 4305;
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.Rename);
+    const fs::path parent = m_Dir.Path() / std::to_string(base);
+    fs::create_directory(parent);
+    auto tree = Tree::CreateSignalTree(W(parent.string()), u"m", kNoStore, false);
+    ASSERT_TRUE(tree && tree->SetRecordBase(base));
+    auto store = std::make_shared<FaultInjectingFileAccess>(std::make_shared<CLocalFileAccess>());
+    RecordSignalTreeProbe::UseStore(*tree, store);
+    int handle = tree->CreateRecord(0);
+    ASSERT_NE(handle, 0);
+    StartTwoChannels(tree->wRecord(handle));
+    WriteRamp(tree->wRecord(handle), 0, 5000);
+    MarkUnfinished(*tree, parent, u"m", base);
+    store->FailAt(FaultInjectingFileAccess::Rename, c.Rename, c.Sticky);
+    EXPECT_FALSE(tree->wRecord(handle).StopRecord());
+    EXPECT_EQ(tree->wRecord(handle).LastErrorString().rfind(c.Stop, 0), 0u);
+    EXPECT_EQ(tree->CloseRecord(handle, true), c.Close.empty());
+    EXPECT_EQ(Tree::LastErrorString().rfind(c.Close, 0), 0u);
+    tree.reset();
+    const fs::path record = parent / "m" / ("Record_" + std::to_string(base) + "_1");
+    EXPECT_EQ(fs::exists(record / "Channel_1_0_4711" / "TmpRecord.zrm"), c.TmpRecordKept);
+    EXPECT_TRUE(RecordList(parent / "m", base).at(0).Recording());
 
-  ASSERT_EQ(EndUpAll(m_Dir.Path()).size(), 1u);
-  ExpectRamp(m_Dir.Path(), CRecordId(4305, 1), 5000);
+    ASSERT_EQ(EndUpAll(parent).size(), 1u);
+    ExpectRamp(parent, CRecordId(base, 1), 5000);
+    ++base;
+  }
 }
 
 TEST_F(EndUp, RecordsAndMeasurementsWithoutASampleGo) {
