@@ -50,11 +50,17 @@ inline void WriteInput(const std::string& path, const uint8_t* data, size_t size
   ::close(fd);
 }
 
-// A memory store for the whole run, holding the empty directory `directory`.
-inline zsff::CMemoryFileAccess* MemoryStoreWith(const std::u16string& directory) {
-  auto* store = new zsff::CMemoryFileAccess();
-  if (!store->CreateDirectory(directory)) std::abort();
-  return store;
+// The memory store of a target that feeds one channel's files, kept for the whole
+// run: made at the first input, holding the empty directory "/c" they go in, with
+// the diagnostics quieted.
+inline zsff::CMemoryFileAccess& ChannelStore() {
+  static zsff::CMemoryFileAccess* const s_Store = [] {
+    QuietDiagnostics();
+    auto* store = new zsff::CMemoryFileAccess();
+    if (!store->CreateDirectory(u"/c")) std::abort();
+    return store;
+  }();
+  return *s_Store;
 }
 
 // `size` bytes of `data` as the whole file at `path` on `store`.

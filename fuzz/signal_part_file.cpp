@@ -15,40 +15,29 @@
 
 #include "fuzz/FuzzSupport.h"
 
-namespace {
-
-zsff::CMemoryFileAccess* g_Store = nullptr;
-
-}  // namespace
-
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  zsff_fuzz::QuietDiagnostics();
-  g_Store = zsff_fuzz::MemoryStoreWith(u"/c");
-  return 0;
-}
-
 // The first byte chooses the sample format and whether the input holds a
 // metadata file: then its text runs to the first zero byte and the part file
 // follows. The last three bytes steer the reads.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  zsff::CMemoryFileAccess& store = zsff_fuzz::ChannelStore();
   if (size < 4) return 0;
   const uint8_t* steer = data + size - 3;
   const bool fromMetaData = (data[0] & 0x80) != 0;
   const auto format = static_cast<zsff::SampleFormat_t>(data[0] % 4);
   const uint8_t* part = data + 1;
   size_t partSize = size - 4;
-  g_Store->DeleteFile(u"/c/Channel_1.zrm");
+  store.DeleteFile(u"/c/Channel_1.zrm");
   if (fromMetaData) {
     const void* end = std::memchr(part, 0, partSize);
     if (end == nullptr) return 0;
     const size_t textSize = static_cast<const uint8_t*>(end) - part;
-    zsff_fuzz::PutFile(*g_Store, u"/c/Channel_1.zrm", part, textSize);
+    zsff_fuzz::PutFile(store, u"/c/Channel_1.zrm", part, textSize);
     part += textSize + 1;
     partSize -= textSize + 1;
   }
-  zsff_fuzz::PutFile(*g_Store, u"/c/Part_0.zrs", part, partSize);
+  zsff_fuzz::PutFile(store, u"/c/Part_0.zrs", part, partSize);
 
-  zsff::CSignalFileReader reader("/c", "Part_0", u"Channel_1", g_Store, nullptr, 0);
+  zsff::CSignalFileReader reader("/c", "Part_0", u"Channel_1", &store, nullptr, 0);
   if (!fromMetaData) {
     static const unsigned long long kSizes[] = {4, 8, 2, 4};
     reader.SetSampleFormat(format);

@@ -16,22 +16,16 @@
 
 namespace {
 
-zsff::CMemoryFileAccess* g_Store = nullptr;
 const char16_t* const kLevels[] = {u"/c/Part_0_1.zpr", u"/c/Part_0_2.zpr", u"/c/Part_0_3.zpr",
                                    u"/c/Part_0_4.zpr"};
 
 }  // namespace
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
-  zsff_fuzz::QuietDiagnostics();
-  g_Store = zsff_fuzz::MemoryStoreWith(u"/c");
-  return 0;
-}
-
 // Eight bytes of header: the format, the rate, the part's expected duration, the
 // points, start and stop, which levels exist, and how the rest is shared among
 // them; the rest is the levels' bytes, one after the other.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  zsff::CMemoryFileAccess& store = zsff_fuzz::ChannelStore();
   if (size < 8) return 0;
   static const unsigned long long kSizes[] = {4, 8, 2, 4};
   const auto format = static_cast<zsff::SampleFormat_t>(data[0] % 4);
@@ -42,15 +36,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t* rest = data + 8;
   size_t restSize = size - 8;
   for (int level = 0; level < 4; ++level) {
-    g_Store->DeleteFile(std::u16string(kLevels[level]));
+    store.DeleteFile(std::u16string(kLevels[level]));
     if ((data[6] >> level & 1) == 0) continue;
     const size_t share = level == 3 ? restSize : restSize * ((data[7] >> (2 * level)) & 3) / 4;
-    zsff_fuzz::PutFile(*g_Store, kLevels[level], rest, share);
+    zsff_fuzz::PutFile(store, kLevels[level], rest, share);
     rest += share;
     restSize -= share;
   }
 
-  zsff::CCompressedSignalFileReader reader("/c", "Part_0", g_Store, 0, kSizes[format], format,
+  zsff::CCompressedSignalFileReader reader("/c", "Part_0", &store, 0, kSizes[format], format,
                                            rate, nullptr, duration, format, 0);
   const zsff::CompressedSignalPlan_t plan = reader.Plan(start, stop, points, 0);
   if (plan.Divider >= reader.CompressionFactor()) {
