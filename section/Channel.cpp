@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 #include "metadata/MetaDataKeys.h"
 #include "signal/CompressedSignalFileWriter.h"
 
@@ -171,8 +172,16 @@ bool CChannel::ArmChannel(double maxLength, double partLength) {
 }
 
 bool CChannel::CloseChannel(const MetaDataFileLock* lock) {
-  m_Writer.Close();
-  m_TmpRecordFile->Write();
+  // A part whose close failed may lack what was counted on a store where closing
+  // completes the transfer, and the metadata below is merged from the temporary
+  // record file as written here: either failure leaves the record to the end-up,
+  // or to a second stop.
+  if (!m_Writer.Close()) return false;
+  if (!m_TmpRecordFile->Write()) {
+    m_LastError = u"CChannel::CloseChannel unable to save record information: " +
+                  Utf8ToWide(m_TmpRecordFile->Path());
+    return false;
+  }
 
   // The header reader merges the temporary record file into what it loads, so the
   // container comes back with the dates and the length of the retained signal.

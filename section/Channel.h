@@ -119,8 +119,9 @@ class CChannel {
   // file a last time, completes the ".zrm" file from it (the record's duration
   // included) when `lock` proves that the caller holds the measurement's metadata,
   // retries the parts still to delete, and deletes "TmpRecord.zrm". False, with
-  // LastErrorString, when the ".zrm" couldn't be read or completed: the
-  // temporary record file then stays, so that the end-up can finish the record.
+  // LastErrorString, when a part file couldn't be closed, the temporary record
+  // file written or the ".zrm" read or completed: the temporary record file then
+  // stays, so that the end-up (or a second call) can finish the record.
   bool CloseChannel(const MetaDataFileLock* lock);
 
   // --- Parts ---------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "foundation/FileNames.h"
+#include "foundation/TextConversion.h"
 #include "section/ChannelLayout.h"
 #include "section/ChannelPartRange.h"
 #include "signal/CompressedSignalFileWriter.h"
@@ -78,18 +79,20 @@ bool CChannelPartWriter::WriteSampleBlock(const void* data, unsigned long long c
   const unsigned char* samples = static_cast<const unsigned char*>(data);
   const bool parts = m_Layout.PartLength > 0.0;
   const double ticks = m_Layout.TicksPerSample();
+  // A failure that leaves the block written fails it only at the end, so that
+  // the signal and its pyramid keep taking the same samples.
+  bool whole = true;
 
   while (count > 0) {
     unsigned long long piece = count;
     if (parts) {
       unsigned long long room = Remaining(m_SignalCursor);
       if (room == 0) {
-        if (!OpenNextSignalPart()) {
-          m_LastError = u"CChannel WriteSampleBlock OpenNextPart failed.\n";
-          return false;
-        }
-        // A pyramid that doesn't open shows at its first write below.
-        if (compress) OpenNextPyramidPart();
+        // Both roll over whatever the other's files say, so that their parts
+        // stay in step. A pyramid that doesn't open shows at its first write below.
+        const bool signalRolled = OpenNextSignalPart();
+        if (compress && !OpenNextPyramidPart()) whole = false;
+        if (!signalRolled) return false;
         room = Remaining(m_SignalCursor);
         if (room == 0) {  // a part shorter than one sample can never be filled
           m_LastError = u"CChannel WriteSampleBlock OpenNextPart failed.\n";
@@ -109,7 +112,7 @@ bool CChannelPartWriter::WriteSampleBlock(const void* data, unsigned long long c
     }
     m_EndDate += static_cast<long long>(static_cast<double>(piece) * ticks);
     m_RecordedSamples += piece;
-    if (parts) Advance(m_SignalCursor, m_SignalParts, true, piece);
+    if (parts && !Advance(m_SignalCursor, m_SignalParts, true, piece)) whole = false;
 
     if (compress) {
       if (!m_Pyramid || !m_Pyramid->WriteRawBlock(samples, piece)) {
@@ -125,7 +128,7 @@ bool CChannelPartWriter::WriteSampleBlock(const void* data, unsigned long long c
     samples += piece * m_Layout.SampleSize;
     count -= piece;
   }
-  return true;
+  return whole;
 }
 
 bool CChannelPartWriter::WriteCompressedSampleBlock(const void* data, unsigned long long count) {
@@ -175,28 +178,41 @@ void CChannelPartWriter::Enter(ChannelPartRange& range, Cursor& cursor, unsigned
 
 bool CChannelPartWriter::OpenNextSignalPart() {
   Enter(m_SignalParts, m_SignalCursor, static_cast<unsigned short>(m_SignalCursor.Part + 1));
-  if (m_Signal) m_Signal->CloseSignalFile(true);
+  const bool closed = CloseSignal();
   m_Signal = m_Layout.NewSignalWriter(m_SignalCursor.Part);  // its file comes with the first block
   m_SignalCursor.Written = 0;
-  return true;
+  return closed;
+}
+
+bool CChannelPartWriter::CloseSignal() {
+  if (!m_Signal || m_Signal->CloseSignalFile(true)) return true;
+  m_LastError = u"CChannel unable to close signal file: " + Utf8ToWide(m_Signal->FilePath());
+  return false;
+}
+
+bool CChannelPartWriter::ClosePyramid(unsigned short part) {
+  if (!m_Pyramid || m_Pyramid->Close(true)) return true;
+  m_LastError = u"CChannel unable to close pyramide files: " +
+                Utf8ToWide(m_Layout.PartBasePath(part));
+  return false;
 }
 
 bool CChannelPartWriter::OpenNextPyramidPart() {
   Enter(m_PyramidParts, m_PyramidCursor, static_cast<unsigned short>(m_PyramidCursor.Part + 1));
   // The depth chosen at arming holds for every part.
   const int levels = PyramidLevels();
-  if (m_Pyramid) m_Pyramid->Close(true);
+  const bool closed = ClosePyramid(static_cast<unsigned short>(m_PyramidCursor.Part - 1));
   m_Pyramid = m_Layout.NewPyramidWriter(m_PyramidCursor.Part);
   if (levels < CCompressedSignalFileWriter::kMaxLevels) m_Pyramid->SetNumberOfLevels(levels);
+  m_PyramidCursor.Written = 0;
   if (!m_Pyramid->OpenLevelFiles()) {
     m_LastError = u"CChannel::OpenPart unable to create pyramide files";
     return false;
   }
-  m_PyramidCursor.Written = 0;
-  return true;
+  return closed;
 }
 
-void CChannelPartWriter::Advance(Cursor& cursor, ChannelPartRange& range, bool signal,
+bool CChannelPartWriter::Advance(Cursor& cursor, ChannelPartRange& range, bool signal,
                                  unsigned long long count) {
   bool firstBlock = cursor.Written == 0;
   cursor.Written += count;
@@ -241,10 +257,12 @@ void CChannelPartWriter::Advance(Cursor& cursor, ChannelPartRange& range, bool s
 
   // The one write of the temporary record file per part (and per drop): a crash
   // then finds the parts and the dates of the retained signal.
-  if (signal && firstBlock) {
-    m_Layout.TmpRecordFile->SetParts(range.FirstPart, range.LastPart);
-    m_Layout.TmpRecordFile->Write();
-  }
+  if (!signal || !firstBlock) return true;
+  m_Layout.TmpRecordFile->SetParts(range.FirstPart, range.LastPart);
+  if (m_Layout.TmpRecordFile->Write()) return true;
+  m_LastError = u"CChannel unable to save record information (the block is written): " +
+                Utf8ToWide(m_Layout.TmpRecordFile->Path());
+  return false;
 }
 
 void CChannelPartWriter::DeleteParts(std::vector<unsigned short>& notDeleted) {
@@ -296,9 +314,9 @@ void CChannelPartWriter::Flush() {
   if (m_Pyramid) m_Pyramid->Flush();
 }
 
-void CChannelPartWriter::Close() {
-  if (m_Signal) m_Signal->CloseSignalFile(true);
-  if (m_Pyramid) m_Pyramid->Close(true);
+bool CChannelPartWriter::Close() {
+  const bool signalClosed = CloseSignal();
+  return ClosePyramid(m_PyramidCursor.Part) && signalClosed;
 }
 
 bool CChannelPartWriter::UpdateSignalLength() {

@@ -45,15 +45,20 @@ class CChannelPartWriter {
     m_RecordedSamples = 0;
   }
   // Appends `count` samples, and with `compress` feeds them through the pyramid.
-  // False when the next part can't be opened or a write didn't go through whole:
-  // the earlier pieces stay written and counted, the failing one isn't counted.
+  // False when the next part can't be opened, the part before it couldn't be
+  // closed, or a write didn't go through whole: the earlier pieces stay written
+  // and counted, the failing one isn't counted. False also, the block written and
+  // counted, when the pyramid failed (it then takes no more of its part) or the
+  // temporary record file couldn't be rewritten at a part's start (only a crash
+  // before the next rewrite would miss the part).
   bool WriteSampleBlock(const void* data, unsigned long long count, bool compress);
   // Appends `count` first-level pyramid values computed by the host, cut at part
   // boundaries like raw samples.
   bool WriteCompressedSampleBlock(const void* data, unsigned long long count);
   void Flush();
-  // Closes the part being written, its pyramid completed.
-  void Close();
+  // Closes the part being written, its pyramid completed. False, with the text,
+  // when the store failed a close (every file is closed all the same).
+  bool Close();
 
   // Deletes the files of the parts waiting for deletion: a part's ".zrs" and its
   // pyramid levels. The parts whose files couldn't be deleted stay waiting and are
@@ -86,11 +91,17 @@ class CChannelPartWriter {
     unsigned long long Written = 0;
   };
 
+  // Each rolls over to the next part, and is false with the text when the close of
+  // the one before or the open of the new one failed.
   bool OpenNextSignalPart();
   bool OpenNextPyramidPart();
+  // Close the part being written of each kind; false with the text on a failure.
+  bool CloseSignal();
+  bool ClosePyramid(unsigned short part);
   // Counts `count` samples as written and keeps the ring of `range`; `signal` tells
-  // which kind, for the record's dates and the temporary record file.
-  void Advance(Cursor& cursor, ChannelPartRange& range, bool signal, unsigned long long count);
+  // which kind, for the record's dates and the temporary record file. False with
+  // the text when that file couldn't be rewritten.
+  bool Advance(Cursor& cursor, ChannelPartRange& range, bool signal, unsigned long long count);
   unsigned long long Remaining(const Cursor& cursor) const;
   // DeleteParts for the signal's range alone, as the ring drops a part.
   void DeleteSignalParts(std::vector<unsigned short>& notDeleted);

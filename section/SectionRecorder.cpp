@@ -183,8 +183,13 @@ bool CSectionRecorder::StartRecord(const std::map<CChannelID, TAG_RECORD_INFO>& 
   m_Section.m_State = CAbstractRecordSection::SectionStarted;
   if (m_Section.m_Owner != nullptr)
     param.RecordNumber = static_cast<unsigned short>(m_Section.m_Owner->RecordCounter());
-  m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeRecordStarted, &param);
-  return true;
+  // Started all the same: the host may write, or stop to have the record go.
+  if (m_Section.ChangeStateParent(m_Section.m_RecordId, CRecordSignalTree::ChangeRecordStarted,
+                                  &param))
+    return true;
+  m_Section.m_LastError =
+      u"CRecordSection::StartRecord unable to update the record's entry: " + m_Section.m_LastError;
+  return false;
 }
 
 bool CSectionRecorder::WriteSampleBlock(const CChannelID& id, const void* samples,

@@ -67,6 +67,7 @@ bool CCompressedSignalFileWriter::OpenLevelFiles() {
   }
   m_PreparedSamples = 0;
   m_GatherFirstLevel = true;
+  m_Stopped = false;
   Prepare(kPreparedBlockSamples);
   return true;
 }
@@ -108,12 +109,23 @@ void CCompressedSignalFileWriter::Prepare(unsigned long long samples) {
 }
 
 bool CCompressedSignalFileWriter::Append(Level& level, const void* data, unsigned long long bytes) {
-  if (bytes != 0) level.NeverWritten = false;
-  if (bytes > std::numeric_limits<unsigned int>::max()) return false;
   if (bytes == 0) return true;
+  level.NeverWritten = false;
   unsigned int written = 0;
-  return m_FileAccess->WriteFile(level.Handle, data, static_cast<unsigned int>(bytes), written) &&
-         written == bytes;
+  if (bytes <= std::numeric_limits<unsigned int>::max() &&
+      m_FileAccess->WriteFile(level.Handle, data, static_cast<unsigned int>(bytes), written) &&
+      written == bytes) {
+    level.Bytes += bytes;
+    return true;
+  }
+  // Bytes that fitted would put every later pair of the level out of place, and
+  // the lost ones leave a gap in its carry: the pyramid of this part ends at the
+  // last whole write of each level.
+  if (m_FileAccess->SeekFile(level.Handle, static_cast<long long>(level.Bytes), 0))
+    m_FileAccess->SetEndOfFile(level.Handle);
+  level.NeverWritten = level.Bytes == 0;
+  m_Stopped = true;
+  return false;
 }
 
 bool CCompressedSignalFileWriter::Take(std::size_t level, const void* data,
@@ -163,6 +175,7 @@ bool CCompressedSignalFileWriter::CascadeFrom(std::size_t level, const T* values
 }
 
 bool CCompressedSignalFileWriter::Cascade(const void* values, unsigned long long count) {
+  if (m_Stopped) return false;
   bool result = false;
   reduction::VisitSampleType(m_SampleFormat, [&](auto tag) {
     using T = decltype(tag);
@@ -215,18 +228,20 @@ bool CCompressedSignalFileWriter::Flush() {
   return result;
 }
 
-void CCompressedSignalFileWriter::Close(bool written) {
-  if (m_FileAccess != nullptr) WriteGathered();
+bool CCompressedSignalFileWriter::Close(bool written) {
+  bool closed = m_FileAccess == nullptr || WriteGathered();
   for (Level& level : m_Levels) {
     if (m_FileAccess == nullptr) break;
     if (level.Handle != 0) {
-      m_FileAccess->CloseFile(level.Handle, written);
+      closed = m_FileAccess->CloseFile(level.Handle, written) && closed;
       level.Handle = 0;
     }
+    // An empty level left behind is passed over by readers: not a failure.
     if (level.NeverWritten) m_FileAccess->DeleteFile(level.Path);
   }
   m_Levels.clear();
   m_PreparedSamples = 0;
+  return closed;
 }
 
 }  // namespace zsff

@@ -59,10 +59,12 @@ class CCompressedSignalFileWriter {
 
   // Reduces `count` raw samples to pairs of 32 (each block closes its own last,
   // possibly short, group) and cascades them through the levels, which are
-  // written when they are due. False when a level
-  // write failed (the cascade stops there), when the levels aren't open, or for
-  // an unknown format. A pyramid of 0 levels has nothing to build: true. A count
-  // of 0 is true.
+  // written when they are due. False when a level write failed, when the levels
+  // aren't open, or for an unknown format. A write that fails, even part-way,
+  // cuts its level file back to the whole writes before it and ends the part's
+  // pyramid: later blocks are refused, so that no pair lands out of place behind
+  // the lost ones. A pyramid of 0 levels has nothing to build: true. A count of
+  // 0 is true.
   bool WriteRawBlock(const void* samples, unsigned long long count);
 
   // Feeds `count` values (min, max pairs already reduced by 32) straight into
@@ -71,13 +73,17 @@ class CCompressedSignalFileWriter {
   bool WriteCompressedBlock(const void* values, unsigned long long count);
 
   // Writes what the levels gathered, then FlushFile on every open level;
-  // the results and-ed. True when nothing is open.
+  // the results and-ed. True when nothing is open. A failed write ends the
+  // pyramid as above.
   bool Flush();
 
-  // Writes what the levels gathered, closes every level (`written` goes
-  // to the store) and deletes the file of a level that never received a value. The level table is emptied; the first
-  // stage's carry is kept.
-  void Close(bool written);
+  // Writes what the levels gathered, closes every level (`written` goes to the
+  // store) and deletes the file of a level that never received a value. The
+  // level table is emptied; the first stage's carry is kept. False when the
+  // gathered pairs couldn't be written or the store failed a close (every level
+  // is closed all the same): on a store where closing completes the transfer, a
+  // written level may then lack its last pairs.
+  bool Close(bool written);
 
   unsigned long long CompressionFactor() const { return m_CompressionFactor; }
   // The depth of the pyramid opened by the next OpenLevelFiles, 0 to 4. A part
@@ -91,6 +97,7 @@ class CCompressedSignalFileWriter {
  private:
   struct Level {
     unsigned int Handle = 0;
+    unsigned long long Bytes = 0;  // of whole writes, where a failed one is cut back to
     reduction::LevelCarry Carry;  // values received but not yet summarised for the next level
     std::string Path;
     bool NeverWritten = true;
@@ -109,8 +116,10 @@ class CCompressedSignalFileWriter {
   static std::vector<T>& Next(Level& level);
   template <typename T>
   bool CascadeFrom(std::size_t level, const T* values, unsigned long long count);
+  // Cascades a block; on a failure cuts the levels back and stops the pyramid.
   bool Cascade(const void* values, unsigned long long count);
-  // Writes one level's share of a block in one call; clears its never-written mark.
+  // Writes one level's share of a block (or what it gathered) in one call; clears
+  // its never-written mark. A failure cuts the file back and ends the pyramid.
   bool Append(Level& level, const void* data, unsigned long long bytes);
   // Gathers a level's share, or writes level 1's at once once it no longer gathers.
   bool Take(std::size_t level, const void* data, unsigned long long bytes);
@@ -139,6 +148,7 @@ class CCompressedSignalFileWriter {
   [[maybe_unused]] CTmpRecordFile* m_TmpRecordFile;
   int m_NumberOfLevels = kMaxLevels;
   bool m_GatherFirstLevel = true;  // every block so far was whole groups
+  bool m_Stopped = false;  // a write failed: the levels end where they were cut back
   std::vector<unsigned char> m_FirstLevel;   // pairs of the first stage, in the sample type
   unsigned long long m_PreparedSamples = 0;  // largest block the buffers hold
 };

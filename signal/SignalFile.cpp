@@ -108,11 +108,11 @@ CSignalFileReader::CSignalFileReader(const std::string& directory, const std::st
 
 CSignalFileReader::~CSignalFileReader() { CloseHandle(false); }
 
-void CSignalFileReader::CloseHandle(bool written) {
-  if (m_FileAccess != nullptr && m_Handle != 0) {
-    m_FileAccess->CloseFile(m_Handle, written);
-    m_Handle = 0;
-  }
+bool CSignalFileReader::CloseHandle(bool written) {
+  if (m_FileAccess == nullptr || m_Handle == 0) return true;
+  const bool closed = m_FileAccess->CloseFile(m_Handle, written);
+  m_Handle = 0;
+  return closed;
 }
 
 bool CSignalFileReader::SignalLength(long long& samples) {
@@ -204,7 +204,7 @@ bool CSignalFileReader::OpenSignalFile() {
   return SetReadPos(0.0);
 }
 
-void CSignalFileReader::CloseSignalFile(bool written) { CloseHandle(written); }
+bool CSignalFileReader::CloseSignalFile(bool written) { return CloseHandle(written); }
 
 bool CSignalFileReader::SetReadPos(double seconds) {
   if (!OpenSignalFile()) return false;

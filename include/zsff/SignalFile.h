@@ -72,8 +72,10 @@ class ZSFF_API CSignalFileAccess {
   // True when the file exists and its size can be read.
   virtual bool SignalFileExists() = 0;
   // Closes the handle if one is open. `written` tells a remote store the file
-  // was written and may need transferring.
-  virtual void CloseSignalFile(bool written) = 0;
+  // was written and may need transferring. False when the store failed the close
+  // (the handle is released all the same): on a store where closing completes the
+  // transfer, a written file may then lack its last bytes.
+  virtual bool CloseSignalFile(bool written) = 0;
   virtual bool FileClosed() const = 0;
 
   void SetSampleFormat(SampleFormat_t format) { m_SampleFormat = format; }
@@ -174,7 +176,7 @@ class ZSFF_API CSignalFileReader : public CSignalFileAccess {
   // says its duration is exactly 0.0. True at once when already open.
   bool OpenSignalFile() override;
   bool SignalFileExists() override;
-  void CloseSignalFile(bool written) override;
+  bool CloseSignalFile(bool written) override;
   bool FileClosed() const override { return m_Handle == 0; }
 
   // The whole path of the part file, UTF-8.
@@ -184,7 +186,7 @@ class ZSFF_API CSignalFileReader : public CSignalFileAccess {
 
  protected:
   // Closes without going through the virtual table (safe in destructors).
-  void CloseHandle(bool written);
+  bool CloseHandle(bool written);
 
   std::string m_FilePath;
   std::u16string m_MetaDataFileName;

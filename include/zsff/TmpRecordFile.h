@@ -84,6 +84,9 @@ class ZSFF_API CTmpRecordFile {
   // Stores the first and last part, without touching the disk.
   void SetParts(unsigned short firstPart, unsigned short lastPart);
 
+  // The file's whole path, UTF-8, for the words of a failure.
+  const std::string& Path() const { return m_Path; }
+
   // The size in bytes of the signal files at the last merge into a container.
   unsigned long long PreviousFileSize() const { return m_PreviousFileSize; }
   void SetPreviousFileSize(unsigned long long size) { m_PreviousFileSize = size; }

@@ -416,6 +416,51 @@ TEST_F(ChannelTest, PartNumbersWrapAfter65535) {
   EXPECT_EQ(channel->SignalSizeInBytes(), 12000u);
 }
 
+TEST_F(ChannelTest, FailedClosesAndRecordInformationAreToldAndLeaveTheNextTryInStep) {
+  using Store = FaultInjectingFileAccess;
+  // At the roll-over to part 1: the close of part 0, then the rewrite of the
+  // temporary record file after the block's first write there.
+  const struct {
+    Store::Operation Op;
+    unsigned long N;
+    std::u16string Text;
+    unsigned long long Recorded;
+  } kRollOvers[] = {
+      {Store::Close, 1, u"CChannel unable to close signal file: ", 1000},
+      {Store::Seek, 1, u"CChannel unable to save record information (the block is written): ", 1010},
+      {Store::Write, 2, u"CChannel unable to save record information (the block is written): ", 1010},
+  };
+  for (const auto& c : kRollOvers) {
+    SCOPED_TRACE(c.N);
+    fs::remove_all(ChannelDir());
+    fs::create_directories(ChannelDir());
+    auto channel = NewChannel(1000.0f);
+    ASSERT_TRUE(channel->ArmChannel(0.0, 1.0));
+    Start(*channel);
+    unsigned long long next = 0;
+    Record(*channel, 1000, 250, next);
+    m_Store->FailAt(c.Op, c.N);
+    const std::vector<float> block = Ramp(10, 1000.0f);
+    EXPECT_FALSE(channel->WriteSampleBlock(block.data(), block.size(), false));
+    EXPECT_EQ(channel->LastErrorString().rfind(c.Text, 0), 0u);
+    EXPECT_EQ(channel->RecordedSamples(), c.Recorded);
+    if (c.Recorded == 1000) {
+      ASSERT_TRUE(channel->WriteSampleBlock(block.data(), block.size(), false));
+    }
+    EXPECT_EQ(Samples(Part(1)), block);
+
+    // A close that fails keeps the temporary record file; the second try completes.
+    MetaDataFileLock lock(u"Metadata.lock", m_Dir.Wide(), m_Store, MetaDataFileLock::LockNone);
+    m_Store->FailAt(Store::Close, 1);
+    EXPECT_FALSE(channel->CloseChannel(&lock));
+    EXPECT_EQ(channel->LastErrorString().rfind(u"CChannel unable to close signal file: ", 0), 0u);
+    EXPECT_TRUE(fs::exists(ChannelDir() / "TmpRecord.zrm"));
+    EXPECT_TRUE(channel->CloseChannel(&lock));
+    EXPECT_FALSE(fs::exists(ChannelDir() / "TmpRecord.zrm"));
+    m_Store->Reset();
+  }
+}
+
 TEST_F(ChannelTest, FailedWritesKeepWhatWasWritten) {
   auto channel = NewChannel(1000.0f);
   ASSERT_TRUE(channel->ArmChannel(0.0, 1.0));

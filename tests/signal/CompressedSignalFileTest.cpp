@@ -553,7 +553,7 @@ TEST(CompressedSignalFileTest, PartBeingRecordedIsMeasuredAndReadEveryTimeAFinis
   EXPECT_EQ(view(recording, 60.0625f, 64.0625f), grown);
 }
 
-TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
+TEST(CompressedSignalFileTest, WriterFailuresCutTheLevelsBackAndEndThePartsPyramid) {
   TempDir dir;
   FaultInjectingFileAccess store(std::make_shared<CLocalFileAccess>());
   const std::vector<float> samples(32 * 32 * 3, 1.0f);
@@ -565,21 +565,48 @@ TEST(CompressedSignalFileTest, WriterFailuresStopTheCascade) {
   failedOpen.Close(false);
   EXPECT_FALSE(fs::exists(LevelPath(dir, 1)));  // opened but never written
 
-  CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 4, SIFloat, nullptr);
-  EXPECT_FALSE(writer.WriteRawBlock(samples.data(), samples.size()));  // not open
-  ASSERT_TRUE(writer.OpenLevelFiles());
-  // A block that gathers enough of level 2 writes levels 1, 2 and 3; level 2 fails.
+  // A block that makes the gathered levels go out: 2144 pairs of level 1, 67 of
+  // level 2, 2 of level 3, each in one write. One that fails, even part-way,
+  // leaves its level at the whole writes before (0: no file), and no later block
+  // lands out of place.
+  struct Case {
+    int write;
+    bool shortWrite;
+    unsigned long long level1, level2, level3;
+  };
   const std::vector<float> large(32 * 32 * CCompressedSignalFileWriter::kGatheredPairs, 1.0f);
-  store.FailAt(FaultInjectingFileAccess::Write, 2);
-  const unsigned long before = store.Calls(FaultInjectingFileAccess::Write);
-  EXPECT_FALSE(writer.WriteRawBlock(large.data(), large.size()));
-  EXPECT_EQ(store.Calls(FaultInjectingFileAccess::Write) - before, 3u);
-  EXPECT_TRUE(writer.WriteRawBlock(samples.data(), 64));
-  writer.Close(true);
-  EXPECT_EQ(fs::file_size(LevelPath(dir, 1)), (2048 + 2) * 2 * 4u);
-  EXPECT_EQ(fs::file_size(LevelPath(dir, 2)), 0u);
-  EXPECT_EQ(fs::file_size(LevelPath(dir, 3)), 2 * 2 * 4u);
-  EXPECT_FALSE(fs::exists(LevelPath(dir, 4)));
+  for (const Case& c : {Case{1, true, 0, 67, 2}, Case{2, true, 2144, 0, 2},
+                        Case{3, false, 2144, 67, 0}}) {
+    SCOPED_TRACE(c.write);
+    CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 4, SIFloat, nullptr);
+    EXPECT_FALSE(writer.WriteRawBlock(samples.data(), samples.size()));  // not open
+    ASSERT_TRUE(writer.OpenLevelFiles());
+    ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
+    if (c.shortWrite)
+      store.ShortWriteAt(c.write);
+    else
+      store.FailAt(FaultInjectingFileAccess::Write, c.write);
+    EXPECT_FALSE(writer.WriteRawBlock(large.data(), large.size()));
+    store.Reset();
+    EXPECT_FALSE(writer.WriteRawBlock(samples.data(), 64));
+    EXPECT_TRUE(writer.Close(true));
+    const unsigned long long expected[] = {c.level1, c.level2, c.level3, 0};
+    for (int level = 1; level <= 4; ++level) {
+      const fs::path path = LevelPath(dir, level);
+      EXPECT_EQ(fs::exists(path) ? fs::file_size(path) : 0u, expected[level - 1] * 2 * 4u) << level;
+    }
+  }
+
+  // A close that fails, or a write of what was gathered at the close, is told.
+  for (const FaultInjectingFileAccess::Operation op :
+       {FaultInjectingFileAccess::Close, FaultInjectingFileAccess::Write}) {
+    CCompressedSignalFileWriter writer(dir.Path().string(), kPart, &store, 4, SIFloat, nullptr);
+    ASSERT_TRUE(writer.OpenLevelFiles());
+    ASSERT_TRUE(writer.WriteRawBlock(samples.data(), samples.size()));
+    store.FailAt(op, 1);
+    EXPECT_FALSE(writer.Close(true));
+    store.Reset();
+  }
 
   CCompressedSignalFileWriter noPyramid(dir.Path().string(), "Part_4", &store, 4, SIFloat, nullptr);
   noPyramid.SetNumberOfLevels(0);
