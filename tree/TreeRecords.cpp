@@ -16,6 +16,7 @@
 #include "tree/RecordDeletion.h"
 #include "tree/RecordKeys.h"
 #include "tree/RecordStates.h"
+#include "tree/TreeNotices.h"
 #include "tree/TreePaths.h"
 
 namespace zsff {
@@ -81,6 +82,9 @@ int CTreeRecords::CreateRecord(long analyzerFilter) {
       m_Tree.m_RemoteFileAccess ? m_Tree.m_RemoteFileAccess.get() : m_Tree.m_FileAccess.get();
   const std::u16string& directory =
       m_Tree.m_RemoteFileAccess ? m_Tree.m_FullRemoteRecordPath : m_Tree.m_FullRecordPath;
+  // A record that can't be made takes its directory with it, unless it found one.
+  const std::u16string recordPath = tree::JoinPath(directory, id.IdToRecordName(), *access);
+  const bool found = access->FileExists(recordPath);
   CRecordSection* section = new CRecordSection(
       &m_Tree, directory, id, 0,
       m_Tree.m_OpenMode == CRecordSignalTree::TreeOpenCreate ? CAbstractRecordSection::OpenCreate
@@ -92,12 +96,33 @@ int CTreeRecords::CreateRecord(long analyzerFilter) {
   if (m_Tree.m_RecordCounter > 1)
     section->DuplicateRecordSection(tree::JoinPath(directory, m_Tree.m_CurrentRecordName, *access));
 
+  // Entered last, so that a crash before leaves only a directory that no list
+  // names. A record the list doesn't name would never be found again: without
+  // its entry the record goes.
   CRecordSignalTree::CChangeActionParam_t param;
   param.RecordNumber = static_cast<unsigned short>(m_Tree.m_RecordCounter);
-  m_Tree.ChangeState(id, CRecordSignalTree::ChangeRecordCreated, &param);
+  if (!m_Tree.m_Notices->ChangeState(id, CRecordSignalTree::ChangeRecordCreated, &param)) {
+    const std::u16string reason = CRecordSignalTree::LastErrorString();
+    m_Tree.ChangeState(id, CRecordSignalTree::ChangeRecordReleased, nullptr);
+    Abandon(handle, found ? std::u16string() : recordPath, *access);
+    CRecordSignalTree::SetLastError(u"CRecordSignalTree::CreateRecord unable to enter the record: " +
+                                    reason);
+    return 0;
+  }
 
   m_Tree.m_CurrentRecordName = Utf8ToWide(name);
   return handle;
+}
+
+void CTreeRecords::Abandon(int handle, const std::u16string& recordPath,
+                           CAbstractFileAccess& access) {
+  // The section's own discard would spare a directory that took channels.
+  auto made = m_Sections.find(handle);
+  made->second->DeleteRecord();
+  m_Sections.erase(made);
+  if (recordPath.empty()) return;
+  access.SelectAnalyzer(tree::kMeasurementStore);
+  access.DeleteDirectoryTree(recordPath);
 }
 
 int CTreeRecords::OpenRecord(const CRecordId& id, CRecordSignalTree::TreeOpenMode_t mode,

@@ -57,6 +57,9 @@ class CTreeRecords {
  private:
   // The handle after the tree's last; a tree's first is the base of `id`.
   int NextHandle(const CRecordId& id);
+  // Lets go of the section of a record that CreateRecord couldn't make, and
+  // deletes the record's directory with what it took so far (none for an empty path).
+  void Abandon(int handle, const std::u16string& recordPath, CAbstractFileAccess& access);
 
   CRecordSignalTree& m_Tree;
   std::map<int, std::unique_ptr<CAbstractRecordSection>> m_Sections;  // by handle

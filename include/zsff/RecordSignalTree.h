@@ -252,8 +252,9 @@ class ZSFF_API CRecordSignalTree {
   // A new record (number m_RecordCounter + 1) with the channels of the one before
   // it; entered in the metadata as recording. `analyzerFilter` goes to the section.
   // The handle, 0 when refused (read-only tree, or a record of this measurement
-  // recording in any tree of the process) or when the remote directory can't be
-  // made; the handle and the counter advance in that last case all the same.
+  // recording in any tree of the process), when the remote directory can't be
+  // made, or when the record can't be entered in the metadata (its directory then
+  // goes); the handle and the counter advance in these last cases all the same.
   int CreateRecord(long analyzerFilter);
 
   // A section on an existing record. An id with a base must match an entry of the

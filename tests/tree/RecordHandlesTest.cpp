@@ -9,7 +9,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/LocalFileAccess.h"
 #include "support/CapturedDiagnostics.h"
+#include "support/FaultInjectingFileAccess.h"
 #include "tree/TreeTestSupport.h"
 
 using namespace zsff;
@@ -134,6 +136,21 @@ TEST_F(RecordHandles, CreateRecordIsRefusedWhileReadingOrRecording) {
   EXPECT_TRUE(recorder->CloseRecord(handle, true));
   EXPECT_FALSE(other->IsUsed());
   EXPECT_TRUE(third->SetRecordBase(2010));
+}
+
+TEST_F(RecordHandles, ARecordThatCannotBeEnteredInTheListIsNotMade) {
+  auto tree = Tree::CreateSignalTree(m_Dir.Wide(), u"m", kNoStore, false);
+  ASSERT_TRUE(tree && tree->SetRecordBase(2020));
+  auto store = std::make_shared<FaultInjectingFileAccess>(std::make_shared<zsff::CLocalFileAccess>());
+  RecordSignalTreeProbe::UseStore(*tree, store);
+  store->FailAt(FaultInjectingFileAccess::Rename, 1);  // the measurement file's save
+  EXPECT_EQ(tree->CreateRecord(0), 0);
+  EXPECT_EQ(Tree::LastErrorString().rfind(
+                u"CRecordSignalTree::CreateRecord unable to enter the record: ", 0),
+            0u);
+  EXPECT_FALSE(fs::exists(Dir("m") / "Record_2020_1"));
+  EXPECT_FALSE(tree->IsUsed());
+  EXPECT_NE(tree->CreateRecord(0), 0);
 }
 
 TEST_F(RecordHandles, OpenRecordFindsAnEntryByIdOrPosition) {
