@@ -132,7 +132,10 @@ void BM_SectionVoltsScaledLarge(benchmark::State& state) {
       });
 }
 
-long long ReadPlain(const std::vector<std::string>& files, float* block) {
+// The part files read with plain read() in blocks of the section's size, each
+// block handed to `afterRead` with its sample count.
+template <typename AfterRead>
+long long ReadPlain(const std::vector<std::string>& files, float* block, AfterRead afterRead) {
   long long total = 0;
   for (const std::string& path : files) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
@@ -140,6 +143,7 @@ long long ReadPlain(const std::vector<std::string>& files, float* block) {
     ssize_t got;
     while ((got = ::read(fd, block, kBlock * sizeof(float))) > 0) {
       total += got;
+      afterRead(block, static_cast<std::size_t>(got) / sizeof(float));
       benchmark::DoNotOptimize(block);
     }
     ::close(fd);
@@ -148,59 +152,35 @@ long long ReadPlain(const std::vector<std::string>& files, float* block) {
   return total;
 }
 
-void BM_PlainRead(benchmark::State& state) {
+template <typename AfterRead>
+void PlainReads(benchmark::State& state, AfterRead afterRead) {
   const std::vector<std::string>& files = TheRecord().PartFiles;
   std::vector<float> block(kBlock);
-  if (ReadPlain(files, block.data()) != kChannelBytes) {  // warms the page cache
+  if (ReadPlain(files, block.data(), afterRead) != kChannelBytes) {  // warms the page cache
     state.SkipWithError("the part files are not the channel's size");
     return;
   }
   for (auto _ : state) {
-    if (ReadPlain(files, block.data()) != kChannelBytes) {
+    if (ReadPlain(files, block.data(), afterRead) != kChannelBytes) {
       state.SkipWithError("plain read failed");
       break;
     }
     benchmark::ClobberMemory();
   }
   state.SetBytesProcessed(state.iterations() * kChannelBytes);
+}
+
+void BM_PlainRead(benchmark::State& state) {
+  PlainReads(state, [](float*, std::size_t) {});
 }
 
 // What any scaled read through read() costs at least: the plain reads, each block
 // scaled in place right after its read, while it is still in the cache. The
 // library's scaled reads are measured against this floor too.
-long long ReadPlainScaled(const std::vector<std::string>& files, float* block) {
-  long long total = 0;
-  for (const std::string& path : files) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return -1;
-    ssize_t got;
-    while ((got = ::read(fd, block, kBlock * sizeof(float))) > 0) {
-      total += got;
-      const std::size_t count = static_cast<std::size_t>(got) / sizeof(float);
-      for (std::size_t i = 0; i < count; ++i) block[i] = block[i] * 0.5f + 0.25f;
-      benchmark::DoNotOptimize(block);
-    }
-    ::close(fd);
-    if (got < 0) return -1;
-  }
-  return total;
-}
-
 void BM_PlainReadScaled(benchmark::State& state) {
-  const std::vector<std::string>& files = TheRecord().PartFiles;
-  std::vector<float> block(kBlock);
-  if (ReadPlainScaled(files, block.data()) != kChannelBytes) {
-    state.SkipWithError("the part files are not the channel's size");
-    return;
-  }
-  for (auto _ : state) {
-    if (ReadPlainScaled(files, block.data()) != kChannelBytes) {
-      state.SkipWithError("plain read failed");
-      break;
-    }
-    benchmark::ClobberMemory();
-  }
-  state.SetBytesProcessed(state.iterations() * kChannelBytes);
+  PlainReads(state, [](float* block, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) block[i] = block[i] * 0.5f + 0.25f;
+  });
 }
 
 BENCHMARK(BM_PlainRead)->UseRealTime()->Unit(benchmark::kMillisecond)->MinTime(1.0);
